@@ -1,0 +1,202 @@
+#include "order_tracking/moduli.h"
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
+namespace Velmora::OrderTracking {
+namespace {
+
+using Line = std::complex<double>;
+
+// Real and imaginary parts of two neighbouring lines.
+struct TwoLines {
+    __m128d re;
+    __m128d im;
+};
+
+TwoLines load(const Line* lines)
+{
+    // std::complex<double> is laid out as two doubles, real part first.
+    const auto* parts = reinterpret_cast<const double*>(lines);
+    const __m128d first = _mm_loadu_pd(parts);
+    const __m128d second = _mm_loadu_pd(parts + 2);
+    return {_mm_unpacklo_pd(first, second), _mm_unpackhi_pd(first, second)};
+}
+
+// The three kinds of line whose modulus is taken. Each gives line k alone, and lines k and k + 1
+// side by side, by the same operations.
+struct OneSided {
+    const Line* spectrum;
+
+    [[nodiscard]] Line line(std::size_t k) const { return spectrum[k]; }
+
+    [[nodiscard]] TwoLines two(std::size_t k) const { return load(spectrum + k); }
+};
+
+// A + iB
+struct Forward {
+    const Line* a;
+    const Line* b;
+
+    [[nodiscard]] Line line(std::size_t k) const
+    {
+        return {a[k].real() - b[k].imag(), a[k].imag() + b[k].real()};
+    }
+
+    [[nodiscard]] TwoLines two(std::size_t k) const
+    {
+        const TwoLines x = load(a + k);
+        const TwoLines y = load(b + k);
+        return {_mm_sub_pd(x.re, y.im), _mm_add_pd(x.im, y.re)};
+    }
+};
+
+// conj(A) + i conj(B)
+struct Backward {
+    const Line* a;
+    const Line* b;
+
+    [[nodiscard]] Line line(std::size_t k) const
+    {
+        return {a[k].real() + b[k].imag(), b[k].real() - a[k].imag()};
+    }
+
+    [[nodiscard]] TwoLines two(std::size_t k) const
+    {
+        const TwoLines x = load(a + k);
+        const TwoLines y = load(b + k);
+        return {_mm_add_pd(x.re, y.im), _mm_sub_pd(y.re, x.im)};
+    }
+};
+
+// The definition, with the one answer that needs no hypot: silent lines are common.
+float exactModulus(Line line)
+{
+    if (line.real() == 0.0 && line.imag() == 0.0) return 0.0F;
+    return static_cast<float>(std::hypot(line.real(), line.imag()));
+}
+
+__m128d root(const TwoLines& lines)
+{
+    return _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(lines.re, lines.re), _mm_mul_pd(lines.im, lines.im)));
+}
+
+// One bit a root: set where the root does not decide the float.
+//
+// A double is sign, 11 bits of exponent and 52 of mantissa; its upper half as an integer grows
+// with its value, and infinity and NaN stand above or, by their sign, below all finite values. A
+// normal float keeps the first 23 bits of the mantissa, so that the other 29 tell where the
+// double lies between two floats; their midpoint is 0x10000000.
+unsigned undecided(__m128d roots01, __m128d roots23)
+{
+    const __m128 halves01 = _mm_castpd_ps(roots01);
+    const __m128 halves23 = _mm_castpd_ps(roots23);
+    const __m128i low =
+        _mm_castps_si128(_mm_shuffle_ps(halves01, halves23, _MM_SHUFFLE(2, 0, 2, 0)));
+    const __m128i high =
+        _mm_castps_si128(_mm_shuffle_ps(halves01, halves23, _MM_SHUFFLE(3, 1, 3, 1)));
+
+    const __m128i belowFltMin = _mm_cmplt_epi32(high, _mm_set1_epi32(0x38100000));
+    const __m128i aboveFltMax = _mm_cmpgt_epi32(high, _mm_set1_epi32(0x47EFFFFE));
+    const __m128i fromMidpoint =
+        _mm_sub_epi32(_mm_and_si128(low, _mm_set1_epi32(0x1FFFFFFF)), _mm_set1_epi32(0x10000000));
+    const __m128i nearMidpoint = _mm_and_si128(_mm_cmpgt_epi32(fromMidpoint, _mm_set1_epi32(-5)),
+                                               _mm_cmplt_epi32(fromMidpoint, _mm_set1_epi32(5)));
+    const __m128i any = _mm_or_si128(_mm_or_si128(belowFltMin, aboveFltMax), nearMidpoint);
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(any)));
+}
+
+// Roots of four lines from k on. Returns undecided() of them.
+template <typename Lines>
+unsigned fourRoots(const Lines& lines, std::size_t k, float* out)
+{
+    const __m128d roots01 = root(lines.two(k));
+    const __m128d roots23 = root(lines.two(k + 2));
+    _mm_storeu_ps(out + k, _mm_movelh_ps(_mm_cvtpd_ps(roots01), _mm_cvtpd_ps(roots23)));
+    return undecided(roots01, roots23);
+}
+
+// Up to 64 lines: the roots first, without a branch, then hypot for those that a root does not
+// decide. Lines beyond the last whole four belong to four lines that overlap the ones before.
+template <typename Lines>
+void chunkModuli(const Lines& lines, std::size_t count, float* out)
+{
+    if (count < 4) {
+        for (std::size_t k = 0; k < count; ++k) out[k] = exactModulus(lines.line(k));
+        return;
+    }
+    std::uint64_t repairs = 0;
+    for (std::size_t k = 0; k + 4 <= count; k += 4)
+        repairs |= std::uint64_t{fourRoots(lines, k, out)} << k;
+    if (count % 4 != 0) repairs |= std::uint64_t{fourRoots(lines, count - 4, out)} << (count - 4);
+
+    for (; repairs != 0; repairs &= repairs - 1) {
+        const auto k = static_cast<std::size_t>(std::countr_zero(repairs));
+        out[k] = exactModulus(lines.line(k));
+    }
+}
+
+static_assert(kModuliChunk <= 64, "the lines of a chunk have one bit each in a 64-bit word");
+
+void halve(float* values, std::size_t count)
+{
+    for (std::size_t k = 0; k < count; ++k) values[k] *= 0.5F;
+}
+
+} // namespace
+
+void moduli(std::span<const Line> spectrum, float* out)
+{
+    for (std::size_t first = 0; first < spectrum.size(); first += kModuliChunk)
+        chunkModuli(OneSided{spectrum.data() + first},
+                    std::min(kModuliChunk, spectrum.size() - first),
+                    out + first);
+}
+
+void forwardModuli(std::span<const Line> spectrumA, std::span<const Line> spectrumB, float* out)
+{
+    for (std::size_t first = 0; first < spectrumA.size(); first += kModuliChunk) {
+        const std::size_t count = std::min(kModuliChunk, spectrumA.size() - first);
+        chunkModuli(
+            Forward{spectrumA.data() + first, spectrumB.data() + first}, count, out + first);
+        halve(out + first, count);
+    }
+}
+
+void backwardModuli(std::span<const Line> spectrumA, std::span<const Line> spectrumB, float* out)
+{
+    for (std::size_t first = 0; first < spectrumA.size(); first += kModuliChunk) {
+        const std::size_t count = std::min(kModuliChunk, spectrumA.size() - first);
+        chunkModuli(
+            Backward{spectrumA.data() + first, spectrumB.data() + first}, count, out + first);
+        halve(out + first, count);
+    }
+}
+
+float centreModulus(Line lineA, Line lineB)
+{
+    return exactModulus(Forward{&lineA, &lineB}.line(0));
+}
+
+void twoSidedModuli(std::span<const Line> spectrumA, std::span<const Line> spectrumB, float* out)
+{
+    float* const centre = out + (spectrumA.size() - 1);
+    *centre = centreModulus(spectrumA[0], spectrumB[0]);
+    forwardModuli(spectrumA.subspan(1), spectrumB.subspan(1), centre + 1);
+
+    std::array<float, kModuliChunk> ascending; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    for (std::size_t first = 1; first < spectrumA.size(); first += kModuliChunk) {
+        const std::size_t count = std::min(kModuliChunk, spectrumA.size() - first);
+        backwardModuli(
+            spectrumA.subspan(first, count), spectrumB.subspan(first, count), ascending.data());
+        std::reverse_copy(
+            ascending.begin(), ascending.begin() + count, centre - (first + count) + 1);
+    }
+}
+
+} // namespace Velmora::OrderTracking
