@@ -104,19 +104,18 @@ private:
     double scale_;
 };
 
-/// Lines from 1 on of modes 0 and 2.
+/// Lines from 1 on of modes 0 and 2, as one run of doubles.
 template <int mode>
 void scaleLines(const BlockFFT<mode>& fft, std::span<Line> spectrum)
 {
-    const ScaledLines<mode> Z(fft);
-    const double s = fft.amplitudeScale();
     // The real transform has lines up to N / 2 only; the others are conjugates of their mirrors.
     const std::size_t own =
         mode == 0 ? std::min(spectrum.size(), fft.spectrumBuffer.count) : spectrum.size();
-    for (std::size_t k = 1; k < own; ++k) {
-        const Line z = Z[k];
-        spectrum[k] = {s * z.real(), s * z.imag()};
-    }
+    const double scale = fft.forwardScale();
+    const double s = fft.amplitudeScale();
+    const double* from = fft.spectrumData();
+    auto* to = reinterpret_cast<double*>(spectrum.data());
+    for (std::size_t i = 2; i < 2 * own; ++i) to[i] = s * (from[i] * scale);
     for (std::size_t k = own; k < spectrum.size(); ++k)
         spectrum[k] = std::conj(spectrum[fft.size() - k]);
 }

@@ -70,10 +70,23 @@ std::int32_t OrderAnalyzer<modeNumber>::samplesWithinTimeBlocks(std::int32_t idx
     return pending;
 }
 
+template <int modeNumber>
+auto OrderAnalyzer<modeNumber>::wantedSteps() const -> WantedSteps
+{
+    const AnalyzerParameters& p = *parameters_;
+    const AnalysisSetup& setup = *analysisSetup_;
+    return {.orderRow = (p.timeOrderSpectrum | p.timeOrderTwoSided) != 0,
+            .orderBin = (p.binOrderSpectrum | p.binHarmonics) != 0,
+            .timeBin = wantsTimePath(),
+            .delta = (p.deltaHarmonics | p.deltaOrderSpectrum) != 0 &&
+                     (setup.deltaOnBinChange | setup.deltaOnTime) != 0};
+}
+
 /// Takes up to `todo` samples from slot `idx` on and stops after the first that produced a result.
 template <int modeNumber>
 void OrderAnalyzer<modeNumber>::walk(std::int32_t idx, std::int32_t todo)
 {
+    const WantedSteps wanted = wantedSteps();
     stopReported_ = false;
     std::int32_t done = 0;
     while (done < todo) {
@@ -81,7 +94,7 @@ void OrderAnalyzer<modeNumber>::walk(std::int32_t idx, std::int32_t todo)
         if (holdOff_ != 0)
             --holdOff_;
         else
-            takeSample(resampled_.processed + done, idx);
+            takeSample(resampled_.processed + done, idx, wanted);
         idx = wrap(idx + 1, resampled_.size);
         ++done;
 
@@ -96,7 +109,7 @@ void OrderAnalyzer<modeNumber>::walk(std::int32_t idx, std::int32_t todo)
 }
 
 template <int modeNumber>
-void OrderAnalyzer<modeNumber>::takeSpeed(std::int32_t idx)
+inline void OrderAnalyzer<modeNumber>::takeSpeed(std::int32_t idx)
 {
     rpm_ = static_cast<float>(resampled_.frequency[idx] * 60.0);
     currentRpm_ = static_cast<double>(rpm_);
@@ -104,22 +117,22 @@ void OrderAnalyzer<modeNumber>::takeSpeed(std::int32_t idx)
 }
 
 template <int modeNumber>
-void OrderAnalyzer<modeNumber>::takeSample(std::int64_t pos, std::int32_t idx)
+inline void
+OrderAnalyzer<modeNumber>::takeSample(std::int64_t pos, std::int32_t idx, WantedSteps wanted)
 {
     const double value = resampled_.binSignal[idx] * binningSetup_->scale;
     binning_.classifyBin(value, binCount_, *binningSetup_, analysisSetup_->blockMode);
     countTurn(idx);
 
-    updateOrderRow(pos, idx);
-    if ((parameters_->binOrderSpectrum != 0 || parameters_->binHarmonics != 0) && binning_.binReady)
-        orderBinStep(pos, idx);
-    if (wantsTimePath() && binning_.binReady) timeBinStep(idx);
-    deltaStep(pos, idx);
+    if (wanted.orderRow) updateOrderRow(pos, idx);
+    if (wanted.orderBin && binning_.binReady) orderBinStep(pos, idx);
+    if (wanted.timeBin && binning_.binReady) timeBinStep(idx);
+    if (wanted.delta) deltaStep(pos, idx);
 }
 
 /// A turn ends where the angle falls from the upper half circle.
 template <int modeNumber>
-void OrderAnalyzer<modeNumber>::countTurn(std::int32_t idx)
+inline void OrderAnalyzer<modeNumber>::countTurn(std::int32_t idx)
 {
     const double angle = resampled_.angle[idx];
     if (0.0 > angle - lastAngle_ && lastAngle_ > 180.0) {
@@ -148,15 +161,8 @@ void OrderAnalyzer<modeNumber>::watchForStop()
     }
 }
 
-#define INSTANTIATE(mode)                                                                          \
-    template const CalculationResult& OrderAnalyzer<mode>::calculate();                            \
-    template std::int32_t OrderAnalyzer<mode>::samplesWithinTimeBlocks(std::int32_t, std::int32_t) \
-        const;                                                                                     \
-    template void OrderAnalyzer<mode>::walk(std::int32_t, std::int32_t);                           \
-    template void OrderAnalyzer<mode>::takeSpeed(std::int32_t);                                    \
-    template void OrderAnalyzer<mode>::takeSample(std::int64_t, std::int32_t);                     \
-    template void OrderAnalyzer<mode>::countTurn(std::int32_t);                                    \
-    template void OrderAnalyzer<mode>::watchForStop()
+// What other files call; the rest is instantiated with it.
+#define INSTANTIATE(mode) template const CalculationResult& OrderAnalyzer<mode>::calculate()
 
 INSTANTIATE(0);
 INSTANTIATE(1);

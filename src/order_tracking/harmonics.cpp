@@ -137,15 +137,12 @@ void OrderAnalyzer<modeNumber>::updateOverall(std::int32_t bin)
         results_.overallB[row] = overallLevel({results_.timeB.row(row), lines}, peak, factor);
 }
 
+// What other files call; the rest is instantiated with it.
 #define INSTANTIATE(mode)                                                                          \
     template double OrderAnalyzer<mode>::quarterTurn() const;                                      \
     template double OrderAnalyzer<mode>::phaseOffset(double, SpectrumView) const;                  \
     template auto OrderAnalyzer<mode>::extractHarmonics(std::int64_t, double, SpectrumView)        \
         const->HarmonicValues;                                                                     \
-    template std::complex<float> OrderAnalyzer<mode>::integerHarmonic(                             \
-        const HarmonicRecord&, double, SpectrumView) const;                                        \
-    template std::complex<float> OrderAnalyzer<mode>::fractionalHarmonic(                          \
-        const HarmonicRecord&, std::int64_t, SpectrumView) const;                                  \
     template void OrderAnalyzer<mode>::updateOverall(std::int32_t)
 
 INSTANTIATE(0);

@@ -231,19 +231,11 @@ void OrderAnalyzer<modeNumber>::clearResults()
     lastTurnTime_ = 0.0;
 }
 
+// What other files call; the rest is instantiated with it.
 #define INSTANTIATE(mode)                                                                          \
-    template bool OrderAnalyzer<mode>::wantsOrderPath() const;                                     \
     template bool OrderAnalyzer<mode>::wantsTimePath() const;                                      \
     template void OrderAnalyzer<mode>::initiate();                                                 \
-    template void OrderAnalyzer<mode>::setUpTransforms();                                          \
-    template void OrderAnalyzer<mode>::buildWeightingTables();                                     \
-    template void OrderAnalyzer<mode>::fillHarmonicRecords();                                      \
-    template void OrderAnalyzer<mode>::setUpEvaluators();                                          \
-    template void OrderAnalyzer<mode>::allocateOrderResults();                                     \
-    template void OrderAnalyzer<mode>::allocateTimeResults();                                      \
-    template void OrderAnalyzer<mode>::allocateDeltaResults();                                     \
-    template void OrderAnalyzer<mode>::reset();                                                    \
-    template void OrderAnalyzer<mode>::clearResults()
+    template void OrderAnalyzer<mode>::reset()
 
 INSTANTIATE(0);
 INSTANTIATE(1);

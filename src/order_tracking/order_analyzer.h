@@ -151,6 +151,14 @@ private:
     using SpectrumView = std::span<const std::complex<double>>;
     using HarmonicValues = std::vector<std::complex<float>>;
 
+    /// Block steps that the flags ask for; fixed during a walk, since no setup may change in one.
+    struct WantedSteps {
+        bool orderRow;
+        bool orderBin;
+        bool timeBin;
+        bool delta;
+    };
+
     // sizes.cpp
     [[nodiscard]] std::int32_t blockFactor() const;
     [[nodiscard]] std::int32_t largestBlock() const;
@@ -172,9 +180,10 @@ private:
     // calculate.cpp
     [[nodiscard]] std::int32_t samplesWithinTimeBlocks(std::int32_t idx,
                                                        std::int32_t pending) const;
+    [[nodiscard]] WantedSteps wantedSteps() const;
     void walk(std::int32_t idx, std::int32_t todo);
     void takeSpeed(std::int32_t idx);
-    void takeSample(std::int64_t pos, std::int32_t idx);
+    void takeSample(std::int64_t pos, std::int32_t idx, WantedSteps wanted);
     void countTurn(std::int32_t idx);
     void watchForStop();
 

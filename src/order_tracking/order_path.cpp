@@ -24,7 +24,6 @@ std::complex<float> runningMean(std::complex<float> old, float n, std::complex<f
 template <int modeNumber>
 void OrderAnalyzer<modeNumber>::updateOrderRow(std::int64_t pos, std::int32_t idx)
 {
-    if (parameters_->timeOrderSpectrum == 0 && parameters_->timeOrderTwoSided == 0) return;
     if (difference32(pos, nextHopPosition_) < orderFFTSize_) return;
 
     const std::int32_t start = wrap(idx - orderFFTSize_, resampled_.size);
@@ -82,9 +81,6 @@ template <int modeNumber>
 void OrderAnalyzer<modeNumber>::deltaStep(std::int64_t pos, std::int32_t idx)
 {
     const AnalysisSetup& setup = *analysisSetup_;
-    if (parameters_->deltaHarmonics == 0 && parameters_->deltaOrderSpectrum == 0) return;
-    if (setup.deltaOnBinChange == 0 && setup.deltaOnTime == 0) return;
-
     const double time = resampled_.time[idx];
     const std::int32_t half = orderFFTSize_ / 2;
     const auto period = static_cast<double>(setup.deltaMinutes * 60.0F + setup.deltaSeconds);
@@ -233,19 +229,11 @@ void OrderAnalyzer<modeNumber>::storeOrderBlock(std::int64_t position,
     }
 }
 
+// What other files call; the rest is instantiated with it.
 #define INSTANTIATE(mode)                                                                          \
     template void OrderAnalyzer<mode>::updateOrderRow(std::int64_t, std::int32_t);                 \
     template void OrderAnalyzer<mode>::orderBinStep(std::int64_t, std::int32_t);                   \
-    template void OrderAnalyzer<mode>::deltaStep(std::int64_t, std::int32_t);                      \
-    template void OrderAnalyzer<mode>::addDeltaBlock(std::int64_t, std::int32_t);                  \
-    template void OrderAnalyzer<mode>::addDeltaSpectrum(double, SpectrumView, HarmonicValues&)     \
-        const;                                                                                     \
-    template void OrderAnalyzer<mode>::addDeltaHarmonics(                                          \
-        std::int64_t, double, SpectrumView, HarmonicValues&) const;                                \
-    template void OrderAnalyzer<mode>::releaseDelta(double);                                       \
-    template void OrderAnalyzer<mode>::computeOrderSpectrum(std::int64_t, std::int32_t, bool);     \
-    template void OrderAnalyzer<mode>::startPhases(std::int64_t);                                  \
-    template void OrderAnalyzer<mode>::storeOrderBlock(std::int64_t, double, std::int32_t)
+    template void OrderAnalyzer<mode>::deltaStep(std::int64_t, std::int32_t)
 
 INSTANTIATE(0);
 INSTANTIATE(1);

@@ -92,9 +92,8 @@ void OrderAnalyzer<modeNumber>::updateBuffers(std::int32_t angleSamples, std::in
     timeRing_.written += timeSamples;
 }
 
+// What other files call; the rest is instantiated with it.
 #define INSTANTIATE(mode)                                                                          \
-    template std::int32_t OrderAnalyzer<mode>::blockFactor() const;                                \
-    template std::int32_t OrderAnalyzer<mode>::largestBlock() const;                               \
     template void OrderAnalyzer<mode>::update();                                                   \
     template TimeFFTSetup OrderAnalyzer<mode>::getTimeFFTSetup(std::uint8_t, double, std::int32_t) \
         const;                                                                                     \
