@@ -160,8 +160,7 @@ private:
     };
 
     // sizes.cpp
-    [[nodiscard]] std::int32_t blockFactor() const;
-    [[nodiscard]] std::int32_t largestBlock() const;
+    [[nodiscard]] std::int32_t limited(double blockSamples) const;
 
     [[nodiscard]] double rate() const { return sampleRate_ / rateDivider_; }
 

@@ -11,33 +11,42 @@ using KorLib::Dsp::toInt32;
 
 namespace {
 
-/// Equal-angle samples of a revolution, but not less than 8.
-std::int32_t samplesPerRevolution(const OrderSetup& setup)
-{
-    return std::max(2 * setup.maxOrder, 8);
-}
-
 /// 2 to the power floor(log2(x)).
 double powerOfTwoBelow(double x)
 {
     return std::exp2(std::floor(std::log2(x)));
 }
 
-} // namespace
-
-/// Revolutions of an order block.
-template <int modeNumber>
-std::int32_t OrderAnalyzer<modeNumber>::blockFactor() const
+/// Equal-angle samples of a revolution, but not less than 8.
+double samplesPerRevolution(const OrderSetup& setup)
 {
-    const float revolutions = std::max(std::round(1.0F / orderSetup_->orderResolution), 1.0F);
-    return toInt32(static_cast<double>(revolutions));
+    return std::max(2.0 * setup.maxOrder, 8.0);
 }
 
-/// The largest power of two within 90 per cent of the input buffer limit.
-template <int modeNumber>
-std::int32_t OrderAnalyzer<modeNumber>::largestBlock() const
+/// Samples of an order block before its limit: whole revolutions, at least one. Like all sizes
+/// before their limit a double, since no 32 bits hold what a fine resolution may ask for.
+double orderBlock(const OrderSetup& setup)
 {
-    return toInt32(powerOfTwoBelow(inputBufferLimit_ * 0.9));
+    const float revolutions = std::max(1.0F, std::round(1.0F / setup.orderResolution));
+    return samplesPerRevolution(setup) * static_cast<double>(revolutions);
+}
+
+/// Samples of a time block before its limit, when the speed ceiling decides.
+double timeBlock(const OrderSetup& order, double topFrequencyHz, double rateHz)
+{
+    const double ratio = std::round(rateHz / topFrequencyHz / samplesPerRevolution(order));
+    if (ratio < 1.0) return orderBlock(order);
+    return std::round(powerOfTwoBelow(ratio * orderBlock(order) * 2));
+}
+
+} // namespace
+
+/// Keeps a block to the largest power of two within 90 per cent of the input buffer limit.
+template <int modeNumber>
+std::int32_t OrderAnalyzer<modeNumber>::limited(double blockSamples) const
+{
+    const double largest = std::trunc(powerOfTwoBelow(inputBufferLimit_ * 0.9));
+    return toInt32(std::min(largest, blockSamples));
 }
 
 template <int modeNumber>
@@ -50,7 +59,7 @@ void OrderAnalyzer<modeNumber>::update()
     const float bins =
         std::trunc((binningSetup_->maxValue - binningSetup_->minValue) / binningSetup_->step);
     binCount_ = std::max(toInt32(static_cast<double>(bins) + 1.0), 1);
-    orderFFTSize_ = std::min(samplesPerRevolution(*orderSetup_) * blockFactor(), largestBlock());
+    orderFFTSize_ = limited(orderBlock(*orderSetup_));
     timeFFT_ = getTimeFFTSetup(analysisSetup_->fixedTimeLines, sampleRate_, rateDivider_);
 
     const float advance = 1.0F - analysisSetup_->overlapPercent / 100.0F;
@@ -63,22 +72,15 @@ TimeFFTSetup OrderAnalyzer<modeNumber>::getTimeFFTSetup(std::uint8_t /*unused*/,
                                                         double sampleRateHz,
                                                         std::int32_t rateDivider) const
 {
-    std::int32_t size = 0;
-    if (analysisSetup_->fixedTimeLines != 0) {
-        size = 2 * analysisSetup_->timeLines;
-    } else {
-        const std::int32_t perRevolution = samplesPerRevolution(*orderSetup_);
-        const std::int32_t orderBlock = perRevolution * blockFactor();
-        const auto topFrequency = static_cast<double>(analysisSetup_->maxRpm / 60.0F);
-        const double timeSamplesPerRevolution = sampleRateHz / rateDivider / topFrequency;
-        const double ratio = std::round(timeSamplesPerRevolution / perRevolution);
-        size =
-            ratio < 1.0 ? orderBlock : toInt32(std::round(powerOfTwoBelow(ratio * orderBlock * 2)));
-    }
+    const AnalysisSetup& analysis = *analysisSetup_;
+    const double rateHz = sampleRateHz / rateDivider;
+    const auto topFrequencyHz = static_cast<double>(analysis.maxRpm / 60.0F);
 
     TimeFFTSetup setup{};
-    setup.size = std::min(size, largestBlock());
-    setup.resolution = sampleRateHz / rateDivider / setup.size;
+    setup.size =
+        limited(analysis.fixedTimeLines != 0 ? 2.0 * analysis.timeLines
+                                             : timeBlock(*orderSetup_, topFrequencyHz, rateHz));
+    setup.resolution = rateHz / setup.size;
     setup.blockDuration = 1.0 / setup.resolution;
     return setup;
 }
