@@ -2,6 +2,7 @@
 // counted here, which is why these tests have a program of their own. leaks.supp lists the same
 // for the leak checker.
 
+#include "dsp/fir/filter.h"
 #include "dsp/fir/remez.h"
 
 #include <gtest/gtest.h>
@@ -88,6 +89,61 @@ TEST(KeptMemory, RemezKeepsItsWorkingMemoryWhenItFindsTooFewExtremes)
 TEST(KeptMemory, RemezKeepsItsWorkingMemoryWhenItFindsTooManyExtremes)
 {
     EXPECT_GT(keptBy([] { EXPECT_EQ(remezOf3Taps({0, 1, 0, 1, 0, 1, 0, 1, 0, 1}), -3); }), 0);
+}
+
+void designWindow(Filter& filter, FilterType type)
+{
+    filter.setWindowDesign(type, 60.0, 1000.0, 120.0, 280.0, FilterWindow::Hamming, 0.0);
+}
+
+// A first design has nothing to replace, and the destructor frees what it made.
+TEST(KeptMemory, FilterKeepsNothingOfItsOnlyDesign)
+{
+    for (std::int32_t type = 0; type <= 4; ++type) {
+        EXPECT_EQ(keptBy([type] {
+                      Filter filter;
+                      designWindow(filter, static_cast<FilterType>(type));
+                  }),
+                  0);
+    }
+}
+
+// One block, the coefficients: the history is freed.
+TEST(KeptMemory, FilterKeepsTheCoefficientsThatALowHighOrBandPassReplaces)
+{
+    for (const auto type : {FilterType::LowPass, FilterType::HighPass, FilterType::BandPass}) {
+        EXPECT_EQ(keptBy([type] {
+                      Filter filter;
+                      designWindow(filter, FilterType::BandStop);
+                      designWindow(filter, type);
+                  }),
+                  1);
+    }
+}
+
+TEST(KeptMemory, FilterFreesTheCoefficientsThatABandStopOrHilbertReplaces)
+{
+    for (const auto type : {FilterType::BandStop, FilterType::Hilbert}) {
+        EXPECT_EQ(keptBy([type] {
+                      Filter filter;
+                      designWindow(filter, FilterType::LowPass);
+                      designWindow(filter, type);
+                  }),
+                  0);
+    }
+}
+
+TEST(KeptMemory, FilterFreesTheCoefficientsThatEquirippleOrGivenOnesReplace)
+{
+    EXPECT_EQ(keptBy([] {
+                  Filter filter;
+                  designWindow(filter, FilterType::LowPass);
+                  filter.setCoefficients({1.0, 2.0});
+                  filter.setEquirippleDesign(
+                      30, {0.0, 100.0, 150.0, 500.0}, {1.0, 1.0, 0.0, 0.0}, 1000.0);
+                  filter.setCoefficients({1.0, 2.0});
+              }),
+              0);
 }
 
 } // namespace
