@@ -1,0 +1,111 @@
+#pragma once
+
+#include <harmotrack/harmotrack.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace Harmotrack::Host {
+
+enum class Window : std::int32_t {
+    Rectangle = HARMOTRACK_WINDOW_RECTANGLE,
+    Hanning = HARMOTRACK_WINDOW_HANNING,
+    Hamming = HARMOTRACK_WINDOW_HAMMING,
+    Flattop = HARMOTRACK_WINDOW_FLATTOP,
+    Triangle = HARMOTRACK_WINDOW_TRIANGLE,
+    Blackman = HARMOTRACK_WINDOW_BLACKMAN,
+    BlackmanHarris = HARMOTRACK_WINDOW_BLACKMAN_HARRIS
+};
+
+enum class Amplitude : std::int32_t {
+    Peak = HARMOTRACK_AMPLITUDE_PEAK,
+    Rms = HARMOTRACK_AMPLITUDE_RMS,
+    PeakToPeak = HARMOTRACK_AMPLITUDE_PEAK_TO_PEAK
+};
+
+enum class BlockMode : std::int32_t {
+    AtCrossing = HARMOTRACK_BLOCK_AT_CROSSING,
+    Contiguous = HARMOTRACK_BLOCK_CONTIGUOUS
+};
+
+enum class Averaging : std::int32_t {
+    Overwrite = HARMOTRACK_AVERAGING_OVERWRITE,
+    KeepFirst = HARMOTRACK_AVERAGING_KEEP_FIRST,
+    Mean = HARMOTRACK_AVERAGING_MEAN,
+    PeakHold = HARMOTRACK_AVERAGING_PEAK_HOLD
+};
+
+enum class Direction : std::int32_t {
+    Both = HARMOTRACK_DIRECTION_BOTH,
+    Rising = HARMOTRACK_DIRECTION_RISING,
+    Falling = HARMOTRACK_DIRECTION_FALLING,
+    Automatic = HARMOTRACK_DIRECTION_AUTOMATIC
+};
+
+enum class PhaseReference : std::int32_t {
+    Sine = HARMOTRACK_PHASE_REFERENCE_SINE,
+    Cosine = HARMOTRACK_PHASE_REFERENCE_COSINE
+};
+
+enum class PhaseMode : std::int32_t {
+    Shaft = HARMOTRACK_PHASE_MODE_SHAFT,
+    FirstOrder = HARMOTRACK_PHASE_MODE_FIRST_ORDER
+};
+
+enum class Weighting : std::int32_t {
+    None = HARMOTRACK_WEIGHTING_NONE,
+    A = HARMOTRACK_WEIGHTING_A,
+    C = HARMOTRACK_WEIGHTING_C,
+    Integrate = HARMOTRACK_WEIGHTING_INTEGRATE,
+    DoubleIntegrate = HARMOTRACK_WEIGHTING_DOUBLE_INTEGRATE,
+    Differentiate = HARMOTRACK_WEIGHTING_DIFFERENTIATE,
+    DoubleDifferentiate = HARMOTRACK_WEIGHTING_DOUBLE_DIFFERENTIATE
+};
+
+/// What an AnalysisRun computes. Every field has a default but the speed axis, which belongs to the
+/// machine. The names are those of the library's records; what they do is told there.
+struct AnalysisSettings {
+    // The speed axis: bins with their centres at minRpm, minRpm + stepRpm, ... up to maxRpm.
+    double minRpm = 0.0;
+    double maxRpm = 0.0;
+    double stepRpm = 0.0;
+    Direction direction = Direction::Both;
+    double hysteresisPercent = 25.0; ///< of stepRpm, 0 to 100
+
+    // The order axis: lines at 0, orderResolution, 2 orderResolution ... up to highestOrder.
+    double highestOrder = 40.0;   ///< of the results, 1 to 3000
+    double orderResolution = 0.1; ///< the inverse of a whole number of revolutions, 1 to 1000
+    std::vector<float> harmonics{1.0F, 2.0F}; ///< orders to be extracted, 0 up to highestOrder
+
+    Window window = Window::Hanning;
+    Amplitude amplitude = Amplitude::Peak;
+    BlockMode blockMode = BlockMode::AtCrossing;
+    Averaging averaging = Averaging::Mean;
+    PhaseReference phaseReference = PhaseReference::Cosine;
+    PhaseMode phaseMode = PhaseMode::Shaft;
+    Weighting weighting = Weighting::None;
+    bool removeMean = true; ///< subtract the mean of each block
+
+    /// Lines of the frequency spectra, 4 to 1048576; 0 lets the library choose blocks of about an
+    /// order block's duration at maxRpm.
+    int timeLines = 0;
+
+    /// Two signals: also the amplitudes of the two senses of rotation of signal 1 + j signal 2.
+    bool twoSided = false;
+
+    /// The library's maxOrder: the equal-angle samples have twice as many to a revolution. It
+    /// leaves the resampling the fifth above highestOrder that it needs, and has no prime factor
+    /// above 7, so that the transforms are fast.
+    [[nodiscard]] int maxOrder() const;
+
+    /// Number of bins of the speed axis.
+    [[nodiscard]] int binCount() const;
+
+    /// Samples of an order block, 2 maxOrder() / orderResolution.
+    [[nodiscard]] int orderBlockSamples() const;
+
+    /// @throws HostError  a field is out of range; the sentence names it, its value and the range
+    void validate() const;
+};
+
+} // namespace Harmotrack::Host

@@ -1,0 +1,173 @@
+#include "host/shaft_angle.h"
+
+#include "host/host_error.h"
+
+// Declares the isnan that pchip.hpp calls without including it.
+#include <boost/math/special_functions/fpclassify.hpp>
+
+#include <boost/math/interpolators/cubic_hermite.hpp>
+#include <boost/math/interpolators/pchip.hpp>
+#include <boost/math/tools/roots.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace Harmotrack::Host {
+namespace {
+
+using Values = std::vector<double>;
+using boost::math::interpolators::cubic_hermite;
+using boost::math::interpolators::pchip;
+
+void checkIncreasing(std::span<const double> seconds, const char* what)
+{
+    for (std::size_t k = 0; k < seconds.size(); ++k) {
+        if (!std::isfinite(seconds[k]))
+            throw HostError("The time of " + std::string(what) + " " + std::to_string(k + 1) +
+                            " is not a finite number.");
+        if (k > 0 && !(seconds[k] > seconds[k - 1]))
+            throw HostError("Time does not increase at " + std::string(what) + " " +
+                            std::to_string(k + 1) + ": " + numberText(seconds[k]) + " s follows " +
+                            numberText(seconds[k - 1]) + " s.");
+    }
+}
+
+// Slope of the parabola through three points at the first of them, held where a cubic with it stays
+// monotone (Fritsch and Carlson: 0 to 3 times the secant).
+double endSlope(double x0, double x1, double x2, double y0, double y1, double y2)
+{
+    const double near = (y1 - y0) / (x1 - x0);
+    const double far = (y2 - y1) / (x2 - x1);
+    const double slope = near + (near - far) * (x1 - x0) / (x2 - x0);
+    return std::clamp(slope, 0.05 * near, 3.0 * near);
+}
+
+// The pchip slopes at the knots; its own rule for the two ends, the secant, errs by half a step.
+Values monotoneSlopes(const Values& x, const Values& y)
+{
+    const std::size_t n = x.size();
+    const pchip<Values> interpolant(
+        Values(x),
+        Values(y),
+        endSlope(x[0], x[1], x[2], y[0], y[1], y[2]),
+        endSlope(-x[n - 1], -x[n - 2], -x[n - 3], -y[n - 1], -y[n - 2], -y[n - 3]));
+    Values slopes(n);
+    std::transform(
+        x.begin(), x.end(), slopes.begin(), [&](double at) { return interpolant.prime(at); });
+    return slopes;
+}
+
+} // namespace
+
+struct ShaftAngle::Knots {
+    Knots(Values seconds_, Values turns_, Values slopes)
+        : seconds(std::move(seconds_)), turns(std::move(turns_)),
+          angle(Values(seconds), Values(turns), std::move(slopes))
+    {
+    }
+
+    Values seconds;
+    Values turns;
+    cubic_hermite<Values> angle; ///< turns over seconds
+};
+
+ShaftAngle::ShaftAngle(std::shared_ptr<const Knots> knots) : knots_(std::move(knots)) {}
+
+ShaftAngle ShaftAngle::fromPulses(std::span<const double> pulseSeconds, double pulsesPerRevolution)
+{
+    if (!(pulsesPerRevolution > 0.0) || !std::isfinite(pulsesPerRevolution))
+        throw HostError("The number of pulses per revolution is " +
+                        numberText(pulsesPerRevolution) + ", and it must be above 0.");
+    if (pulseSeconds.size() < 4)
+        throw HostError("The tacho gives " + std::to_string(pulseSeconds.size()) +
+                        " pulses, and at least 4 are needed.");
+    checkIncreasing(pulseSeconds, "pulse");
+
+    Values seconds(pulseSeconds.begin(), pulseSeconds.end());
+    Values turns(seconds.size());
+    for (std::size_t k = 0; k < turns.size(); ++k)
+        turns[k] = static_cast<double>(k) / pulsesPerRevolution;
+    Values slopes = monotoneSlopes(seconds, turns);
+    return ShaftAngle(
+        std::make_shared<const Knots>(std::move(seconds), std::move(turns), std::move(slopes)));
+}
+
+ShaftAngle ShaftAngle::fromSpeed(std::span<const double> seconds, std::span<const double> speedRpm)
+{
+    if (seconds.size() != speedRpm.size())
+        throw HostError("The speed profile has " + std::to_string(speedRpm.size()) +
+                        " speeds and " + std::to_string(seconds.size()) +
+                        " times, and the counts must be equal.");
+    if (seconds.size() < 2)
+        throw HostError("The speed profile has " + std::to_string(seconds.size()) +
+                        " values, and at least 2 are needed.");
+    checkIncreasing(seconds, "speed value");
+    for (std::size_t k = 0; k < speedRpm.size(); ++k) {
+        if (!(speedRpm[k] > 0.0) || !std::isfinite(speedRpm[k]))
+            throw HostError("The speed is " + numberText(speedRpm[k]) + " rpm at " +
+                            numberText(seconds[k]) + " s, and it must be above 0 throughout.");
+    }
+
+    Values turns(seconds.size(), 0.0);
+    Values slopes(seconds.size());
+    for (std::size_t k = 0; k < turns.size(); ++k) {
+        slopes[k] = speedRpm[k] / 60.0;
+        if (k > 0)
+            turns[k] =
+                turns[k - 1] + 0.5 * (slopes[k - 1] + slopes[k]) * (seconds[k] - seconds[k - 1]);
+    }
+    return ShaftAngle(std::make_shared<const Knots>(
+        Values(seconds.begin(), seconds.end()), std::move(turns), std::move(slopes)));
+}
+
+double ShaftAngle::startSeconds() const
+{
+    return knots_->seconds.front();
+}
+
+double ShaftAngle::endSeconds() const
+{
+    return knots_->seconds.back();
+}
+
+double ShaftAngle::turns() const
+{
+    return knots_->turns.back();
+}
+
+double ShaftAngle::turnsAt(double seconds) const
+{
+    return knots_->angle(std::clamp(seconds, startSeconds(), endSeconds()));
+}
+
+double ShaftAngle::speedRpmAt(double seconds) const
+{
+    return 60.0 * knots_->angle.prime(std::clamp(seconds, startSeconds(), endSeconds()));
+}
+
+double ShaftAngle::secondsAt(double turns) const
+{
+    const Values& angles = knots_->turns;
+    if (turns <= angles.front()) return knots_->seconds.front();
+    if (turns >= angles.back()) return knots_->seconds.back();
+    const auto next = std::upper_bound(angles.begin(), angles.end(), turns) - angles.begin();
+    const auto right = static_cast<std::size_t>(next);
+    const double from = knots_->seconds[right - 1];
+    const double to = knots_->seconds[right];
+    const double share = (turns - angles[right - 1]) / (angles[right] - angles[right - 1]);
+    std::uintmax_t iterations = 60;
+    return boost::math::tools::newton_raphson_iterate(
+        [&](double t) { return std::pair(knots_->angle(t) - turns, knots_->angle.prime(t)); },
+        from + share * (to - from),
+        from,
+        to,
+        std::numeric_limits<double>::digits - 4,
+        iterations);
+}
+
+} // namespace Harmotrack::Host
