@@ -1,0 +1,105 @@
+#include "defaults.h"
+
+#include "host/equal_angle_axis.h"
+#include "host/host_error.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace Harmotrack::Examples {
+namespace {
+
+using Host::HostError;
+
+// What is asked for must be a number that a float of the library's records can hold.
+double checked(double value, const char* option)
+{
+    if (!std::isfinite(value) || std::abs(value) > 1e9)
+        throw HostError("The value of " + std::string(option) + " is " + Host::numberText(value) +
+                        ", and it must be a number up to 1e9.");
+    return value;
+}
+
+void chooseSpeedAxis(double lowest,
+                     double highest,
+                     const Options& options,
+                     Host::AnalysisSettings& s)
+{
+    constexpr double kSteps = 80.0;
+    const double from = options.minRpm ? checked(*options.minRpm, "--min-rpm") : lowest;
+    const double to = options.maxRpm ? checked(*options.maxRpm, "--max-rpm") : highest;
+    // A steady machine gets steps of a hundredth of its speed.
+    const double span = std::max(to - from, 0.01 * highest * kSteps / 10.0);
+    s.stepRpm =
+        options.stepRpm ? checked(*options.stepRpm, "--rpm-step") : roundStep(span / kSteps);
+    s.minRpm = options.minRpm ? from : std::max(std::round(from / s.stepRpm), 0.0) * s.stepRpm;
+    s.maxRpm = options.maxRpm ? to : std::round(to / s.stepRpm) * s.stepRpm;
+    if (!options.minRpm && !options.maxRpm) s.maxRpm = std::max(s.maxRpm, s.minRpm);
+}
+
+double highestOrderFor(double highestRpm, double rateHz)
+{
+    constexpr double kUsual = 40.0;
+    const double reach = 0.45 * rateHz * 60.0 / highestRpm;
+    const double sure = 0.99 * reach; // the run sees the speed at closer steps
+    const double allowed =
+        std::min(kUsual, sure >= 2.0 ? std::floor(sure) : std::floor(10.0 * sure) / 10.0);
+    if (allowed < 1.0)
+        throw HostError("Order 1 is " + Host::numberText(highestRpm / 60.0) +
+                        " Hz at the highest speed, above 45 % of the sampling rate of " +
+                        Host::numberText(rateHz) + " Hz.");
+    return allowed;
+}
+
+double resolutionFor(double turns)
+{
+    if (turns >= 50.0) return 0.1;
+    return turns >= 25.0 ? 0.2 : 0.5;
+}
+
+} // namespace
+
+double roundStep(double value)
+{
+    const double decade = std::pow(10.0, std::floor(std::log10(value)));
+    double best = decade;
+    for (const double factor : {2.0, 5.0, 10.0}) {
+        if (std::abs(std::log(factor * decade / value)) < std::abs(std::log(best / value)))
+            best = factor * decade;
+    }
+    return best;
+}
+
+Host::AnalysisSettings settingsFor(const Recording& recording, const Options& options)
+{
+    Host::AnalysisSettings settings = options.settings;
+    const Host::UniformSignal& signal = recording.signals.front();
+    const Host::EqualAngleAxis axis =
+        Host::equalAngleAxis(recording.angle, 16, signal.startSeconds, signal.endSeconds());
+    if (axis.seconds.empty())
+        throw HostError("The recording holds less than two revolutions with a known angle.");
+    const auto [lowest, highest] = std::minmax_element(axis.speedRpm.begin(), axis.speedRpm.end());
+
+    chooseSpeedAxis(*lowest, *highest, options, settings);
+    settings.highestOrder =
+        options.highestOrder ? *options.highestOrder : highestOrderFor(*highest, signal.rateHz);
+    settings.orderResolution =
+        options.orderResolution ? *options.orderResolution : resolutionFor(recording.angle.turns());
+    settings.harmonics.clear();
+    for (const double order : options.harmonics)
+        settings.harmonics.push_back(static_cast<float>(checked(order, "--harmonics")));
+    for (double order = 1.0; options.harmonics.empty() && order <= 4.0; ++order) {
+        if (order <= settings.highestOrder) settings.harmonics.push_back(static_cast<float>(order));
+    }
+    const bool steady = *highest - *lowest < 0.05 * *highest;
+    settings.blockMode = options.blockMode.value_or(steady ? Host::BlockMode::Contiguous
+                                                           : Host::BlockMode::AtCrossing);
+    settings.phaseMode = options.phaseMode.value_or(
+        recording.hasMark ? Host::PhaseMode::Shaft : Host::PhaseMode::FirstOrder);
+    settings.twoSided = options.orbit;
+    settings.validate();
+    return settings;
+}
+
+} // namespace Harmotrack::Examples
