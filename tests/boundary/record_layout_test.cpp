@@ -18,7 +18,8 @@ TEST(RecordLayout, ScaleAtItsOddOffsetReadsAlikeFromBytesFromCAndFromCxx)
 
     BinningSetup setup;
     std::memcpy(&setup, bytes, sizeof setup);
-    EXPECT_EQ(setup.scale, scale);
+    const double read = setup.scale; // EXPECT_EQ takes references, which a packed field has none of
+    EXPECT_EQ(read, scale);
     EXPECT_EQ(scaleAsCReadsIt(&setup), scale);
 }
 
