@@ -21,7 +21,7 @@ constexpr std::array<const char*, 5> kColours{
 
 // The key of a panel, in a row above its upper right corner.
 constexpr const char* kKeyAbove =
-    "set key at graph 1,1.01 right bottom horizontal Left reverse samplen 1.5 width -1 maxrows 1\n";
+    "set key at graph 1,1.01 right bottom horizontal Left reverse samplen 1.5 maxrows 1\n";
 
 struct Curve {
     std::string title; ///< empty: not in the key

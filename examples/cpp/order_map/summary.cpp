@@ -2,18 +2,26 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 
 namespace Harmotrack::Examples {
 namespace {
 
-template <typename... Values>
-std::string line(const char* format, Values... values)
+std::string line(const std::string& name, const std::string& text)
 {
-    std::array<char, 256> text{};
-    std::snprintf(text.data(), text.size(), format, values...);
-    return std::string(text.data()) + '\n';
+    constexpr std::size_t kNameWidth = 18;
+    return name + std::string(kNameWidth - std::min(kNameWidth, name.size()), ' ') + text + '\n';
+}
+
+// Four significant digits, right-aligned.
+std::string amplitudeText(double value, std::size_t width = 0)
+{
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.4g", value);
+    const std::string digits = text.data();
+    return std::string(width - std::min(width, digits.size()), ' ') + digits;
 }
 
 // The greatest amplitude of each order, and its speed.
@@ -34,18 +42,18 @@ std::vector<OrderPeak> greatestByOrder(const Host::AnalysisResults& results,
 
 std::string blocksText(const Report& report)
 {
+    const Host::AnalysisSettings& settings = report.settings;
     const auto& blocks = report.results.orderBlocks;
-    const auto visited =
-        blocks.size() - static_cast<std::size_t>(std::count(blocks.begin(), blocks.end(), 0));
-    return line("Speed bins        %zu of %zu visited, %s rpm apart from %s rpm",
-                visited,
-                blocks.size(),
-                rounded(report.settings.stepRpm).c_str(),
-                rounded(report.settings.minRpm).c_str()) +
-           line("Order spectra     up to order %s in steps of %s (blocks of %.0f revolutions)",
-                rounded(report.settings.highestOrder).c_str(),
-                rounded(report.settings.orderResolution).c_str(),
-                1.0 / report.settings.orderResolution);
+    const auto empty = std::count(blocks.begin(), blocks.end(), 0);
+    const auto visited = blocks.size() - static_cast<std::size_t>(empty);
+    return line("Speed bins",
+                std::to_string(visited) + " of " + std::to_string(blocks.size()) + " visited, " +
+                    rounded(settings.stepRpm) + " rpm apart from " + rounded(settings.minRpm) +
+                    " rpm") +
+           line("Order spectra",
+                "up to order " + rounded(settings.highestOrder) + " in steps of " +
+                    rounded(settings.orderResolution) + " (blocks of " +
+                    rounded(std::round(1.0 / settings.orderResolution)) + " revolutions)");
 }
 
 std::string signalText(const Report& report, std::size_t s)
@@ -53,11 +61,9 @@ std::string signalText(const Report& report, std::size_t s)
     const Host::AnalysisResults& results = report.results;
     std::string text = '\n' + report.recording.names[s] + '\n';
     for (const OrderPeak& peak : strongestOrders(results, results.signals[s], 5))
-        text += line("  order %-8s  %10.4g %s at %s rpm",
-                     rounded(peak.order).c_str(),
-                     peak.amplitude,
-                     report.amplitudeUnit().c_str(),
-                     rounded(peak.rpm).c_str());
+        text += line("  order " + rounded(peak.order),
+                     amplitudeText(peak.amplitude, 8) + ' ' + report.amplitudeUnit() + " at " +
+                         rounded(peak.rpm) + " rpm");
 
     float lowest = 0.0F;
     float highest = 0.0F;
@@ -69,11 +75,11 @@ std::string signalText(const Report& report, std::size_t s)
         highest = first ? level : std::max(highest, level);
         first = false;
     }
-    if (first) return text + line("  no block for an overall level");
-    return text + line("  overall level   %.4g to %.4g %s RMS",
-                       static_cast<double>(lowest),
-                       static_cast<double>(highest),
-                       report.unit.c_str());
+    if (first) return text + line("  overall level", "no block for it");
+    return text +
+           line("  overall level",
+                amplitudeText(static_cast<double>(lowest), 8) + " to " +
+                    amplitudeText(static_cast<double>(highest)) + ' ' + report.unit + " RMS");
 }
 
 } // namespace
@@ -115,14 +121,14 @@ std::vector<OrderPeak> strongestOrders(const Host::AnalysisResults& results,
 std::string summaryText(const Report& report)
 {
     const Host::UniformSignal& signal = report.recording.signals.front();
-    std::string text = line("Recording         %s: %.4g s at %.6g Hz",
-                            report.recording.file.c_str(),
-                            static_cast<double>(signal.samples.size()) / signal.rateHz,
-                            signal.rateHz) +
-                       line("Speed             %.4g to %.4g rpm over %.5g revolutions",
-                            report.results.lowestRpm,
-                            report.results.highestRpm,
-                            report.recording.angle.turns()) +
+    const double seconds = static_cast<double>(signal.samples.size()) / signal.rateHz;
+    std::string text = line("Recording",
+                            report.recording.file + ", " + amplitudeText(seconds) + " s at " +
+                                rounded(signal.rateHz) + " Hz") +
+                       line("Speed",
+                            amplitudeText(report.results.lowestRpm) + " to " +
+                                amplitudeText(report.results.highestRpm) + " rpm over " +
+                                rounded(report.recording.angle.turns()) + " revolutions") +
                        blocksText(report);
     for (std::size_t s = 0; s < report.results.signals.size(); ++s) text += signalText(report, s);
     return text;
