@@ -62,7 +62,7 @@ void OrderAnalyzer<modeNumber>::orderBinStep(std::int64_t pos, std::int32_t idx)
     }
     if (analysisSetup_->blockMode != HARMOTRACK_BLOCK_CONTIGUOUS) return;
 
-    const std::int32_t elapsed = difference32(pos, lastBlockPosition_) + 1;
+    const std::int32_t elapsed = difference32(pos + 1, lastBlockPosition_);
     const bool left = binning_.previousBin != binning_.currentBin && binning_.previousBin >= 0;
     if (left && binningSetup_->blocksAcrossBins == 0) {
         // The block in progress still belongs to the bin that was left.
