@@ -557,7 +557,8 @@ HARMOTRACK_API void setInputBufferLimit(AnalyzerHandle analyzer, int32_t limit);
 /** Copy the description of the equal-angle ring. */
 HARMOTRACK_API void setResampledBuffers(AnalyzerHandle analyzer, ResampledBuffers buffers);
 
-/** Copy the description of the equal-time ring. Not needed without time results. */
+/** Copy the description of the equal-time ring. Without time results a `size` of 1 and null pointers
+ *  do; without any description the `size` is 0, and updateBuffers() never returns. */
 HARMOTRACK_API void setTimeBuffers(AnalyzerHandle analyzer, TimeBuffers buffers);
 
 /**
@@ -805,8 +806,8 @@ HARMOTRACK_API void readOrderDomainHarmonicsTimeDelta(AnalyzerHandle analyzer,
  * angle, and a quarter turn for HARMOTRACK_PHASE_REFERENCE_SINE), so that what is synchronous with
  * the shaft adds up and all else falls away. Lines 0 to N / 2 - 1.
  *
- * @param[out] spectrum  complex float, shape (C, 2). With twoSided only the first N / 4 elements of
- *                       either exchanged half arrive: clear the array first
+ * @param[out] spectrum  complex float, shape (C, 2). With twoSided only the first N / 2 floats, that
+ *                       is N / 4 elements, of either exchanged half arrive: clear the array first
  */
 HARMOTRACK_API void
 readOrderSpectrumTimeDelta(AnalyzerHandle analyzer, float* spectrum, int32_t which);

@@ -107,12 +107,12 @@ void readOrderSpectrumTimeDelta(AnalyzerHandle analyzer, float* spectrum, int32_
         for (std::size_t k = 0; k < mean.size(); ++k) writeComplex(mean[k], spectrum + 2 * k);
         return;
     }
-    // Of either half only the first half of its lines is copied: hosts are built for that.
-    const auto half = static_cast<std::size_t>(analyzerOf(analyzer).getOrderFFTSize() / 2);
-    for (std::size_t k = 0; k < half / 2; ++k) {
-        writeComplex(mean[half + k], spectrum + 2 * k);
-        writeComplex(mean[k], spectrum + 2 * (half + k));
-    }
+    // Of either half as many floats are copied as it has lines, which is every line in its first
+    // half: hosts are built for that.
+    const std::ptrdiff_t half = analyzerOf(analyzer).getOrderFFTSize() / 2;
+    const auto* lines = reinterpret_cast<const float*>(mean.data());
+    std::copy_n(lines + 2 * half, half, spectrum);
+    std::copy_n(lines, half, spectrum + 2 * half);
 }
 
 void readTimeDomainBinWaterfall(AnalyzerHandle analyzer, int32_t bin, float* table, int32_t which)
