@@ -557,8 +557,8 @@ HARMOTRACK_API void setInputBufferLimit(AnalyzerHandle analyzer, int32_t limit);
 /** Copy the description of the equal-angle ring. */
 HARMOTRACK_API void setResampledBuffers(AnalyzerHandle analyzer, ResampledBuffers buffers);
 
-/** Copy the description of the equal-time ring. Without time results a `size` of 1 and null pointers
- *  do; without any description the `size` is 0, and updateBuffers() never returns. */
+/** Copy the description of the equal-time ring. Without time results a `size` of 1 and null
+ *  pointers do; without any description the `size` is 0, and updateBuffers() never returns. */
 HARMOTRACK_API void setTimeBuffers(AnalyzerHandle analyzer, TimeBuffers buffers);
 
 /**
@@ -572,8 +572,10 @@ HARMOTRACK_API void setResultBuffers(AnalyzerHandle analyzer, ResultBuffers buff
  * missing it does nothing, and the sizes stay what they were (0 in a new analyzer).
  *
  *     bins             trunc((maxValue - minValue) / step) + 1, at least 1
- *     order FFT size   N = max(2 * maxOrder, 8) * max(round(1 / orderResolution), 1), within the
- * limit time FFT size    see getTimeFFTSize()
+ *     order FFT size   N = max(2 * maxOrder, 8) * max(round(1 / orderResolution), 1)
+ *     time FFT size    see getTimeFFTSize()
+ *
+ * Both FFT sizes are kept within the limit of setInputBufferLimit().
  *
  * N is a product and needs no power of two; sizes with prime factors up to 7 are fast.
  * Allocates nothing, cannot fail.
@@ -806,8 +808,8 @@ HARMOTRACK_API void readOrderDomainHarmonicsTimeDelta(AnalyzerHandle analyzer,
  * angle, and a quarter turn for HARMOTRACK_PHASE_REFERENCE_SINE), so that what is synchronous with
  * the shaft adds up and all else falls away. Lines 0 to N / 2 - 1.
  *
- * @param[out] spectrum  complex float, shape (C, 2). With twoSided only the first N / 2 floats, that
- *                       is N / 4 elements, of either exchanged half arrive: clear the array first
+ * @param[out] spectrum  complex float, shape (C, 2). With twoSided only the first N / 2 floats, a
+ *                       half of the lines, of either exchanged half arrive: clear it first
  */
 HARMOTRACK_API void
 readOrderSpectrumTimeDelta(AnalyzerHandle analyzer, float* spectrum, int32_t which);

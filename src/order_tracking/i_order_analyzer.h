@@ -57,8 +57,7 @@ public:
     virtual void reset() = 0;
 
     /// Allocates transforms, tables and result storage, and binds the host's tables.
-    /// @throws std::bad_alloc         memory ran out; the object is partly resized and safe to
-    /// destroy
+    /// @throws std::bad_alloc         memory ran out; the object is safe to destroy
     /// @throws std::invalid_argument  "Unsupported window type."
     virtual void initiate() = 0;
 

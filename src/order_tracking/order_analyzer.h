@@ -41,10 +41,11 @@ struct HarmonicRecord {
 ///
 /// A sample on its way to a result, file by file:
 ///
-///     calculate.cpp        the walk: speed, bin (binning.h), turns, then each block step in turn
-///     order_path.cpp       updateOrderRow, orderBinStep, deltaStep: is a block due, where does it
-///     go? time_path.cpp        timeBinStep: the same for frequency spectra block_transform.h ring,
-///     window, FFT, one or two spectra harmonics.cpp        complex harmonics and the overall level
+///     calculate.cpp       the walk: speed, bin (binning.h), turns, then each block step in turn
+///     order_path.cpp      updateOrderRow, orderBinStep, deltaStep: is a block due, and for whom?
+///     time_path.cpp       timeBinStep: the same for frequency spectra
+///     block_transform.h   ring, window, FFT, one or two spectra
+///     harmonics.cpp       complex harmonics and the overall level
 ///     waterfall.h, harmonic_table.h
 ///
 /// sizes.cpp and initiate.cpp set it up. Memory is taken in initiate(); a run allocates the value

@@ -21,9 +21,8 @@ namespace Velmora::OrderTracking {
 
 /// Visits `count` samples of a ring from `start` on in stretches without a wrap, in order.
 ///
-/// @param visit  visit(slot, offset, length): `length` samples from `slot` on, the first being
-/// number
-///               `offset` of the block
+/// @param visit  visit(slot, offset, length): `length` samples from `slot` on, which are those of
+///               the block from `offset` on
 template <typename Visit>
 void forEachStretch(std::int32_t start, std::int32_t count, std::int32_t size, const Visit& visit)
 {
