@@ -188,16 +188,20 @@ void blocks(benchmark::State& state)
     state.counters["walk share"] = leastWalk / leastRun;
 }
 
+/// Time a sample, of as many as each iteration takes.
+benchmark::Counter perSample(const benchmark::State& state, std::size_t samples)
+{
+    return {static_cast<double>(state.iterations()) * static_cast<double>(samples),
+            benchmark::Counter::kIsRate | benchmark::Counter::kInvert};
+}
+
 /// What does a sample cost when no block is due?
 void walk(benchmark::State& state)
 {
     RunUpHost<0> host(4096);
     host.start(&AnalyzerParameters::deltaHarmonics);
     for (auto _ : state) benchmark::DoNotOptimize(host.deliver());
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(host.slots()));
-    state.counters["ns/sample"] = benchmark::Counter(
-        static_cast<double>(state.iterations()) * static_cast<double>(host.slots()) * 1e-9,
-        benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["per sample"] = perSample(state, host.slots());
 }
 
 /// What would the bare memory traffic of the walk cost: four arrays of double, read once?
@@ -207,9 +211,7 @@ void fourArrays(benchmark::State& state)
     const std::vector<double> a(slots, 1.0), b(slots, 2.0), c(slots, 3.0), d(slots, 4.0);
     for (auto _ : state)
         for (std::size_t i = 0; i < slots; ++i) benchmark::DoNotOptimize(a[i] + b[i] + c[i] + d[i]);
-    state.counters["ns/sample"] = benchmark::Counter(
-        static_cast<double>(state.iterations()) * static_cast<double>(slots) * 1e-9,
-        benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["per sample"] = perSample(state, slots);
 }
 
 BENCHMARK(fourArrays);
