@@ -128,9 +128,9 @@ class BareTransform {
 public:
     explicit BareTransform(std::int32_t size)
         : fftw_(FFTWLib<double>::instance().functions()),
-          buffer_(fftw_.alloc_real(static_cast<std::size_t>(2 * size + 2)))
+          buffer_(fftw_.alloc_real(2 * static_cast<std::size_t>(size) + 2))
     {
-        std::fill_n(buffer_, 2 * size + 2, 0.0);
+        std::fill_n(buffer_, 2 * static_cast<std::size_t>(size) + 2, 0.0);
         auto* lines = reinterpret_cast<fftw_complex*>(buffer_);
         plan_ = mode == 0 ? fftw_.plan_dft_r2c_1d(size, buffer_, lines, FFTW_ESTIMATE)
                           : fftw_.plan_dft_1d(size, lines, lines, FFTW_FORWARD, FFTW_ESTIMATE);
@@ -169,7 +169,7 @@ void blocks(benchmark::State& state)
     double leastWalk = leastRun;
     double leastTransforms = leastRun;
     std::int64_t taken = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         std::int32_t blocksNow = 0;
         const double run = seconds([&] { blocksNow = withBlocks.deliver(); });
         taken += blocksNow;
@@ -200,16 +200,16 @@ void walk(benchmark::State& state)
 {
     RunUpHost<0> host(4096);
     host.start(&AnalyzerParameters::deltaHarmonics);
-    for (auto _ : state) benchmark::DoNotOptimize(host.deliver());
+    while (state.KeepRunning()) benchmark::DoNotOptimize(host.deliver());
     state.counters["per sample"] = perSample(state, host.slots());
 }
 
 /// What would the bare memory traffic of the walk cost: four arrays of double, read once?
 void fourArrays(benchmark::State& state)
 {
-    const std::size_t slots = 4 * 4096;
+    constexpr std::size_t slots = 16384;
     const std::vector<double> a(slots, 1.0), b(slots, 2.0), c(slots, 3.0), d(slots, 4.0);
-    for (auto _ : state)
+    while (state.KeepRunning())
         for (std::size_t i = 0; i < slots; ++i) benchmark::DoNotOptimize(a[i] + b[i] + c[i] + d[i]);
     state.counters["per sample"] = perSample(state, slots);
 }

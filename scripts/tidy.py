@@ -1,11 +1,12 @@
-"""Static analysis of all sources of a build folder: clang-tidy, and only where something changed.
+"""Static analysis of what is shipped: clang-tidy, and only where something changed.
 
     python3 scripts/tidy.py build/debug
 
-The folder must be built: its compile commands say which files there are and how they are compiled,
-ninja's record which headers each of them reads. A file that was found clean is remembered, in the
-user's cache folder, by the contents of everything that goes into the finding; so another clone of
-the repository profits too. Ends with 1 if anything was found.
+Sources below tests/ are left to the compilers' warnings and the sanitizers. The folder must be
+built: its compile commands say which files there are and how they are compiled, ninja's record which
+headers each of them reads. A file that was found clean is remembered, in the user's cache folder, by
+the contents of everything that goes into the finding; so another clone of the repository profits
+too. Ends with 1 if anything was found.
 """
 
 import hashlib
@@ -72,7 +73,9 @@ def findings(build, file):
 
 def main(build):
     entries = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
-    sources = {entry["file"]: entry for entry in entries if str(build) not in entry["file"]}
+    ours = {entry["file"]: entry for entry in entries if str(build) not in entry["file"]}
+    sources = {file: entry for file, entry in ours.items()
+               if "tests" not in pathlib.Path(file).relative_to(ROOT).parts}
     version = subprocess.run([TIDY, "--version"], check=True, capture_output=True,
                              encoding="utf-8").stdout
     rules = version + (ROOT / ".clang-tidy").read_text(encoding="utf-8")

@@ -68,8 +68,9 @@ double fillInput(BlockFFT<mode>& fft, const Ring& ring, std::int32_t start, Bloc
             if constexpr (mode == 0) {
                 input[offset + i] = w * (a[i] - means.a);
             } else {
-                input[2 * (offset + i)] = w * (a[i] - means.a);
-                input[2 * (offset + i) + 1] = w * (ring.signalB[slot + i] - means.b);
+                const std::ptrdiff_t re = std::ptrdiff_t{2} * (offset + i);
+                input[re] = w * (a[i] - means.a);
+                input[re + 1] = w * (ring.signalB[slot + i] - means.b);
             }
             if constexpr (std::is_same_v<Ring, ResampledBuffers>)
                 binSum += ring.binSignal[slot + i];

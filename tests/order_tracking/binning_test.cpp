@@ -73,8 +73,8 @@ struct Classifier {
             take(value);
             const bool enters =
                 blockMode == kCrossing ? state.binReady : state.currentBin != before;
-            text += (text.empty() ? "" : " ") +
-                    (enters ? std::to_string(state.currentBin) : std::string("."));
+            if (!text.empty()) text.push_back(' ');
+            text.append(enters ? std::to_string(state.currentBin) : ".");
         }
         return text;
     }

@@ -44,8 +44,9 @@ std::string stretches(std::int32_t start, std::int32_t count, std::int32_t size)
     std::string text;
     forEachStretch(
         start, count, size, [&](std::int32_t slot, std::int32_t offset, std::int32_t length) {
-            text += (text.empty() ? "" : " ") + std::to_string(slot) + "+" +
-                    std::to_string(offset) + "*" + std::to_string(length);
+            if (!text.empty()) text.push_back(' ');
+            text.append(std::to_string(slot)).append("+").append(std::to_string(offset));
+            text.append("*").append(std::to_string(length));
         });
     return text;
 }
