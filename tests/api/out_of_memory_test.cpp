@@ -15,7 +15,8 @@ namespace Velmora::OrderTracking {
 namespace {
 
 template <typename Mode>
-class OutOfMemory : public testing::Test {};
+class OutOfMemory : public testing::Test {
+};
 
 using Modes = testing::Types<std::integral_constant<int, 0>,
                              std::integral_constant<int, 1>,

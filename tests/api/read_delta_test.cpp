@@ -42,10 +42,12 @@ std::vector<float> deltaSpectrum(std::int32_t maxOrder)
 TEST(TwoSidedDeltaSpectrum, ArrivesByTheFirstHalfOfEitherHalf)
 {
     const float u = kUntouched;
-    EXPECT_THAT(deltaSpectrum(4),
-                Pointwise(FloatNear(1e-7F),
-                          std::vector<float>{0.0F, 0.0F, 0.0F, 0.0F, u, u, u, u, 0.125F, 0.125F,
-                                             0.25F, 0.25F, u, u, u, u}));
+    EXPECT_THAT(
+        deltaSpectrum(4),
+        Pointwise(
+            FloatNear(1e-7F),
+            std::vector<float>{
+                0.0F, 0.0F, 0.0F, 0.0F, u, u, u, u, 0.125F, 0.125F, 0.25F, 0.25F, u, u, u, u}));
 }
 
 // N = 10: of either half of 5 lines 5 floats are copied, two lines and the real part of the third.
@@ -54,8 +56,8 @@ TEST(TwoSidedDeltaSpectrum, WithAnOddHalfArrivesWithARealPartMore)
     const float u = kUntouched;
     EXPECT_THAT(deltaSpectrum(5),
                 Pointwise(FloatNear(1e-7F),
-                          std::vector<float>{0.0F, 0.0F, 0.0F, 0.0F, 0.0F, u, u, u, u, u, 0.1F,
-                                             0.1F, 0.2F, 0.2F, 0.2F, u, u, u, u, u}));
+                          std::vector<float>{0.0F, 0.0F, 0.0F, 0.0F, 0.0F, u, u, u, u, u,
+                                             0.1F, 0.1F, 0.2F, 0.2F, 0.2F, u, u, u, u, u}));
 }
 
 } // namespace
