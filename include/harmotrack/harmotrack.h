@@ -856,6 +856,46 @@ readTimeDomainBinWaterfallTwoSided(AnalyzerHandle analyzer, int32_t bin, float* 
  *             ... result.frequency counts if result.valid is 1 ...
  *         } while (!result.needsMoreSamples);
  *     autotrackerDestroy(tracker);
+ *
+ * HOW TO SET IT UP. Nothing is checked, and what the method cannot do it does not say.
+ *
+ *   Unit. In rpm estimates are refined: the tolerance is searchStep rpm. In hertz it is searchStep
+ *   hertz, mostly wider than the grid is coarse, and the estimate is a point near the grid's best
+ *   one. The grid's step is minFrequency * searchStep / 20 (maxFrequency where minFrequency is not
+ *   above 0), taken as rad/s in either unit. So use rpm, and a minFrequency: without one the grid
+ *   in rpm passes over the machine.
+ *
+ *   Orders. One order alone is ambiguous: f, f / 2 and f / 3 score alike. List two or more that
+ *   are really there, with no common divisor, none twice and none 0. The rate should be at least
+ *   4 * highest order * maxFrequency (in hertz).
+ *
+ *   Numbers. blockDuration * rate, as left by the decimation, must fit into an int32_t and be 1 or
+ *   more; overlapPercent is 0 .. 100; searchStep and predictionSigmaPercent are above 0. With a
+ *   predictionSigmaPercent of 0 every search but the first finds nothing.
+ *
+ *   Level. The likelihood is a power of the energy (the sum of squares over a block) that the
+ *   orders do not explain, with an exponent of (2 m - N + 1) / 2 for m orders and N samples, and it
+ *   is a double. For m = 3 it is a normal number within
+ *
+ *       N       125               250             300             500          1000
+ *       energy  6.0e-6 .. 1.4e5   0.0030 .. 320   0.0079 .. 120   0.057 .. 17   0.24 .. 4.1
+ *
+ *   and the prior of later searches takes a little more off its upper end. Below, candidates score
+ *   infinity and the lowest of them wins; above, they score 0 like no candidate, and if all do, the
+ *   former frequency comes back with `valid` 1. What matters is the energy that the best candidate
+ *   leaves over. A factor on all samples changes no winner: keep N at 300 or less by blockDuration,
+ *   and scale the signal so that the energy of a whole block is about 10, which leaves room for
+ *   orders 30 dB above everything else.
+ *
+ *   Ring. 2 * N * decimation samples or more; a block or a hop longer than the ring is read beyond
+ *   its end. The decimated ring has capacity / decimation slots and is overwritten without notice
+ *   when calls lag by more.
+ *
+ *   Decimation. It is the whole part of rate / 4 / (highest order * maxFrequency), and its low-pass
+ *   has 38 taps whatever it is. Above about 10 it lets high frequencies through: at 16, half the
+ *   decimated rate is damped by 5 dB and the decimated rate itself by 24 dB. A signal that is rich
+ *   up there is low-passed by the host first. Stamps of a decimating tracker are early by about
+ *   (decimation - 2) / rate seconds.
  * --------------------------------------------------------------------------------------------- */
 
 /**
@@ -867,7 +907,13 @@ readTimeDomainBinWaterfallTwoSided(AnalyzerHandle analyzer, int32_t bin, float* 
  */
 HARMOTRACK_API TrackerHandle autotrackerCreate(void);
 
-/** Free the tracker's own block of memory and nothing else, as destroy() does. */
+/**
+ * Free the tracker's own block of memory and nothing else, as destroy() does: matrices, decimated
+ * ring and filter stay allocated until the process ends. A host keeps its handles and sets them up
+ * anew. Cannot fail.
+ *
+ * @param tracker  from autotrackerCreate(); not to be used afterwards
+ */
 HARMOTRACK_API void autotrackerDestroy(TrackerHandle tracker);
 
 /**
@@ -877,10 +923,13 @@ HARMOTRACK_API void autotrackerDestroy(TrackerHandle tracker);
 HARMOTRACK_API void
 autotrackerSetSampleRate(TrackerHandle tracker, double sampleRate, int32_t rateDivider);
 
-/** Copy the description of the ring, read position and counts included. */
+/**
+ * Copy the description of the ring, read position and counts included; those of an earlier ring
+ * are forgotten. readCount is the number of the next sample, from which time counts.
+ */
 HARMOTRACK_API void autotrackerSetSignalBuffer(TrackerHandle tracker, SignalBuffer signal);
 
-/** Keep the pointer to the setup. */
+/** Keep the pointer to the setup, which is read at every step: keep it and its orders alive. */
 HARMOTRACK_API void autotrackerSetTrackingSetup(TrackerHandle tracker, TrackingSetup* setup);
 
 /**
@@ -900,12 +949,21 @@ HARMOTRACK_API void autotrackerPreinitiate(TrackerHandle tracker);
  */
 HARMOTRACK_API void autotrackerInitiate(TrackerHandle tracker);
 
-/** Report samples written into the ring; a negative count takes some back. */
+/**
+ * Report samples written into the ring; a negative count takes some back. At most 2^31 - 1 may
+ * wait at once.
+ */
 HARMOTRACK_API void autotrackerUpdateNewSamples(TrackerHandle tracker, int32_t count);
 
 /**
  * Take in the new samples and, if a whole block waits, estimate the rotation frequency of one
- * block.
+ * block; then move on by the hop. A decimating tracker reads all announced samples at every call,
+ * another one reads them by hops.
+ *
+ * The first search, after a start or reset without useStartFrequency, covers the whole range; each
+ * later one three standard deviations (predictionSigmaPercent of maxFrequency) to either side of
+ * the line through the two last estimates. It never returns with a searchStep that makes a grid
+ * step of 0 or less.
  *
  * @return  the estimate; with `valid` 0 the former one. A block on which no candidate scores
  * repeats the former frequency with `valid` 1
@@ -917,7 +975,10 @@ HARMOTRACK_API void autotrackerUpdateNewSamples(TrackerHandle tracker, int32_t c
  */
 HARMOTRACK_API TrackingResult autotrackerCalculate(TrackerHandle tracker);
 
-/** Start tracking anew, at any time after autotrackerInitiate(). Sizes and setup stay. */
+/**
+ * Start tracking anew, at any time after autotrackerInitiate(). Sizes, setup and the host's ring
+ * stay; a decimating tracker empties its own ring and filter. Time goes on with the samples read.
+ */
 HARMOTRACK_API void autotrackerReset(TrackerHandle tracker);
 
 #endif /* HARMOTRACK_NO_PROTOTYPES */

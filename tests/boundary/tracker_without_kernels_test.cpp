@@ -1,0 +1,75 @@
+// A copy of the library that lies in a folder by itself finds no kernel library: the exception
+// comes through the boundary, with its text. The one argument is the path of that copy.
+
+#define HARMOTRACK_NO_PROTOTYPES
+#include "harmotrack/harmotrack.h"
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string libraryPath;
+
+template <typename Function>
+Function* find(void* library, const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(library, name));
+}
+
+TEST(TrackerWithoutKernels, CalculateThrowsWhenItDecimatesAndOnlyThen)
+{
+    void* const library = dlopen(libraryPath.c_str(), RTLD_NOW);
+    ASSERT_NE(library, nullptr) << dlerror();
+    const auto create = find<TrackerHandle()>(library, "autotrackerCreate");
+    const auto setRate =
+        find<void(TrackerHandle, double, int32_t)>(library, "autotrackerSetSampleRate");
+    const auto setRing =
+        find<void(TrackerHandle, SignalBuffer)>(library, "autotrackerSetSignalBuffer");
+    const auto setSetup =
+        find<void(TrackerHandle, TrackingSetup*)>(library, "autotrackerSetTrackingSetup");
+    const auto preinitiate = find<void(TrackerHandle)>(library, "autotrackerPreinitiate");
+    const auto initiate = find<void(TrackerHandle)>(library, "autotrackerInitiate");
+    const auto update = find<void(TrackerHandle, int32_t)>(library, "autotrackerUpdateNewSamples");
+    const auto calculate = find<TrackingResult(TrackerHandle)>(library, "autotrackerCalculate");
+
+    const float order = 1.0F;
+    std::vector<double> ring(1000, 1.0);
+    TrackingSetup setup{};
+    setup.minFrequency = 10.0;
+    setup.maxFrequency = 100.0;
+    setup.orderCount = 1;
+    setup.orders = &order;
+    static TrackerHandle tracker = create(); // reachable to the end: it is never destroyed
+    const auto messageAt = [&](double rate) -> std::string {
+        setRate(tracker, rate, 1);
+        setSetup(tracker, &setup);
+        setRing(tracker, {ring.data(), 1000, 0, 0, 0});
+        preinitiate(tracker);
+        initiate(tracker);
+        update(tracker, 10);
+        try {
+            static_cast<void>(calculate(tracker));
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "no failure";
+    };
+    EXPECT_EQ(messageAt(300.0), "no failure");
+    EXPECT_EQ(messageAt(20000.0), "Failed to initialize VexCalc.");
+    EXPECT_EQ(messageAt(20000.0), "Failed to initialize VexCalc.");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    if (argc == 2) libraryPath = argv[1];
+    return RUN_ALL_TESTS();
+}
