@@ -192,6 +192,14 @@ public:
         trackers_.keep(handle, fit ? 0 : kAbandoned);
     }
 
+    /// Initiates a tracker, one at a time: for the filter of a decimating one the library calls
+    /// lgamma(), which writes a variable of the whole process.
+    void initiateTracker(TrackerHandle handle)
+    {
+        const std::lock_guard lock(filterMutex_);
+        functions_.autotrackerInitiate(handle);
+    }
+
     /// Loads the kernels, which the library does without a lock at the first sample of the first
     /// decimating tracker: through a tracker that no one else has.
     void loadKernels();
@@ -281,6 +289,7 @@ private:
     Pool<AnalyzerHandle> analyzers_;
     Pool<TrackerHandle> trackers_;
     std::once_flag kernelsOnce_;
+    std::mutex filterMutex_;
 };
 
 #if !defined(HARMOTRACK_NO_PROTOTYPES)
@@ -307,7 +316,7 @@ inline void Library::loadKernels()
             functions_.autotrackerSetSignalBuffer(
                 tracker, {throwAway.silence.data(), ThrowAwayTracker::kSlots, 0, 0, 0});
             functions_.autotrackerPreinitiate(tracker);
-            functions_.autotrackerInitiate(tracker);
+            initiateTracker(tracker);
             functions_.autotrackerReset(tracker);
             functions_.autotrackerUpdateNewSamples(tracker, 1);
             functions_.autotrackerCalculate(tracker);

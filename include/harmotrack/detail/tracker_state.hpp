@@ -60,7 +60,7 @@ public:
             c_.autotrackerSetTrackingSetup(lease_->handle, &record_);
             handOver();
             c_.autotrackerPreinitiate(lease_->handle);
-            c_.autotrackerInitiate(lease_->handle);
+            Library::instance().initiateTracker(lease_->handle);
         } catch (const std::bad_alloc&) {
             lease_->fit = false;
             throw Error("Memory ran out for a tracker of blocks of " + numberText(derived_.block) +
