@@ -667,7 +667,7 @@ private:
         lastBlock_ += block;
     }
 
-    std::span<const float> tableRow(std::size_t table, int bin, int columns) const
+    [[nodiscard]] std::span<const float> tableRow(std::size_t table, int bin, int columns) const
     {
         requireFit();
         require(bin >= 0 && bin < sizes_.bins,
