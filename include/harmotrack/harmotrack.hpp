@@ -319,6 +319,12 @@ public:
     /// Starts tracking anew within the same stream; time goes on.
     void reset() { state().reset(); }
 
+    /// Starts tracking anew within the same stream, round a frequency, until the next reset() or
+    /// restart().
+    ///
+    /// @throws Error  not set up; a frequency below 0 or not finite
+    void startAt(double frequency) { state().startAt(frequency); }
+
     /// Takes a delivery of samples. Call next() afterwards until it returns nothing.
     ///
     /// @throws Error  more than largestDelivery; values that are not finite; estimates not taken:

@@ -335,6 +335,22 @@ TEST(ReusedTracker, GoesOnInItsStreamAfterAReset)
     EXPECT_NEAR(after[0], 1200.0, 3.0);
 }
 
+// A search round a frequency reaches three times 1 % of 6000 rpm to either side: from 1250 the
+// machine at 1200 is within reach, from 900 it is not.
+TEST(ReusedTracker, StartsWhereItIsTold)
+{
+    Autotracker tracker(gearSetup(1000.0));
+    const auto samples = gearSound(1000, 1000.0, 20.0);
+    tracker.startAt(1250.0);
+    EXPECT_NEAR(track(tracker, samples, 500)[0], 1200.0, 3.0);
+    tracker.startAt(900.0);
+    EXPECT_LT(track(tracker, samples, 500)[0], 1081.0);
+    tracker.reset();
+    EXPECT_NEAR(track(tracker, samples, 500)[0], 1200.0, 3.0);
+    EXPECT_EQ(sentenceOf([&] { tracker.startAt(-1.0); }),
+              "The frequency to start at is -1, and it must be 0 or more.");
+}
+
 TEST(Tracker, TellsWhatTheLibraryHasChosen)
 {
     TrackerSetup setup = gearSetup(6000.0);

@@ -7,6 +7,7 @@
 #include <harmotrack/detail/library.hpp>
 #include <harmotrack/detail/ring.hpp>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -39,8 +40,9 @@ public:
     explicit TrackerState(const TrackerSetup& setup)
         : setup_(setup), derived_(setup), c_(Library::instance().functions())
     {
-        // One that comes close to decimating counts as one that does.
-        if (setup_.sampleRate * 0.25 / derived_.topHz > 1.5) Library::instance().loadKernels();
+        // A hair below 2 counts as 2, whatever the library makes of the same quotient.
+        if (setup_.sampleRate * 0.25 / derived_.topHz > 2.0 * (1.0 - 1e-9))
+            Library::instance().loadKernels();
         const double samples = derived_.block * derived_.decimation;
         const double least = 2.0 * samples + setup_.largestDelivery;
         require(setup_.ring == 0 || setup_.ring >= least,
@@ -77,13 +79,26 @@ public:
     {
         written_ = 0;
         handOver();
+        drained_ = true;
         reset();
     }
 
     void reset()
     {
+        record_.useStartFrequency = flag(setup_.useStartFrequency);
+        record_.startFrequency = setup_.startFrequency;
         c_.autotrackerReset(lease_->handle);
-        drained_ = true;
+    }
+
+    void startAt(double frequency)
+    {
+        require(std::isfinite(frequency) && frequency >= 0.0,
+                "The frequency to start at",
+                frequency,
+                "it must be 0 or more");
+        record_.useStartFrequency = 1;
+        record_.startFrequency = frequency;
+        c_.autotrackerReset(lease_->handle);
     }
 
     void feed(std::span<const double> samples)
