@@ -4,6 +4,10 @@
 #ifndef HARMOTRACK_SETUPS_HPP
 #define HARMOTRACK_SETUPS_HPP
 
+#if __cplusplus < 202002L && (!defined(_MSVC_LANG) || _MSVC_LANG < 202002L)
+#error "harmotrack.hpp needs C++20, as by -std=c++20."
+#endif
+
 #include <harmotrack/harmotrack.h>
 
 #include <complex>
