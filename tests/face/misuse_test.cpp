@@ -292,8 +292,7 @@ TEST(Misuse, OfContiguousBlocksOffTheAxisHasASentence)
             recording.binSignal[k] =
                 k >= 1000 && k < 1000 + static_cast<std::size_t>(length) ? 3000.0 : 1200.0;
         Analyzer<Mode::OneReal> analyzer(setup);
-        const std::string sentence =
-            sentenceOf([&] { runThrough(analyzer, recording, 5888, 256); });
+        std::string sentence = sentenceOf([&] { runThrough(analyzer, recording, 5888, 256); });
         if (!sentence.empty()) {
             EXPECT_EQ(sentenceOf([&] { analyzer.next(); }),
                       "The run ended with an error: call restart() or reset().");
