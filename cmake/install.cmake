@@ -42,6 +42,7 @@ install(FILES ${PROJECT_BINARY_DIR}/harmotrackConfig.cmake
 # Its paths start from where the file lies.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH up_to_prefix /prefix/${pkgconfig_dir} /prefix)
+list(TRANSFORM CMAKE_DL_LIBS PREPEND -l OUTPUT_VARIABLE dl_flags)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/harmotrack.pc.in ${PROJECT_BINARY_DIR}/harmotrack.pc
                @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/harmotrack.pc DESTINATION ${pkgconfig_dir})

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <limits>
+#include <optional>
 
 namespace Face {
 namespace {
@@ -457,6 +458,19 @@ TEST(Pool, NeverTakesBackAHandleWhoseInitiateFailed)
         EXPECT_EQ(after.abandoned, before.abandoned + 2);
         EXPECT_EQ(after.made + before.idle, before.made + after.idle + 2);
     }
+}
+
+// A handle that can not be detached would go on pointing to memory that is gone.
+TEST(Pool, NeverTakesBackAHandleThatCanNotBeDetached)
+{
+    const PoolCounts before = analyzerPool(Mode::OneReal);
+    {
+        auto analyzer = std::make_optional<Analyzer<Mode::OneReal>>(goodSetup());
+        const Replaced replaced(
+            &Detail::Functions::initiate, +[](AnalyzerHandle, std::int32_t* error) { *error = 1; });
+        analyzer.reset();
+    }
+    EXPECT_EQ(analyzerPool(Mode::OneReal).abandoned, before.abandoned + 1);
 }
 
 TEST(Pool, NeverTakesBackATrackerWhoseInitiateFailed)
