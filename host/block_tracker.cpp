@@ -11,6 +11,7 @@ namespace {
 
 constexpr double kLowestRpm = 600.0;
 constexpr double kNoiseShare = 1e-4;
+constexpr double kBeside = 1e-4;
 constexpr double kSmallestDecades = 280.0; // of a likelihood; norm and prior take up to 20 more
 constexpr double kStepPerSearchStep = kLowestRpm / 20.0; // rad/s
 
@@ -88,6 +89,16 @@ void BlockTracker::continueFrom(double rpm)
 }
 
 std::optional<double> BlockTracker::track(std::span<const double> block)
+{
+    const std::optional<double> rpm = search(block);
+    if (rpm || !(last_ > 0.0)) return rpm;
+    // The search has failed, or a steady speed came out to the last bit: from a start beside it a
+    // search that succeeds ends elsewhere than at the start.
+    continueFrom(last_ / timeScale_ * (1.0 + kBeside));
+    return search(block);
+}
+
+std::optional<double> BlockTracker::search(std::span<const double> block)
 {
     deliver(block);
     const TrackingResult result = autotrackerCalculate(lease_.handle());

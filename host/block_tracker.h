@@ -32,11 +32,12 @@ public:
     /// The next block is searched round a speed.
     void continueFrom(double rpm);
 
-    /// The speed in a block, rpm; nothing if the tracker found no candidate and repeats itself.
+    /// The speed in a block, rpm; nothing if the tracker found no candidate.
     /// @param block  shape (blockSamples), with some energy
     std::optional<double> track(std::span<const double> block);
 
 private:
+    std::optional<double> search(std::span<const double> block);
     void deliver(std::span<const double> block);
 
     TrackerLease lease_;

@@ -13,11 +13,13 @@ namespace {
 // The likelihood is a power with an exponent of about N / 2: with more samples it leaves the range
 // of a double between a block's best and worst candidate. See BlockTracker.
 constexpr int kMostSamples = 256;
-constexpr int kUsualLeastSamples = 125;
+constexpr double kLeastSamples = 125.0; // that are aimed at
 constexpr std::size_t kMostOrders = 20;
 constexpr double kHighestOrder = 10000.0;
-constexpr double kRateToHighest = 3.0;      // after decimation
-constexpr double kLeastRateToHighest = 2.5; // of a signal that can't be decimated
+// Rates by the highest tracked frequency. From 8 on the library's tracker would decimate by itself.
+constexpr double kLeastRate = 2.5; // of a signal
+constexpr double kLeastDecimatedRate = 3.0;
+constexpr double kRateOfOwnDecimation = 8.0;
 
 double highestOrder(const TrackingSettings& settings)
 {
@@ -27,6 +29,16 @@ double highestOrder(const TrackingSettings& settings)
 double highestHz(const TrackingSettings& settings)
 {
     return highestOrder(settings) * settings.maxRpm / 60.0;
+}
+
+double leastDecimation(const TrackingSettings& settings, double rateHz)
+{
+    return std::floor(rateHz / (kRateOfOwnDecimation * highestHz(settings))) + 1.0;
+}
+
+double mostDecimation(const TrackingSettings& settings, double rateHz)
+{
+    return std::max(std::floor(rateHz / (kLeastDecimatedRate * highestHz(settings))), 1.0);
 }
 
 // Euclid's algorithm, with as much tolerance as the decimals that people write.
@@ -84,7 +96,7 @@ void checkRate(const TrackingSettings& settings, double rateHz)
     if (!(rateHz > 0.0) || !std::isfinite(rateHz))
         throw HostError("The sampling rate is " + numberText(rateHz) +
                         " Hz, and it must be above 0.");
-    const double least = kLeastRateToHighest * highestHz(settings);
+    const double least = kLeastRate * highestHz(settings);
     if (rateHz < least * (1.0 - 1e-9))
         throw HostError("Order " + numberText(highestOrder(settings)) + " is " +
                         numberText(highestHz(settings)) + " Hz at " + numberText(settings.maxRpm) +
@@ -104,9 +116,9 @@ void TrackingSettings::validate(double rateHz) const
                         ", and 0 to 1 is allowed.");
     if (blockSeconds == 0.0) return;
     // A model of 2 m + 1 terms needs samples besides to be wrong about.
-    const double reduced = planFor(*this, rateHz).rateHz;
-    const double least = static_cast<double>(4 * orders.size() + 16) / reduced;
-    const double most = kMostSamples / reduced;
+    const double least =
+        static_cast<double>(4 * orders.size() + 16) * leastDecimation(*this, rateHz) / rateHz;
+    const double most = kMostSamples * mostDecimation(*this, rateHz) / rateHz;
     if (!(blockSeconds >= least && blockSeconds <= most))
         throw HostError("The length of a block is " + numberText(blockSeconds) + " s, and " +
                         numberText(least) + " to " + numberText(most) +
@@ -116,14 +128,17 @@ void TrackingSettings::validate(double rateHz) const
 TrackingPlan planFor(const TrackingSettings& settings, double rateHz)
 {
     constexpr double kTurns = 2.0;
+    const double seconds =
+        settings.blockSeconds > 0.0 ? settings.blockSeconds : kTurns * 60.0 / settings.minRpm;
     TrackingPlan plan;
     plan.decimation =
-        std::max(static_cast<std::int32_t>(rateHz / (kRateToHighest * highestHz(settings))), 1);
+        static_cast<std::int32_t>(std::clamp(std::floor(seconds * rateHz / kLeastSamples),
+                                             leastDecimation(settings, rateHz),
+                                             mostDecimation(settings, rateHz)));
     plan.rateHz = rateHz / plan.decimation;
     const double wanted = settings.blockSeconds > 0.0
-                              ? settings.blockSeconds * plan.rateHz
-                              : std::max(kTurns * 60.0 / settings.minRpm * plan.rateHz,
-                                         static_cast<double>(kUsualLeastSamples));
+                              ? seconds * plan.rateHz
+                              : std::max(seconds * plan.rateHz, kLeastSamples);
     plan.blockSamples = static_cast<std::int32_t>(
         std::lround(std::clamp(wanted, 1.0, static_cast<double>(kMostSamples))));
     plan.hopSamples = std::max(plan.blockSamples / 2, 1);

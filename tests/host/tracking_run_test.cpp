@@ -130,7 +130,6 @@ TEST(TrackingRun, EstimatesComeAsTheSamplesDo)
     ASSERT_GT(estimates.size(), 40U);
     for (std::size_t k = 0; k < estimates.size(); ++k) {
         EXPECT_EQ(estimates[k].valid, k >= 2) << k;
-        if (k == 0) continue; // the first search ends a part of its step off
         EXPECT_LT(errorPercent(estimates[k], shaft), 0.5) << k;
     }
 }
@@ -242,20 +241,38 @@ TEST(TrackingRun, BackwardTrackingReachesTheStart)
     EXPECT_GT(right(whole.estimates), static_cast<std::ptrdiff_t>(live.size()) * 95 / 100);
 }
 
-// Of order 2 only a trace is there, so that in one block half the speed, at which the list's order
-// 2 takes the line of order 1, explains nearly as much as the speed itself.
+// A second machine drowns ours from 7 s on.
+TEST(TrackingRun, ForwardTrackingReachesTheEnd)
+{
+    const SimulatedShaft shaft{1500.0, 300.0};
+    UniformSignal signal = vibration(shaft, 10.0);
+    for (std::size_t k = 7 * 6400; k < signal.samples.size(); ++k) {
+        const double phi = kTwoPi * 31.3 * static_cast<double>(k) / signal.rateHz;
+        signal.samples[k] += 1.1 * std::cos(phi);
+    }
+    TrackingSettings settings = ordersOneAndTwo();
+    settings.minRpm = 1000.0;
+    const TrackedSpeed speed = trackSpeed(settings, signal);
+    for (const SpeedEstimate& estimate : speed.estimates)
+        EXPECT_LT(errorPercent(estimate, shaft), 2.0) << estimate.seconds;
+}
+
+// At the start a line at half the speed looks like order 1 of a machine whose order 2 is our
+// order 1. Later only a little of order 2 tells the two apart: a fiftieth of the energy, too little
+// for one block to be sure.
 TEST(TrackingRun, AllBlocksTogetherTellAMultipleOfTheSpeed)
 {
     const SimulatedShaft shaft{2400.0, 60.0};
-    UniformSignal signal = sampled(6400.0, 20.0, [&](double t) {
+    UniformSignal signal = sampled(6400.0, 10.0, [&](double t) {
         const double phi = kTwoPi * shaft.turnsAt(t);
-        return std::cos(phi) + 0.08 * std::cos(2.0 * phi + 1.0);
+        return std::cos(phi) + 0.15 * std::cos(2.0 * phi + 1.0) +
+               (t < 1.5 ? 0.6 * std::cos(0.5 * phi) : 0.0);
     });
-    addNoise(signal, 0.3);
+    addNoise(signal, 0.05);
     const TrackedSpeed speed = trackSpeed(ordersOneAndTwo(), signal);
     EXPECT_EQ(speed.validShare(), 1.0);
     for (const SpeedEstimate& estimate : speed.estimates)
-        EXPECT_LT(errorPercent(estimate, shaft), 1.0) << estimate.seconds;
+        EXPECT_LT(errorPercent(estimate, shaft), 2.0) << estimate.seconds;
 }
 
 TEST(TrackingRun, AngleIsTheIntegralOfTheSpeed)

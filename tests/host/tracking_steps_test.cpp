@@ -1,8 +1,10 @@
-// The steps of tracking, each by itself: settings, decimator, least-squares fit, tracker of blocks.
+// The steps of tracking, each by itself: settings, decimator, least-squares fit, tracker of blocks,
+// follower.
 
 #include "host/block_tracker.h"
 #include "host/low_pass_decimator.h"
 #include "host/order_fit.h"
+#include "host/speed_follower.h"
 #include "host/tracking_settings.h"
 
 #include "error_text.h"
@@ -38,23 +40,36 @@ TrackingSettings fan()
     return {.minRpm = 600.0, .maxRpm = 6000.0, .orders = {1.0F, 2.0F}};
 }
 
-// 25600 Hz / (3 · 200 Hz) has the whole part 42, which leaves 609.52 Hz; two turns at 10 Hz are 122
-// samples, and 125 are the least.
+// The highest frequency is 200 Hz, so that the rate may be 600 Hz up to 1600 Hz: decimations of 17
+// to
+// 42. Two turns at 10 Hz have 125 samples or more up to a decimation of 40.
 TEST(TrackingSettings, PlanHasTwoTurnsOfTheSlowestRotation)
 {
     TrackingSettings settings = fan();
-    TrackingPlan plan = planFor(settings, 25600.0);
-    EXPECT_EQ(plan.decimation, 42);
-    EXPECT_DOUBLE_EQ(plan.rateHz, 25600.0 / 42.0);
-    EXPECT_EQ(plan.blockSamples, 125);
-    EXPECT_EQ(plan.hopSamples, 62);
+    const TrackingPlan plan = planFor(settings, 25600.0);
+    EXPECT_EQ(plan.decimation, 40);
+    EXPECT_DOUBLE_EQ(plan.rateHz, 640.0);
+    EXPECT_EQ(plan.blockSamples, 128);
+    EXPECT_EQ(plan.hopSamples, 64);
 
-    settings.minRpm = 400.0; // 0.3 s
+    settings.minRpm = 400.0; // 0.3 s at 25600 / 42 Hz
     EXPECT_EQ(planFor(settings, 25600.0).blockSamples, 183);
     settings.minRpm = 100.0; // 1.2 s, and 256 are the most
     EXPECT_EQ(planFor(settings, 25600.0).blockSamples, 256);
     settings.blockSeconds = 0.1;
-    EXPECT_EQ(planFor(settings, 25600.0).blockSamples, 61);
+    EXPECT_EQ(planFor(settings, 25600.0).blockSamples, 128);
+    settings.blockSeconds = 0.02; // at 25600 / 17 Hz
+    EXPECT_EQ(planFor(settings, 25600.0).blockSamples, 30);
+}
+
+// The library's tracker decimates by the whole part of its rate / 4 / highest frequency.
+TEST(TrackingSettings, PlanLeavesTheTrackerNothingToDecimate)
+{
+    for (double rateHz = 500.0; rateHz < 200000.0; rateHz *= 1.01) {
+        const TrackingPlan plan = planFor(fan(), rateHz);
+        EXPECT_LT(std::floor(plan.rateHz / 4.0 / 200.0), 2.0) << rateHz;
+        EXPECT_GE(plan.rateHz, std::min(rateHz, 600.0)) << rateHz;
+    }
 }
 
 TEST(TrackingSettings, ListsOfOrdersThatCanNotBeUniqueAreRefused)
@@ -98,10 +113,10 @@ TEST(TrackingSettings, RangesAndRatesThatCanNotBeTrackedAreRefused)
 TEST(TrackingSettings, BlocksThatTheLikelihoodCanNotBearAreRefused)
 {
     TrackingSettings settings = fan();
-    settings.blockSeconds = 1.0; // 610 samples
+    settings.blockSeconds = 1.0; // 610 samples at the least rate
     EXPECT_THAT(errorOf([&] { settings.validate(25600.0); }),
                 HasSubstr("length of a block is 1 s"));
-    settings.blockSeconds = 0.01; // 6 samples
+    settings.blockSeconds = 0.01; // 15 samples at the highest rate
     EXPECT_THAT(errorOf([&] { settings.validate(25600.0); }), HasSubstr("0.01 s"));
     settings.blockSeconds = std::nan("");
     EXPECT_THAT(errorOf([&] { settings.validate(25600.0); }), HasSubstr("nan s"));
@@ -204,7 +219,8 @@ TEST(OrderFit, ExplainsNothingOfAConstant)
 // Without noise the best candidate leaves nothing over, and any gain would give infinities.
 TEST(BlockTracker, FindsASpeedAtAnyLevelWithoutNoise)
 {
-    const TrackingSettings settings = fan();
+    TrackingSettings settings = fan();
+    settings.minRpm = 100.0; // blocks of 256 samples
     const TrackingPlan plan = planFor(settings, 25600.0);
     std::vector<double> block(static_cast<std::size_t>(plan.blockSamples));
     for (const double level : {1e-100, 1e-6, 1.0, 1e6, 1e100}) {
@@ -216,7 +232,7 @@ TEST(BlockTracker, FindsASpeedAtAnyLevelWithoutNoise)
         (void)tracker.track(block); // the first search may end a grid step off
         const auto rpm = tracker.track(block);
         ASSERT_TRUE(rpm.has_value()) << level;
-        EXPECT_NEAR(*rpm, 47.0 * 60.0, 0.001 * 47.0 * 60.0) << level;
+        EXPECT_NEAR(*rpm, 47.0 * 60.0, 1e-4 * 47.0 * 60.0) << level;
     }
 }
 
@@ -238,6 +254,64 @@ TEST(BlockTracker, RefinesSlowMachinesAsFinelyAsFastOnes)
         const auto rpm = tracker.track(block);
         ASSERT_TRUE(rpm.has_value()) << scale;
         EXPECT_NEAR(*rpm / (47.0 * 60.0 * scale), 1.0, 0.001) << scale;
+    }
+}
+
+// Orders 1 and 2 of a machine at 30 Hz, later with a stronger one at 47 Hz beside it.
+std::vector<double> twoMachines(const TrackingPlan& plan, double secondAmplitude)
+{
+    std::vector<double> block(static_cast<std::size_t>(plan.blockSamples));
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        const double t = kTwoPi * static_cast<double>(i) / plan.rateHz;
+        block[i] = std::cos(30.0 * t) + 0.6 * std::cos(60.0 * t) +
+                   secondAmplitude * (std::cos(47.0 * t) + 0.6 * std::cos(94.0 * t));
+    }
+    return block;
+}
+
+TEST(SpeedFollower, EstimateThatAnotherSpeedBeatsIsNotGood)
+{
+    const TrackingPlan plan = planFor(fan(), 25600.0);
+    SpeedFollower follower(fan(), plan);
+    for (int k = 0; k < 3; ++k) {
+        const SpeedEstimate alone = follower.follow(twoMachines(plan, 0.0));
+        EXPECT_NEAR(alone.rpm, 1800.0, 2.0) << k; // the first one, too
+        EXPECT_TRUE(alone.valid);
+    }
+    for (int k = 0; k < 3; ++k) {
+        const SpeedEstimate beaten = follower.follow(twoMachines(plan, 1.3));
+        EXPECT_NEAR(beaten.rpm, 1800.0, 20.0) << k;
+        EXPECT_LT(beaten.distinctness, 0.9);
+        EXPECT_FALSE(beaten.valid);
+    }
+    EXPECT_NEAR(follower.follow(twoMachines(plan, 1.3)).rpm, 47.0 * 60.0, 20.0);
+}
+
+// Far from the start of the range a first search alone ends up to half a step off, 20 rpm here.
+TEST(SpeedFollower, FirstEstimateIsAsGoodAsTheNext)
+{
+    const TrackingPlan plan = planFor(fan(), 25600.0);
+    for (double hertz = 70.0; hertz < 98.0; hertz += 1.7) {
+        std::vector<double> block(static_cast<std::size_t>(plan.blockSamples));
+        for (std::size_t i = 0; i < block.size(); ++i) {
+            const double phi = kTwoPi * hertz * static_cast<double>(i) / plan.rateHz;
+            block[i] = std::cos(phi) + 0.6 * std::cos(2.0 * phi);
+        }
+        SpeedFollower follower(fan(), plan);
+        EXPECT_NEAR(follower.follow(block).rpm, 60.0 * hertz, 2.0);
+    }
+}
+
+TEST(SpeedFollower, TrustsASpeedThatItWasTold)
+{
+    const TrackingPlan plan = planFor(fan(), 25600.0);
+    SpeedFollower follower(fan(), plan);
+    follower.continueFrom(1790.0);
+    for (int k = 0; k < 10; ++k) {
+        const SpeedEstimate beaten = follower.follow(twoMachines(plan, 1.3));
+        EXPECT_NEAR(beaten.rpm, 1800.0, 20.0) << k;
+        EXPECT_TRUE(beaten.valid);
+        EXPECT_FALSE(follower.isSearching());
     }
 }
 
