@@ -1,8 +1,8 @@
 #include "host/block_tracker.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numbers>
 #include <numeric>
 #include <random>
 
@@ -29,89 +29,62 @@ std::vector<double> noiseOf(std::size_t samples)
     return noise;
 }
 
-void fill(TrackingSetup& setup,
-          const TrackingSettings& settings,
-          const TrackingPlan& plan,
-          double timeScale)
+TrackerSetup setupFor(const TrackingSettings& settings, const TrackingPlan& plan, double timeScale)
 {
-    setup = {};
-    setup.manualParameters = 1;
-    setup.frequencyInRpm = 1;
+    TrackerSetup setup;
+    setup.sampleRate = plan.rateHz * timeScale;
+    setup.orders = settings.orders;
     setup.minFrequency = settings.minRpm * timeScale;
     setup.maxFrequency = settings.maxRpm * timeScale;
+    setup.manualParameters = true;
     // Half a sample more, so that the whole part is the count.
-    setup.blockDuration = (plan.blockSamples + 0.5) / (plan.rateHz * timeScale);
-    setup.overlapPercent = 100.0 * (1.0 - (plan.hopSamples + 0.5) / plan.blockSamples);
-    setup.searchStep = 2.0 * 3.141592653589793 * plan.stepHz * timeScale / kStepPerSearchStep;
+    setup.blockDuration = (plan.blockSamples + 0.5) / setup.sampleRate;
+    setup.overlapPercent = 0.0;
+    setup.searchStep = 2.0 * std::numbers::pi * plan.stepHz * timeScale / kStepPerSearchStep;
     setup.predictionSigmaPercent = 1.0;
+    setup.largestDelivery = plan.blockSamples;
+    return setup;
 }
 
 } // namespace
 
 BlockTracker::BlockTracker(const TrackingSettings& settings, const TrackingPlan& plan)
-    : timeScale_(kLowestRpm / settings.minRpm), hop_(plan.hopSamples),
-      noise_(noiseOf(static_cast<std::size_t>(plan.blockSamples)))
+    : timeScale_(kLowestRpm / settings.minRpm),
+      noise_(noiseOf(static_cast<std::size_t>(plan.blockSamples))), scaled_(noise_.size()),
+      tracker_(setupFor(settings, plan, timeScale_))
 {
     const double exponent =
         0.5 * (plan.blockSamples - 1) - static_cast<double>(settings.orders.size());
     targetEnergy_ = std::pow(10.0, kSmallestDecades / exponent);
-
-    TrackerLease::Memory& memory = lease_.memory();
-    memory.orders = settings.orders;
-    memory.ring.assign(noise_.size(), 0.0);
-    fill(memory.setup, settings, plan, timeScale_);
-    memory.setup.orders = memory.orders.data();
-    memory.setup.orderCount = static_cast<std::int32_t>(memory.orders.size());
-
-    const TrackerHandle tracker = lease_.handle();
-    autotrackerSetTrackingSetup(tracker, &memory.setup);
-    autotrackerSetSampleRate(tracker, plan.rateHz * timeScale_, 1);
-    autotrackerSetSignalBuffer(tracker, {memory.ring.data(), plan.blockSamples, 0, 0, 0});
-    autotrackerPreinitiate(tracker);
-    autotrackerInitiate(tracker);
     searchAll();
 }
 
 void BlockTracker::searchAll()
 {
-    lease_.memory().setup.useStartFrequency = 0;
-    autotrackerReset(lease_.handle());
-    last_ = 0.0;
+    tracker_.reset();
+    former_ = tracker_.setup().minFrequency;
+    found_ = false;
 }
 
 void BlockTracker::continueFrom(double rpm)
 {
-    TrackingSetup& setup = lease_.memory().setup;
-    setup.useStartFrequency = 1;
-    setup.startFrequency = rpm * timeScale_;
-    autotrackerReset(lease_.handle());
-    last_ = setup.startFrequency;
+    former_ = rpm * timeScale_;
+    found_ = true;
+    tracker_.startAt(former_);
 }
 
 std::optional<double> BlockTracker::track(std::span<const double> block)
 {
-    const std::optional<double> rpm = search(block);
-    if (rpm || !(last_ > 0.0)) return rpm;
+    scale(block);
+    const std::optional<double> rpm = search();
+    if (rpm || !found_) return rpm;
     // The search has failed, or a steady speed came out to the last bit: from a start beside it a
     // search that succeeds ends elsewhere than at the start.
-    continueFrom(last_ / timeScale_ * (1.0 + kBeside));
-    return search(block);
+    continueFrom(former_ / timeScale_ * (1.0 + kBeside));
+    return search();
 }
 
-std::optional<double> BlockTracker::search(std::span<const double> block)
-{
-    deliver(block);
-    const TrackingResult result = autotrackerCalculate(lease_.handle());
-    readIndex_ = (readIndex_ + static_cast<std::size_t>(hop_)) % noise_.size();
-    // What a failed search returns; before the first success that is the start of the range.
-    const double former = last_ > 0.0 ? last_ : lease_.memory().setup.minFrequency;
-    if (std::abs(result.frequency - former) <= 1e-12 * former) return std::nullopt;
-    last_ = result.frequency;
-    return result.frequency / timeScale_;
-}
-
-// The ring has just the slots of a block, which is written anew from the tracker's read position.
-void BlockTracker::deliver(std::span<const double> block)
+void BlockTracker::scale(std::span<const double> block)
 {
     const double mean =
         std::accumulate(block.begin(), block.end(), 0.0) / static_cast<double>(block.size());
@@ -119,12 +92,18 @@ void BlockTracker::deliver(std::span<const double> block)
     for (const double value : block) energy += (value - mean) * (value - mean);
     const double gain = std::sqrt(targetEnergy_ / energy);
     const double noiseGain = std::sqrt(targetEnergy_);
-    std::vector<double>& ring = lease_.memory().ring;
     for (std::size_t i = 0; i < block.size(); ++i)
-        ring[(readIndex_ + i) % ring.size()] = gain * (block[i] - mean) + noiseGain * noise_[i];
-    autotrackerUpdateNewSamples(lease_.handle(),
-                                started_ ? hop_ : static_cast<std::int32_t>(block.size()));
-    started_ = true;
+        scaled_[i] = gain * (block[i] - mean) + noiseGain * noise_[i];
+}
+
+std::optional<double> BlockTracker::search()
+{
+    tracker_.feed(scaled_);
+    const double frequency = tracker_.next().value().frequency;
+    if (std::abs(frequency - former_) <= 1e-12 * former_) return std::nullopt;
+    former_ = frequency;
+    found_ = true;
+    return frequency / timeScale_;
 }
 
 } // namespace Harmotrack::Host

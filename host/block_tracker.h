@@ -1,16 +1,17 @@
 #pragma once
 
-#include "host/tracker_lease.h"
 #include "host/tracking_settings.h"
 
-#include <cstdint>
+#include <harmotrack/harmotrack.hpp>
+
 #include <optional>
 #include <span>
 #include <vector>
 
 namespace Harmotrack::Host {
 
-/// The library's tracker, handed one block at a time.
+/// The library's tracker, handed one block at a time: each is a delivery of its own, and for the
+/// tracker the blocks do not overlap.
 ///
 /// The tracker's likelihood is the energy that a candidate leaves over, to a power of about -N / 2,
 /// in a double. So each block comes at a gain of its own, which changes no winner: its energy is
@@ -37,17 +38,16 @@ public:
     std::optional<double> track(std::span<const double> block);
 
 private:
-    std::optional<double> search(std::span<const double> block);
-    void deliver(std::span<const double> block);
+    void scale(std::span<const double> block);
+    std::optional<double> search();
 
-    TrackerLease lease_;
     double timeScale_;
-    std::int32_t hop_;
     double targetEnergy_;
-    std::vector<double> noise_; ///< energy 1e-4
-    std::size_t readIndex_ = 0; ///< the tracker's
-    bool started_ = false;
-    double last_ = 0.0; ///< as the tracker gave it
+    std::vector<double> noise_;  ///< energy 1e-4
+    std::vector<double> scaled_; ///< the block as the tracker gets it
+    double former_ = 0.0;        ///< what a failed search returns, as the tracker gives it
+    bool found_ = false;         ///< an estimate, or a start, since the last searchAll()
+    Autotracker tracker_;
 };
 
 } // namespace Harmotrack::Host
