@@ -16,18 +16,34 @@ from typing import TYPE_CHECKING, Any
 __version__ = "0.1.0"
 
 if TYPE_CHECKING:
+    from harmotrack.analysis import analyze as analyze
     from harmotrack.errors import HarmotrackError as HarmotrackError
     from harmotrack.errors import MissingPackageError as MissingPackageError
     from harmotrack.order_analysis import OrderAnalysis as OrderAnalysis
+    from harmotrack.readers import read as read
+    from harmotrack.recording import Channel as Channel
+    from harmotrack.recording import Recording as Recording
     from harmotrack.settings import AnalysisSettings as AnalysisSettings
+    from harmotrack.simulation import RunUp as RunUp
+    from harmotrack.simulation import simulate_run_up as simulate_run_up
+    from harmotrack.speed import Speed as Speed
+    from harmotrack.speed_finder import find_speed as find_speed
     from harmotrack.storage import load as load
 
 _HOMES = {
     "AnalysisSettings": "settings",
+    "Channel": "recording",
     "HarmotrackError": "errors",
     "MissingPackageError": "errors",
     "OrderAnalysis": "order_analysis",
+    "Recording": "recording",
+    "RunUp": "simulation",
+    "Speed": "speed",
+    "analyze": "analysis",
+    "find_speed": "speed_finder",
     "load": "storage",
+    "read": "readers",
+    "simulate_run_up": "simulation",
 }
 
 __all__ = ["__version__", *_HOMES]  # noqa: PLE0604

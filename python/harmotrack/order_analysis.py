@@ -15,6 +15,7 @@ from harmotrack.settings import NOISE_BANDWIDTHS, AnalysisSettings, weighted_uni
 
 if TYPE_CHECKING:
     import pandas as pd
+    from matplotlib.axes import Axes
     from numpy.typing import ArrayLike, NDArray
 
     Channel = str | int | None
@@ -243,6 +244,74 @@ class OrderAnalysis:
         from harmotrack import storage
 
         return storage.save_tables(self, folder, kind)
+
+    # Pictures. Each draws into the axes given, or into new ones, and returns them.
+
+    def plot_order_map(self, channel: Channel = None, **options: Any) -> Axes:
+        """Colour map of the amplitudes over order and speed; orders are vertical lines."""
+        from harmotrack import plots
+
+        return plots.order_map(self, channel, **options)
+
+    def plot_frequency_map(self, channel: Channel = None, **options: Any) -> Axes:
+        """Colour map over frequency and speed; orders are rays from the origin."""
+        from harmotrack import plots
+
+        return plots.frequency_map(self, channel, **options)
+
+    def plot_waterfall(self, channel: Channel = None, **options: Any) -> Axes:
+        """Order spectra one behind the other, from the lowest speed to the highest."""
+        from harmotrack import plots
+
+        return plots.waterfall(self, channel, **options)
+
+    def plot_campbell(self, channel: Channel = None, **options: Any) -> Axes:
+        """Campbell diagram: frequencies over speed, circles as large as the amplitudes."""
+        from harmotrack import plots
+
+        return plots.campbell(self, channel, **options)
+
+    def plot_orders(self, channel: Channel = None, **options: Any) -> Axes:
+        """Order cuts: the amplitudes of the extracted orders over the speed."""
+        from harmotrack import plots
+
+        return plots.orders(self, channel, **options)
+
+    def plot_bode(self, channel: Channel = None, **options: Any) -> NDArray[np.object_]:
+        """Phase (above) and amplitude (below) of one order over the speed; two axes."""
+        from harmotrack import plots
+
+        return plots.bode(self, channel, **options)
+
+    def plot_polar(self, channel: Channel = None, **options: Any) -> Axes:
+        """Amplitude and phase of one order in the plane, with the speed along the curve."""
+        from harmotrack import plots
+
+        return plots.polar(self, channel, **options)
+
+    def plot_orbit(self, **options: Any) -> Axes:
+        """The path of the shaft in the plane of two channels, of one order at some speeds."""
+        from harmotrack import plots
+
+        return plots.orbit(self, **options)
+
+    def plot_full_spectrum(self, **options: Any) -> Axes:
+        """Colour map of the directional spectrum: forward to the right, backward to the left."""
+        from harmotrack import plots
+
+        return plots.full_spectrum(self, **options)
+
+    def plot_overall(self, channel: Channel = None, **options: Any) -> Axes:
+        """The overall level over the speed."""
+        from harmotrack import plots
+
+        return plots.overall(self, channel, **options)
+
+    def plot_speed(self, **options: Any) -> Axes:
+        """The speed of the shaft over time."""
+        from harmotrack import plots
+
+        return plots.speed(self, **options)
 
 
 class _Builder:

@@ -1,0 +1,199 @@
+"""How a shaft turns: its angle over time, from a tacho, pulses, a profile or tracking."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass, field
+from typing import TYPE_CHECKING
+
+import numpy as np
+
+from harmotrack import _native
+from harmotrack.errors import HarmotrackError
+from harmotrack.recording import Channel
+from harmotrack.settings import check_choice, check_number
+
+if TYPE_CHECKING:
+    import xarray as xr
+    from numpy.typing import ArrayLike, NDArray
+
+EDGES = ("rising", "falling")
+
+#: Revolutions a minute of one unit of a speed channel.
+_RPM = {
+    "rpm": 1.0,
+    "1/min": 1.0,
+    "r/min": 1.0,
+    "rev/min": 1.0,
+    "min^-1": 1.0,
+    "min⁻¹": 1.0,
+    "u/min": 1.0,
+    "krpm": 1000.0,
+    "hz": 60.0,
+    "1/s": 60.0,
+    "rev/s": 60.0,
+    "rad/s": 30.0 / np.pi,
+    "deg/s": 1.0 / 6.0,
+    "°/s": 1.0 / 6.0,
+}
+
+
+def rpm_of(unit: str) -> float | None:
+    """What one unit of speed is in rpm; None if the unit is no speed of rotation."""
+    return _RPM.get(unit.strip().lower())
+
+
+@dataclass(frozen=True, eq=False)
+class Speed:
+    """The angle of a shaft over time, made by one of the functions below.
+
+    Attributes
+    ----------
+    source
+        Where it came from, in words.
+    has_mark
+        Whether whole turns stand at a mark on the shaft, so that phases can be compared with those
+        of another run.
+    channel
+        Name of the channel of the recording that it was read from, if it was.
+    """
+
+    angle: _native.ShaftAngle = field(repr=False)
+    source: str
+    has_mark: bool
+    channel: str | None = None
+
+    @classmethod
+    def from_tacho(
+        cls,
+        channel: Channel,
+        *,
+        pulses_per_revolution: float = 1.0,
+        level: float | None = None,
+        hysteresis_percent: float = 15.0,
+        edge: str = "rising",
+    ) -> Speed:
+        """From the pulses of an analogue tacho channel.
+
+        Parameters
+        ----------
+        level
+            Whose crossing is the pulse, in the channel's unit; by default half the pulses' height.
+        hysteresis_percent
+            Of the pulses' height, 0 to 45: how far the signal must go beyond the level on either
+            side for a crossing to count.
+        edge
+            "rising" or "falling".
+        """
+        seconds = pulse_times(
+            channel, level=level, hysteresis_percent=hysteresis_percent, edge=edge
+        )
+        speed = cls.from_pulses(seconds, pulses_per_revolution)
+        per_turn = "a pulse" if pulses_per_revolution == 1 else f"{pulses_per_revolution:g} pulses"
+        return cls(
+            speed.angle,
+            f"tacho {channel.name!r}, {seconds.size} pulses, {per_turn} a revolution",
+            True,
+            channel.name,
+        )
+
+    @classmethod
+    def from_pulses(cls, seconds: ArrayLike, pulses_per_revolution: float = 1.0) -> Speed:
+        """From the times of pulses, rising; the first one is angle 0."""
+        times = _row("The times of the pulses", seconds)
+        check_number("number of pulses a revolution", pulses_per_revolution, 1e-6, 1e6)
+        angle = _native.ShaftAngle.from_pulses(times, float(pulses_per_revolution))
+        return cls(angle, f"{times.size} pulses", True)
+
+    @classmethod
+    def from_profile(cls, seconds: ArrayLike, rpm: ArrayLike) -> Speed:
+        """From speeds at any times; the angle at the first one counts as 0."""
+        times = _row("The times of the speed", seconds)
+        values = _row("The speeds", rpm)
+        if times.size != values.size:
+            raise HarmotrackError(
+                f"There are {times.size} times and {values.size} speeds, and there must be as many."
+            )
+        angle = _native.ShaftAngle.from_speed(times, values)
+        return cls(angle, f"speed profile of {times.size} values", False)
+
+    @classmethod
+    def from_channel(cls, channel: Channel, unit: str | None = None) -> Speed:
+        """From a channel of the speed, in rpm unless its unit says Hz, rad/s or the like."""
+        factor = rpm_of(unit or channel.unit or "rpm")
+        if factor is None:
+            raise HarmotrackError(
+                f"The unit of the speed channel {channel.name!r} is {unit or channel.unit!r}, and "
+                "it must be one of speed of rotation, as rpm, Hz or rad/s."
+            )
+        speed = cls.from_profile(channel.times, channel.samples * factor)
+        return cls(speed.angle, f"speed channel {channel.name!r}", False, channel.name)
+
+    @property
+    def start(self) -> float:
+        """First moment of known angle, seconds."""
+        return self.angle.start
+
+    @property
+    def end(self) -> float:
+        """Last moment of known angle, seconds."""
+        return self.angle.end
+
+    @property
+    def turns(self) -> float:
+        """Turns from the start to the end."""
+        return self.angle.turns
+
+    def turns_at(self, seconds: ArrayLike) -> NDArray[np.float64]:
+        """Angle at some times, turns from the start; times outside count as the nearest end."""
+        return self.angle.turns_at(np.atleast_1d(np.asarray(seconds, dtype=np.float64)))
+
+    def rpm_at(self, seconds: ArrayLike) -> NDArray[np.float64]:
+        """Speed at some times, the derivative of the angle."""
+        return self.angle.rpm_at(np.atleast_1d(np.asarray(seconds, dtype=np.float64)))
+
+    def seconds_at(self, turns: ArrayLike) -> NDArray[np.float64]:
+        """The moments of some angles."""
+        return self.angle.seconds_at(np.atleast_1d(np.asarray(turns, dtype=np.float64)))
+
+    def turning(self, start: float = -np.inf, end: float = np.inf) -> xr.DataArray:
+        """Speed in rpm, the mean over the turn round each moment, four times a turn."""
+        import xarray as xr
+
+        turns = np.arange(0.5, self.turns - 0.5, 0.25)
+        seconds = self.seconds_at(turns)
+        rpm = 60.0 / (self.seconds_at(turns + 0.5) - self.seconds_at(turns - 0.5))
+        inside = (seconds >= start) & (seconds <= end)
+        return xr.DataArray(
+            rpm[inside],
+            dims="time",
+            coords={"time": ("time", seconds[inside], {"units": "s"})},
+            attrs={"long_name": "Speed", "units": "rpm"},
+            name="speed",
+        )
+
+
+def pulse_times(
+    channel: Channel,
+    *,
+    level: float | None = None,
+    hysteresis_percent: float = 15.0,
+    edge: str = "rising",
+) -> NDArray[np.float64]:
+    """Times of the pulses of an analogue tacho channel, seconds."""
+    check_choice("edge", edge, EDGES)
+    return _native.pulse_times(
+        channel.samples,
+        channel.rate,
+        channel.start,
+        level,
+        float(hysteresis_percent),
+        edge == "rising",
+        f"The tacho channel {channel.name!r}",
+    )
+
+
+def _row(what: str, values: ArrayLike) -> NDArray[np.float64]:
+    row = np.ascontiguousarray(values, dtype=np.float64)
+    if row.ndim != 1:
+        raise HarmotrackError(f"{what} have the shape {row.shape}, and they must be one row.")
+    return row

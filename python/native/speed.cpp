@@ -1,0 +1,123 @@
+#include "speed.h"
+
+#include "arrays.h"
+
+#include "host/shaft_angle.h"
+#include "host/tachometer.h"
+#include "host/uniform_signal.h"
+
+#include <nanobind/stl/optional.h>
+#include <nanobind/stl/string.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace nb = nanobind;
+using namespace nb::literals;
+
+namespace Harmotrack::Python {
+namespace {
+
+using Host::ShaftAngle;
+
+Array<double> pulseTimes(const Samples& samples,
+                         double rateHz,
+                         double startSeconds,
+                         std::optional<double> level,
+                         double hysteresisPercent,
+                         bool rising,
+                         const std::string& name)
+{
+    std::vector<double> seconds;
+    {
+        const nb::gil_scoped_release unlocked;
+        Host::TachometerSettings settings;
+        settings.level = level;
+        settings.hysteresisPercent = hysteresisPercent;
+        settings.edge = rising ? Host::Edge::Rising : Host::Edge::Falling;
+        settings.name = name;
+        const auto span = spanOf(samples);
+        seconds = Host::Tachometer(settings).pulseTimes(
+            {startSeconds, rateHz, std::vector<double>(span.begin(), span.end())});
+    }
+    return arrayOf(std::move(seconds));
+}
+
+nb::tuple toUniform(const Samples& seconds, const Samples& values)
+{
+    Host::UniformSignal signal;
+    {
+        const nb::gil_scoped_release unlocked;
+        signal = Host::toUniform(spanOf(seconds), spanOf(values));
+    }
+    return nb::make_tuple(signal.startSeconds, signal.rateHz, arrayOf(std::move(signal.samples)));
+}
+
+ShaftAngle fromPulses(const Samples& seconds, double pulsesPerRevolution)
+{
+    return ShaftAngle::fromPulses(spanOf(seconds), pulsesPerRevolution);
+}
+
+ShaftAngle fromSpeed(const Samples& seconds, const Samples& rpm)
+{
+    return ShaftAngle::fromSpeed(spanOf(seconds), spanOf(rpm));
+}
+
+template <double (ShaftAngle::*Reader)(double) const>
+Array<double> each(const ShaftAngle& angle, const Samples& arguments)
+{
+    std::vector<double> values(arguments.shape(0));
+    {
+        const nb::gil_scoped_release unlocked;
+        const auto span = spanOf(arguments);
+        std::transform(span.begin(), span.end(), values.begin(), [&](double argument) {
+            return (angle.*Reader)(argument);
+        });
+    }
+    return arrayOf(std::move(values));
+}
+
+} // namespace
+
+void bindSpeed(nb::module_& module)
+{
+    module.def("pulse_times",
+               &pulseTimes,
+               "samples"_a,
+               "rate"_a,
+               "start"_a,
+               "level"_a.none(),
+               "hysteresis_percent"_a,
+               "rising"_a,
+               "name"_a,
+               "Times of the pulses of an analogue tacho channel, seconds.");
+    module.def("to_uniform",
+               &toUniform,
+               "seconds"_a,
+               "values"_a,
+               "Samples with irregular steps at equal ones: start, rate and samples.");
+
+    nb::class_<ShaftAngle>(module, "ShaftAngle", "The angle of a shaft over time, in turns.")
+        .def_static("from_pulses",
+                    &fromPulses,
+                    "seconds"_a,
+                    "pulses_per_revolution"_a,
+                    nb::call_guard<nb::gil_scoped_release>())
+        .def_static("from_speed",
+                    &fromSpeed,
+                    "seconds"_a,
+                    "rpm"_a,
+                    nb::call_guard<nb::gil_scoped_release>())
+        .def_prop_ro("start", &ShaftAngle::startSeconds, "First moment of known angle, seconds.")
+        .def_prop_ro("end", &ShaftAngle::endSeconds, "Last moment of known angle, seconds.")
+        .def_prop_ro("turns", &ShaftAngle::turns, "Turns from the start to the end.")
+        .def("turns_at", &each<&ShaftAngle::turnsAt>, "seconds"_a)
+        .def("rpm_at", &each<&ShaftAngle::speedRpmAt>, "seconds"_a)
+        .def("seconds_at", &each<&ShaftAngle::secondsAt>, "turns"_a);
+}
+
+} // namespace Harmotrack::Python
