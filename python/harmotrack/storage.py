@@ -184,10 +184,21 @@ def write_tables(analysis: OrderAnalysis, output: OutputFolder, kind: str = "csv
     """The tables into a folder that is being filled."""
     if kind not in ("csv", "parquet"):
         raise HarmotrackError(f"The kind of tables is {kind!r}, and it must be 'csv' or 'parquet'.")
-    if kind == "parquet" and find_spec("pyarrow") is None:
-        raise missing_package("Parquet files", "pyarrow", "parquet")
     for name, table in tables(analysis).items():
-        if kind == "csv":
-            table.to_csv(output / f"{name}.csv", index=False, float_format="%.7g")
-        else:
-            table.to_parquet(output / f"{name}.parquet", index=False, engine="pyarrow")
+        _write_table(table, output / f"{name}.{kind}")
+
+
+def write_table(table: pd.DataFrame, path: str | Path) -> Path:
+    """One table under a name that ends in .csv or .parquet."""
+    with pending(path) as hidden:
+        _write_table(table, hidden)
+    return Path(path)
+
+
+def _write_table(table: pd.DataFrame, path: Path) -> None:
+    if path.suffix == ".csv":
+        table.to_csv(path, index=False, float_format="%.7g")
+        return
+    if find_spec("pyarrow") is None:
+        raise missing_package("Parquet files", "pyarrow", "parquet")
+    table.to_parquet(path, index=False, engine="pyarrow")
