@@ -8,6 +8,7 @@ run_packages=(
     libfftw3-dev libfftw3-double3 libeigen3-dev
     libboost-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev
     gnuplot-nox
+    python3-dev python3-venv
 )
 
 # To test and check them.
