@@ -29,6 +29,8 @@ if TYPE_CHECKING:
     from harmotrack.speed import Speed as Speed
     from harmotrack.speed_finder import find_speed as find_speed
     from harmotrack.storage import load as load
+    from harmotrack.tracking import Track as Track
+    from harmotrack.tracking import track as track
 
 _HOMES = {
     "AnalysisSettings": "settings",
@@ -44,6 +46,8 @@ _HOMES = {
     "load": "storage",
     "read": "readers",
     "simulate_run_up": "simulation",
+    "Track": "tracking",
+    "track": "tracking",
 }
 
 __all__ = ["__version__", *_HOMES]  # noqa: PLE0604

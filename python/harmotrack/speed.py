@@ -16,6 +16,8 @@ if TYPE_CHECKING:
     import xarray as xr
     from numpy.typing import ArrayLike, NDArray
 
+    from harmotrack.tracking import Track
+
 EDGES = ("rising", "falling")
 
 #: Revolutions a minute of one unit of a speed channel.
@@ -127,6 +129,11 @@ class Speed:
             )
         speed = cls.from_profile(channel.times, channel.samples * factor)
         return cls(speed.angle, f"speed channel {channel.name!r}", False, channel.name)
+
+    @classmethod
+    def from_tracking(cls, track: Track) -> Speed:
+        """From what track() found in a signal."""
+        return track.speed
 
     @property
     def start(self) -> float:

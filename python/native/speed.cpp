@@ -1,16 +1,22 @@
 #include "speed.h"
 
 #include "arrays.h"
+#include "progress.h"
 
 #include "host/shaft_angle.h"
 #include "host/tachometer.h"
+#include "host/tracking_run.h"
+#include "host/tracking_settings.h"
 #include "host/uniform_signal.h"
 
 #include <nanobind/stl/optional.h>
+#include <nanobind/stl/pair.h>
 #include <nanobind/stl/string.h>
+#include <nanobind/stl/vector.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -67,6 +73,73 @@ ShaftAngle fromSpeed(const Samples& seconds, const Samples& rpm)
     return ShaftAngle::fromSpeed(spanOf(seconds), spanOf(rpm));
 }
 
+Host::TrackedSpeed track(const Samples& samples,
+                         double rateHz,
+                         double startSeconds,
+                         double minRpm,
+                         double maxRpm,
+                         std::vector<float> orders,
+                         double blockSeconds,
+                         double leastExplained,
+                         nb::object progress)
+{
+    const auto report = progressOf(std::move(progress));
+    const nb::gil_scoped_release unlocked;
+    const Host::TrackingSettings settings{
+        minRpm, maxRpm, std::move(orders), blockSeconds, leastExplained};
+    const auto span = spanOf(samples);
+    return Host::trackSpeed(
+        settings, {startSeconds, rateHz, std::vector<double>(span.begin(), span.end())}, report);
+}
+
+/// A field of all estimates, in the order of time.
+template <typename Value, typename Field>
+auto column(Field Host::SpeedEstimate::*field)
+{
+    return [field](const Host::TrackedSpeed& tracked) {
+        std::vector<Value> values;
+        for (const Host::SpeedEstimate& estimate : tracked.estimates)
+            values.push_back(static_cast<Value>(estimate.*field));
+        return arrayOf(std::move(values));
+    };
+}
+
+std::vector<std::pair<double, double>> lostStretches(const Host::TrackedSpeed& tracked)
+{
+    std::vector<std::pair<double, double>> stretches;
+    for (const Host::LostStretch& stretch : tracked.lost())
+        stretches.emplace_back(stretch.fromSeconds, stretch.toSeconds);
+    return stretches;
+}
+
+void bindTracking(nb::module_& module)
+{
+    using Host::SpeedEstimate;
+    nb::class_<Host::TrackedSpeed>(module, "Tracked", "The speed of a recording, by blocks.")
+        .def_prop_ro("seconds", column<double>(&SpeedEstimate::seconds), nb::rv_policy::move)
+        .def_prop_ro("rpm", column<double>(&SpeedEstimate::rpm), nb::rv_policy::move)
+        .def_prop_ro("explained", column<double>(&SpeedEstimate::explained), nb::rv_policy::move)
+        .def_prop_ro("valid", column<std::uint8_t>(&SpeedEstimate::valid), nb::rv_policy::move)
+        .def_prop_ro("valid_share", &Host::TrackedSpeed::validShare)
+        .def_prop_ro("lost", &lostStretches, "Where the machine was lost: from and to, seconds.")
+        .def("angle",
+             &Host::TrackedSpeed::shaftAngle,
+             "longest_gap"_a,
+             nb::call_guard<nb::gil_scoped_release>());
+    module.def("track",
+               &track,
+               "samples"_a,
+               "rate"_a,
+               "start"_a,
+               "min_rpm"_a,
+               "max_rpm"_a,
+               "orders"_a,
+               "block_seconds"_a,
+               "least_explained"_a,
+               "progress"_a.none(),
+               "Tracks the speed of a machine in one of its signals, without a tachometer.");
+}
+
 template <double (ShaftAngle::*Reader)(double) const>
 Array<double> each(const ShaftAngle& angle, const Samples& arguments)
 {
@@ -118,6 +191,7 @@ void bindSpeed(nb::module_& module)
         .def("turns_at", &each<&ShaftAngle::turnsAt>, "seconds"_a)
         .def("rpm_at", &each<&ShaftAngle::speedRpmAt>, "seconds"_a)
         .def("seconds_at", &each<&ShaftAngle::secondsAt>, "turns"_a);
+    bindTracking(module);
 }
 
 } // namespace Harmotrack::Python

@@ -148,6 +148,7 @@ def test_orders_are_those_of_the_python_package(
         ["--tacho", "tacho"],
         ["--tacho", "3", "--pulses", "1", "--level", "2.5"],
         ["--speed-csv", "speed.csv"],
+        ["--track", "500:4000", "--track-orders", "1,2"],
     ],
 )
 def test_the_speed_comes_from_where_it_was_told(
@@ -161,6 +162,20 @@ def test_the_speed_comes_from_where_it_was_told(
     header, first = (tmp_path / "orders.csv").read_text().splitlines()[:2]
     assert header == "channel,unit,speed_rpm,order,amplitude,phase_deg,slice"
     assert first.startswith("x,mm/s,")
+
+
+def test_track_writes_the_speed_and_draws_it(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    files = ["-o", tmp_path / "speed.csv", "--picture", tmp_path / "speed.png"]
+    assert call("track", recording, "--track", "500:4000", *files, "--json") == 0
+
+    told = json.loads(capsys.readouterr().out)
+    assert told["channel"] == "x"
+    assert told["valid_share"] > 0.5
+    header = (tmp_path / "speed.csv").read_text().splitlines()[0]
+    assert header == "time_s,speed_rpm,valid,explained"
+    assert (tmp_path / "speed.png").exists()
 
 
 @pytest.mark.parametrize(
@@ -191,6 +206,8 @@ def sentence(capsys: pytest.CaptureFixture) -> str:
         (["analyze", "none.wav"], "There is no file none.wav"),
         (["info", "RUN", "--rate", "-1"], "The rate is -1"),
         (["analyze", "RUN", "--tacho", "9"], "There is no channel 9; run.flac has 3"),
+        (["analyze", "RUN", "--track", "fast"], "--track is 'fast', and it must be two speeds"),
+        (["track", "RUN"], "The range of the speed is missing: --track MIN:MAX"),
         (["analyze", "RUN", "--channels", "x,q"], "There is no channel 'q'"),
         (["analyze", "RUN", "--tacho", "3", "--speed-channel", "1"], "one of --tacho and --speed"),
         (["analyze", "RUN", "--speed-channel", "1"], "The unit of the speed channel 'x' is 'mm/s'"),

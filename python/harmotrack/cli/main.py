@@ -18,6 +18,7 @@ _COMMANDS = {
     "analyze": "Pictures and tables of everything, into a folder.",
     "map": "One picture: the order map.",
     "orders": "The amplitudes and phases of orders over the speed.",
+    "track": "The speed of a machine from one of its signals, without a tacho.",
     "simulate": "A machine that runs up through its resonances, with the truth about it.",
     "convert": "A recording from one kind of file to another.",
 }

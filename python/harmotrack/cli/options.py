@@ -16,6 +16,7 @@ if TYPE_CHECKING:
     from harmotrack.order_analysis import OrderAnalysis
     from harmotrack.recording import Recording
     from harmotrack.speed import Speed
+    from harmotrack.tracking import Track
 
 F = TypeVar("F", bound=Callable[..., Any])
 
@@ -58,6 +59,16 @@ _SPEED = [
         "--speed-csv", type=click.Path(path_type=Path), help="A table of time and speed in rpm."
     ),
 ]
+_TRACKING = [
+    click.option("--track", metavar="MIN:MAX", help="Track the speed between two limits in rpm."),
+    click.option(
+        "--track-orders",
+        metavar="LIST",
+        default="1,2",
+        show_default=True,
+        help="Orders that the machine shows.",
+    ),
+]
 _SETTINGS = [
     click.option("--channels", metavar="LIST", help="Names or numbers from 1, by commas."),
     click.option(
@@ -77,9 +88,8 @@ _SETTINGS = [
 ]
 
 reading_options = added(_READING)
-speed_options = added(_SPEED)
-setting_options = added(_SETTINGS)
-analysis_options = added([*_READING, *_SPEED, *_SETTINGS])
+tracking_options = added(_TRACKING)
+analysis_options = added([*_READING, *_SPEED, *_TRACKING, *_SETTINGS])
 
 _SETTING_NAMES = (
     "min_rpm",
@@ -128,7 +138,7 @@ class Request:
 
         given = [
             name
-            for name in ("tacho", "speed_channel", "speed_csv")
+            for name in ("tacho", "speed_channel", "speed_csv", "track")
             if self.options[name] is not None
         ]
         if len(given) > 1:
@@ -146,9 +156,29 @@ class Request:
             return Speed.from_channel(recording[name], self.options["speed_unit"])
         if "speed_csv" in given:
             return _speed_of_table(self.options["speed_csv"])
+        if "track" in given:
+            tracked = self.track(recording)
+            words.note(f"The speed is tracked in {tracked.channel!r}: {tracked.summary}.")
+            return tracked.speed
         speed = find_speed(recording, self.options["pulses"])
         words.note(f"The speed is that of the {speed.source}: found by itself.")
         return speed
+
+    def track(self, recording: Recording) -> Track:
+        from harmotrack.cli.progress import shown
+        from harmotrack.tracking import track
+
+        least, most = limits(self.options["track"])
+        names = self.names("channels", recording)
+        with shown("Tracking") as progress:
+            return track(
+                recording,
+                channel=names[0] if names else None,
+                min_rpm=least,
+                max_rpm=most,
+                orders=numbers(self.options["track_orders"], "track-orders"),
+                progress=progress,
+            )
 
     def analyze(self, file: Path) -> OrderAnalysis:
         from harmotrack.analysis import analyze
@@ -205,6 +235,17 @@ def numbers(text: str, option: str) -> tuple[float, ...]:
         raise HarmotrackError(
             f"--{option} is {text!r}, and it must be numbers with commas between them."
         ) from None
+
+
+def limits(text: str) -> tuple[float, float]:
+    """Of "600:6000"."""
+    try:
+        least, most = (float(part) for part in text.split(":"))
+    except ValueError:
+        raise HarmotrackError(
+            f"--track is {text!r}, and it must be two speeds in rpm, as 600:6000."
+        ) from None
+    return least, most
 
 
 def _speed_of_table(path: Path) -> Speed:

@@ -1,6 +1,6 @@
 """Pictures of results, with Matplotlib, in the conventions of the field."""
 
-from harmotrack.plots.curves import bode, orders, overall, polar, speed
+from harmotrack.plots.curves import bode, orders, overall, polar, speed, tracked
 from harmotrack.plots.maps import campbell, frequency_map, order_map, waterfall
 from harmotrack.plots.whirl import full_spectrum, orbit
 
@@ -15,5 +15,6 @@ __all__ = [
     "overall",
     "polar",
     "speed",
+    "tracked",
     "waterfall",
 ]

@@ -18,6 +18,7 @@ if TYPE_CHECKING:
     from numpy.typing import NDArray
 
     from harmotrack.order_analysis import Channel, OrderAnalysis
+    from harmotrack.tracking import Track
 
 _PHASE_REFERENCES = {"cosine": "a maximum", "sine": "a rising zero"}
 
@@ -183,6 +184,21 @@ def speed(analysis: OrderAnalysis, *, axes: Axes | None = None) -> Axes:
     axes.set_ylabel("Speed in rpm")
     axes.grid(alpha=0.4)
     titled(axes, analysis.title, str(analysis.attrs.get("speed_source", "")))
+    return axes
+
+
+def tracked(track: Track, *, axes: Axes | None = None) -> Axes:
+    """The estimates; those that are not to be believed in grey."""
+    axes = axes_or_new(axes, (8.0, 3.5))
+    doubtful = ~track.valid & (track.rpm > 0.0)
+    axes.plot(track.seconds[doubtful], track.rpm[doubtful], ".", color="0.75", label="doubtful")
+    believed = np.where(track.valid, track.rpm, np.nan)
+    axes.plot(track.seconds, believed, color="tab:blue", label="valid")
+    axes.legend()
+    axes.set_xlabel("Time in s")
+    axes.set_ylabel("Speed in rpm")
+    axes.grid(alpha=0.4)
+    titled(axes, track.channel, track.summary)
     return axes
 
 
