@@ -1,99 +1,106 @@
 #include "host/equal_angle_resampler.h"
 
-#include <boost/math/special_functions/bessel.hpp>
-#include <boost/math/special_functions/sinc.hpp>
-
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstddef>
-#include <numbers>
 
 namespace Harmotrack::Host {
 namespace {
 
-// Kaiser's rules for a stop band A dB down: beta = 0.1102 (A - 8.7), and a transition of width D
-// needs a length of (A - 7.95) / (14.36 D). A = 96 and D = c / 5, from 0.9 c to 1.1 c, make 30.7
-// zeros of the sinc on either side.
-constexpr double kKaiserBeta = 9.62;
-constexpr int kZeros = 31;
-
-// Straight lines between values this close err by (π²/3) / (8 · 512²) = 1.6e-6 at most.
-constexpr int kStepsPerZero = 512;
-
-std::vector<double> kernelTable()
-{
-    std::vector<double> table(static_cast<std::size_t>(kZeros * kStepsPerZero) + 2, 0.0);
-    const double scale = 1.0 / boost::math::cyl_bessel_i(0, kKaiserBeta);
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const double z = static_cast<double>(i) / kStepsPerZero;
-        const double share = z / kZeros;
-        if (share >= 1.0) break;
-        table[i] = boost::math::sinc_pi(std::numbers::pi * z) * scale *
-                   boost::math::cyl_bessel_i(0, kKaiserBeta * std::sqrt(1.0 - share * share));
-    }
-    return table;
-}
-
-// Four sums side by side hide the latency of the additions.
-double dot(std::span<const double> weights, const double* x)
-{
-    std::array<double, 4> sums{};
-    std::size_t k = 0;
-    for (; k + sums.size() <= weights.size(); k += sums.size())
-        for (std::size_t lane = 0; lane < sums.size(); ++lane)
-            sums[lane] += weights[k + lane] * x[k + lane];
-    for (; k < weights.size(); ++k) sums[0] += weights[k] * x[k];
-    return (sums[0] + sums[1]) + (sums[2] + sums[3]);
-}
+// Samples are let go by so many at least: moving those that stay costs more than the memory.
+constexpr long long kForgetAtOnce = 1 << 15;
 
 } // namespace
 
-EqualAngleResampler::EqualAngleResampler(double rateHz, int samplesPerRevolution)
-    : rateHz_(rateHz), samplesPerRevolution_(samplesPerRevolution), kernel_(kernelTable())
+EqualAngleResampler::EqualAngleResampler(double rateHz,
+                                         double startSeconds,
+                                         std::size_t channels,
+                                         int samplesPerRevolution)
+    : kernel_(rateHz, samplesPerRevolution), rateHz_(rateHz), startSeconds_(startSeconds),
+      channels_(channels)
 {
 }
 
-double EqualAngleResampler::cutoffHz(double speedRpm) const
+void EqualAngleResampler::feed(std::span<const std::span<const double>> samples)
 {
-    return std::min(0.445 * samplesPerRevolution_ * speedRpm / 60.0, 0.5 * rateHz_);
+    for (std::size_t c = 0; c < channels_.size(); ++c)
+        channels_[c].insert(channels_[c].end(), samples[c].begin(), samples[c].end());
 }
 
-double EqualAngleResampler::halfWidthSeconds(double speedRpm) const
+void EqualAngleResampler::request(std::span<const EqualAngleStep> steps)
 {
-    return kZeros / (2.0 * cutoffHz(speedRpm));
+    waiting_.insert(waiting_.end(), steps.begin(), steps.end());
 }
 
-void EqualAngleResampler::resample(std::span<const std::span<const double>> signals,
-                                   double startSeconds,
-                                   std::span<const double> seconds,
-                                   std::span<const double> speedRpm,
-                                   std::span<const std::span<double>> results) const
+long long EqualAngleResampler::written() const
 {
-    const auto count = static_cast<double>(signals.empty() ? 0 : signals.front().size());
-    std::vector<double> weights;
-    for (std::size_t i = 0; i < seconds.size(); ++i) {
-        const double zerosPerSample = 2.0 * cutoffHz(speedRpm[i]) / rateHz_;
-        const double reach = kZeros / zerosPerSample;
-        const double position = (seconds[i] - startSeconds) * rateHz_;
-        const double first = std::max(std::ceil(position - reach), 0.0);
-        const double last = std::min(std::floor(position + reach), count - 1.0);
-        const std::size_t taps = last < first ? 0 : static_cast<std::size_t>(last - first) + 1;
+    return first_ + static_cast<long long>(channels_.front().size());
+}
 
-        weights.resize(taps);
-        const double stepsPerSample = zerosPerSample * kStepsPerZero;
-        const double start = (first - position) * stepsPerSample;
-        for (std::size_t k = 0; k < taps; ++k) {
-            const double at = std::abs(start + static_cast<double>(k) * stepsPerSample);
-            const auto cell = static_cast<std::size_t>(at);
-            const double share = at - static_cast<double>(cell);
-            weights[k] = kernel_[cell] + share * (kernel_[cell + 1] - kernel_[cell]);
+std::span<const double> EqualAngleResampler::samples(std::size_t channel, long long from) const
+{
+    return std::span(channels_[channel]).subspan(static_cast<std::size_t>(from - first_));
+}
+
+bool EqualAngleResampler::isReady(const EqualAngleStep& step) const
+{
+    const double until = step.seconds + kernel_.halfWidthSeconds(step.speedRpm);
+    return (until - startSeconds_) * rateHz_ <= static_cast<double>(written() - 1);
+}
+
+bool EqualAngleResampler::isLost(const EqualAngleStep& step) const
+{
+    const double from = step.seconds - kernel_.halfWidthSeconds(step.speedRpm);
+    return (from - startSeconds_) * rateHz_ < static_cast<double>(first_);
+}
+
+EqualAngleSamples EqualAngleResampler::take()
+{
+    EqualAngleSamples result;
+    while (!waiting_.empty()) {
+        EqualAngleStep step = waiting_.front();
+        const bool ready = isReady(step);
+        if (!ready && !finished_) break;
+        waiting_.pop_front();
+        interrupted_ = interrupted_ || step.beginsSegment;
+        if (!ready || isLost(step)) {
+            interrupted_ = true;
+            continue;
         }
-        for (std::size_t s = 0; s < signals.size(); ++s) {
-            const double* x = signals[s].data() + (taps == 0 ? 0 : static_cast<std::size_t>(first));
-            results[s][i] = zerosPerSample * dot(weights, x);
-        }
+        step.beginsSegment = interrupted_;
+        interrupted_ = false;
+        result.steps.push_back(step);
     }
+    std::vector<double> seconds;
+    std::vector<double> speeds;
+    for (const EqualAngleStep& step : result.steps) {
+        seconds.push_back(step.seconds);
+        speeds.push_back(step.speedRpm);
+    }
+    std::vector<std::span<const double>> sources(channels_.begin(), channels_.end());
+    result.values.assign(channels_.size(), std::vector<double>(seconds.size()));
+    std::vector<std::span<double>> targets(result.values.begin(), result.values.end());
+    kernel_.resample(sources, startSeconds_, first_, seconds, speeds, targets);
+    return result;
+}
+
+void EqualAngleResampler::finish()
+{
+    finished_ = true;
+}
+
+void EqualAngleResampler::keepFrom(double seconds)
+{
+    // A shaft that slows down needs more of the past for later steps.
+    for (const EqualAngleStep& step : waiting_)
+        seconds = std::min(seconds, step.seconds - kernel_.halfWidthSeconds(step.speedRpm));
+    const double number = std::floor((seconds - startSeconds_) * rateHz_) - 1.0;
+    const auto last = static_cast<double>(written());
+    const auto from = static_cast<long long>(std::clamp(number, static_cast<double>(first_), last));
+    if (from < first_ + kForgetAtOnce) return;
+    for (std::vector<double>& channel : channels_)
+        channel.erase(channel.begin(),
+                      channel.begin() + static_cast<std::ptrdiff_t>(from - first_));
+    first_ = from;
 }
 
 } // namespace Harmotrack::Host

@@ -30,7 +30,7 @@ namespace Harmotrack::Host {
 /// within a pitch, while a run-up that changes its speed by up to sixteen times a turn is followed.
 /// A limit of speed or of its change makes the pulses that break it none at all.
 ///
-/// Where more than half of the pulses of a turn (of 16, if it has fewer) had to be mended, nothing
+/// Where more than half of the pulses of a turn (of 8, if it has fewer) had to be mended, nothing
 /// is left to trust: the stretch is dropped whole, and so is a segment of less than four knots.
 /// Where it is more than a tenth and at least four, they are reported as one stretch.
 ///

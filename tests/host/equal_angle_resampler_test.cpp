@@ -1,6 +1,5 @@
 #include "host/equal_angle_resampler.h"
 
-#include "host/equal_angle_axis.h"
 #include "simulated_shaft.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +22,7 @@ constexpr double kPi = std::numbers::pi;
 struct RunUp {
     RunUp()
     {
-        const EqualAngleResampler resampler(kRate, 2 * kMaxOrder);
+        const EqualAngleKernel resampler(kRate, 2 * kMaxOrder);
         for (std::size_t k = 0;; ++k) {
             const double t = shaft.secondsAt(static_cast<double>(k) / (2.0 * kMaxOrder));
             const double reach = resampler.halfWidthSeconds(shaft.rpmAt(t));
@@ -43,8 +42,8 @@ struct RunUp {
         std::vector<double> result(seconds.size());
         const std::span<const double> source = signal.samples;
         const std::span<double> target = result;
-        EqualAngleResampler(kRate, 2 * kMaxOrder)
-            .resample({&source, 1}, 0.0, seconds, speedRpm, {&target, 1});
+        EqualAngleKernel(kRate, 2 * kMaxOrder)
+            .resample({&source, 1}, 0.0, 0, seconds, speedRpm, {&target, 1});
         return result;
     }
 
@@ -102,7 +101,7 @@ TEST(EqualAngleResampler, ImagesOfTheSourceAreNinetyDecibelsDown)
     constexpr double kSourceRate = 1000.0;
     const UniformSignal signal =
         sampled(kSourceRate, 2.0, [](double t) { return std::sin(2.0 * kPi * 449.0 * t); });
-    const EqualAngleResampler resampler(kSourceRate, 400); // 20 samples of the result to one
+    const EqualAngleKernel resampler(kSourceRate, 400); // 20 samples of the result to one
     std::vector<double> seconds;
     seconds.reserve(32000);
     for (int k = 0; k < 32000; ++k) seconds.push_back(0.2 + k / 20011.0);
@@ -111,7 +110,7 @@ TEST(EqualAngleResampler, ImagesOfTheSourceAreNinetyDecibelsDown)
     const std::span<const double> source = signal.samples;
     const std::span<double> target = result;
 
-    resampler.resample({&source, 1}, 0.0, seconds, speeds, {&target, 1});
+    resampler.resample({&source, 1}, 0.0, 0, seconds, speeds, {&target, 1});
 
     for (std::size_t k = 0; k < result.size(); ++k)
         ASSERT_NEAR(result[k], std::sin(2.0 * kPi * 449.0 * seconds[k]), 6e-5);
@@ -121,7 +120,7 @@ TEST(EqualAngleResampler, SignalsAreResampledAlike)
 {
     const UniformSignal one = sampled(1000.0, 1.0, [](double t) { return std::sin(300.0 * t); });
     const UniformSignal two = sampled(1000.0, 1.0, [](double t) { return std::cos(170.0 * t); });
-    const EqualAngleResampler resampler(1000.0, 32);
+    const EqualAngleKernel resampler(1000.0, 32);
     const std::vector<double> seconds{0.3, 0.4003, 0.55501};
     const std::vector<double> speeds{1500.0, 1510.0, 1520.0};
     const std::vector<std::span<const double>> sources{one.samples, two.samples};
@@ -131,8 +130,8 @@ TEST(EqualAngleResampler, SignalsAreResampledAlike)
     const std::vector<std::span<double>> targets{first, second};
     const std::span<double> target = alone;
 
-    resampler.resample(sources, 0.0, seconds, speeds, targets);
-    resampler.resample({&sources[1], 1}, 0.0, seconds, speeds, {&target, 1});
+    resampler.resample(sources, 0.0, 0, seconds, speeds, targets);
+    resampler.resample({&sources[1], 1}, 0.0, 0, seconds, speeds, {&target, 1});
 
     EXPECT_EQ(second, alone);
     EXPECT_NE(first, second);
@@ -142,7 +141,7 @@ TEST(EqualAngleResampler, SignalsAreResampledAlike)
 TEST(EqualAngleResampler, TimeOfTheFirstSampleShiftsTheResult)
 {
     const UniformSignal signal = sampled(1000.0, 1.0, [](double t) { return std::sin(300.0 * t); });
-    const EqualAngleResampler resampler(1000.0, 32);
+    const EqualAngleKernel resampler(1000.0, 32);
     const std::vector<double> early{0.5};
     const std::vector<double> late{8.5};
     const std::vector<double> speeds{1500.0};
@@ -151,8 +150,8 @@ TEST(EqualAngleResampler, TimeOfTheFirstSampleShiftsTheResult)
     double atLate = 0.0;
     const std::span<double> toEarly(&atEarly, 1);
     const std::span<double> toLate(&atLate, 1);
-    resampler.resample({&source, 1}, 0.0, early, speeds, {&toEarly, 1});
-    resampler.resample({&source, 1}, 8.0, late, speeds, {&toLate, 1});
+    resampler.resample({&source, 1}, 0.0, 0, early, speeds, {&toEarly, 1});
+    resampler.resample({&source, 1}, 8.0, 0, late, speeds, {&toLate, 1});
     EXPECT_NEAR(atEarly, std::sin(150.0), 1e-4);
     EXPECT_DOUBLE_EQ(atEarly, atLate);
 }

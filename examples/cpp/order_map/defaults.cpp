@@ -75,15 +75,20 @@ Host::AnalysisSettings settingsFor(const Recording& recording, const Options& op
 {
     Host::AnalysisSettings settings = options.settings;
     const Host::UniformSignal& signal = recording.signals.front();
-    const Host::EqualAngleAxis axis =
-        Host::equalAngleAxis(recording.angle, 16, signal.startSeconds, signal.endSeconds());
-    if (axis.seconds.empty())
+    const auto steps =
+        Host::equalAngleSteps(recording.angle, 16, signal.startSeconds, signal.endSeconds());
+    if (steps.empty())
         throw HostError("The recording holds less than two revolutions with a known angle.");
-    const auto [lowest, highest] = std::minmax_element(axis.speedRpm.begin(), axis.speedRpm.end());
+    const auto [slowest, fastest] =
+        std::minmax_element(steps.begin(), steps.end(), [](const auto& a, const auto& b) {
+            return a.speedRpm < b.speedRpm;
+        });
+    const double lowest = slowest->speedRpm;
+    const double highest = fastest->speedRpm;
 
-    chooseSpeedAxis(*lowest, *highest, options, settings);
+    chooseSpeedAxis(lowest, highest, options, settings);
     settings.highestOrder =
-        options.highestOrder ? *options.highestOrder : highestOrderFor(*highest, signal.rateHz);
+        options.highestOrder ? *options.highestOrder : highestOrderFor(highest, signal.rateHz);
     settings.orderResolution =
         options.orderResolution ? *options.orderResolution : resolutionFor(recording.angle.turns());
     settings.harmonics.clear();
@@ -92,7 +97,7 @@ Host::AnalysisSettings settingsFor(const Recording& recording, const Options& op
     for (double order = 1.0; options.harmonics.empty() && order <= 4.0; ++order) {
         if (order <= settings.highestOrder) settings.harmonics.push_back(static_cast<float>(order));
     }
-    const bool steady = *highest - *lowest < 0.05 * *highest;
+    const bool steady = highest - lowest < 0.05 * highest;
     settings.blockMode = options.blockMode.value_or(steady ? Host::BlockMode::Contiguous
                                                            : Host::BlockMode::AtCrossing);
     settings.phaseMode = options.phaseMode.value_or(
