@@ -451,6 +451,17 @@ void AnalysisRun::Stream::addShared(AnalysisResults& results)
 
 void AnalysisRun::Stream::checkLength() const
 {
+    // A run in contiguous blocks may never have come to its axis.
+    const bool offAxis = settings_.blockMode == BlockMode::Contiguous && !shared_.seconds.empty();
+    if (longestStretch_ <= orderBlock_ && !offAxis) {
+        const double turns =
+            static_cast<double>(longestStretch_) / static_cast<double>(stepsPerTurn_);
+        throw HostError("The recording has " + numberText(turns) +
+                        " revolutions with known angle and complete samples, and a block of order "
+                        "resolution " +
+                        numberText(settings_.orderResolution) + " needs more than " +
+                        numberText(1.0 / settings_.orderResolution) + ".");
+    }
     const double recordedSeconds = static_cast<double>(resampler_.written()) / input_.rateHz;
     const double blockSeconds = static_cast<double>(timeBlock_) / input_.rateHz;
     if (blockSeconds > recordedSeconds)
@@ -458,16 +469,6 @@ void AnalysisRun::Stream::checkLength() const
                         " s, and a block for the frequency spectra needs " +
                         numberText(blockSeconds) +
                         " s: take a coarser order resolution or fewer frequency lines.");
-    // A run in contiguous blocks may never have come to its axis.
-    const bool turned = !shared_.seconds.empty();
-    if (longestStretch_ > orderBlock_ || (turned && settings_.blockMode == BlockMode::Contiguous))
-        return;
-    const double turns = static_cast<double>(longestStretch_) / static_cast<double>(stepsPerTurn_);
-    throw HostError("The recording has " + numberText(turns) +
-                    " revolutions with known angle and complete samples, and a block of order "
-                    "resolution " +
-                    numberText(settings_.orderResolution) + " needs more than " +
-                    numberText(1.0 / settings_.orderResolution) + ".");
 }
 
 AnalysisRun::AnalysisRun(AnalysisSettings settings) : settings_(std::move(settings))

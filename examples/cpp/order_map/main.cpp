@@ -20,6 +20,8 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <utility>
+
 #include <unistd.h>
 
 namespace Harmotrack::Examples {
@@ -57,11 +59,14 @@ private:
 Host::AnalysisResults analyse(const Recording& recording, const Host::AnalysisSettings& settings)
 {
     ProgressBar bar;
-    return Host::AnalysisRun(settings).run(
-        recording.signals, recording.angle, [&bar](double share) {
-            Interruption::check();
-            bar.show(share);
-        });
+    return std::move(Host::AnalysisRun(settings)
+                         .runPasses(recording.signals,
+                                    recording.knots,
+                                    [&bar](double share) {
+                                        Interruption::check();
+                                        bar.show(share);
+                                    })
+                         .front());
 }
 
 void requireResults(const Host::AnalysisResults& results)

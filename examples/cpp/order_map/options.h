@@ -14,7 +14,6 @@ struct Options {
     // Either a WAV or FLAC file with a tacho channel ...
     std::string audioFile;
     int tachoChannel = 0; ///< counted from 1
-    double pulsesPerRevolution = 1.0;
     Host::TachometerSettings tacho;
     std::vector<int>
         signalChannels;     ///< counted from 1; empty: the first two that are not the tacho

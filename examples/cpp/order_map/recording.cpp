@@ -4,6 +4,8 @@
 #include "interruption.h"
 
 #include "host/host_error.h"
+#include "host/shaft_angle.h"
+#include "host/tachometer.h"
 
 #include <sndfile.hh>
 
@@ -105,12 +107,17 @@ Recording readAudio(const Options& options)
 
     Host::TachometerSettings settings = options.tacho;
     settings.name = "The tacho channel " + std::to_string(options.tachoChannel);
-    const std::vector<double> pulses = Host::Tachometer(settings).pulseTimes(tacho);
+    Host::TachoReading reading = Host::Tachometer(settings).read(tacho);
+    if (Host::ShaftAngle::segmentsOf(reading.knots).empty())
+        throw HostError(settings.name + " gives " + std::to_string(reading.pulses) +
+                        " pulses that can't be read as those of a shaft" +
+                        (reading.events.empty() ? "." : ": " + reading.events.back().text()));
     return {std::filesystem::path(name).filename().string(),
             std::move(signals),
             std::move(names),
-            Host::ShaftAngle::fromPulses(pulses, options.pulsesPerRevolution),
-            true};
+            std::move(reading.knots),
+            settings.gearRatio == 1.0,
+            std::move(reading.events)};
 }
 
 Recording readTable(const Options& options)
@@ -123,18 +130,27 @@ Recording readTable(const Options& options)
     std::vector<std::vector<double>> columns = readCsvColumns(options.csvFile, names);
     for (double& time : columns[0]) time *= options.timeUnitSeconds;
 
-    Host::ShaftAngle angle = Host::ShaftAngle::fromSpeed(columns[0], columns[1]);
+    const Host::ShaftAngle angle = Host::ShaftAngle::fromSpeed(columns[0], columns[1]);
     std::vector<UniformSignal> signals;
     for (std::size_t c = 2; c < columns.size(); ++c)
         signals.push_back(Host::toUniform(columns[0], columns[c]));
     return {std::filesystem::path(options.csvFile).filename().string(),
             std::move(signals),
             options.signalColumns,
-            std::move(angle),
-            false};
+            angle.knots(),
+            false,
+            {}};
 }
 
 } // namespace
+
+double Recording::turns() const
+{
+    double turns = 0.0;
+    for (const Host::ShaftAngle& segment : Host::ShaftAngle::segmentsOf(knots))
+        turns += segment.turns();
+    return turns;
+}
 
 Recording readRecording(const Options& options)
 {
