@@ -28,7 +28,8 @@ struct EqualAngleSamples {
 /// begins a segment, if they were never measured: before the first sample, behind the last one, or
 /// where they were let go. What comes out does not depend on how samples and steps were split.
 ///
-/// Memory: the samples from the oldest step that waits (or keepFrom()) on. One thread at a time.
+/// Memory: twice the samples from the oldest step that waits (or keepFrom()) on. One thread at a
+/// time.
 class EqualAngleResampler {
 public:
     /// @param rateHz                of the channels, above 0
@@ -52,29 +53,51 @@ public:
     /// No more samples come: steps that still wait for some are given up.
     void finish();
 
-    /// Samples from this time on may still be needed by steps to come or by the caller; earlier
-    /// ones may go. Until the first call all are kept.
+    /// Steps to come are later than this time, and the caller needs no samples before it: what
+    /// neither they nor steps that wait reach back to may go. Until the first call all are kept.
     void keepFrom(double seconds);
 
     /// Number of the next sample, counted from 0.
-    [[nodiscard]] long long written() const;
+    [[nodiscard]] long long written() const { return levels_.front().written(); }
 
     /// Number of the oldest sample that is kept.
-    [[nodiscard]] long long oldest() const { return first_; }
+    [[nodiscard]] long long oldest() const { return levels_.front().first; }
 
     /// Kept samples of a channel, from number `from` on.
     [[nodiscard]] std::span<const double> samples(std::size_t channel, long long from) const;
 
 private:
-    [[nodiscard]] bool isReady(const EqualAngleStep& step) const;
-    [[nodiscard]] bool isLost(const EqualAngleStep& step) const;
+    // The channels at the source's rate halved a number of times.
+    struct Level {
+        long long first = 0;                     ///< number of the first sample that is kept
+        std::vector<std::vector<double>> values; ///< shape (channels, samples)
+
+        [[nodiscard]] long long written() const
+        {
+            return first + static_cast<long long>(values.front().size());
+        }
+
+        void forget(long long before);
+    };
+
+    // Where a step stands among the samples of its level.
+    struct Place {
+        EqualAngleKernel::Choice choice;
+        long long before = 0; ///< number of the sample before it, or at it
+        double share = 0.0;   ///< how far behind that one, 0 up to below 1
+    };
+
+    [[nodiscard]] Place placeOf(const EqualAngleStep& step);
+    [[nodiscard]] bool isReady(const Place& place) const;
+    [[nodiscard]] bool isLost(const Place& place) const;
+    void addValues(const Place& place, EqualAngleSamples& to);
 
     EqualAngleKernel kernel_;
     double rateHz_;
     double startSeconds_;
-    std::vector<std::vector<double>> channels_; ///< the first sample is number first_
-    long long first_ = 0;
+    std::vector<Level> levels_;
     std::deque<EqualAngleStep> waiting_;
+    double lastSpeedRpm_ = 0.0; ///< of the steps requested
     bool finished_ = false;
     bool interrupted_ = false; ///< the next step that comes out begins a segment
 };

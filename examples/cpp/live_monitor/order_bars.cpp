@@ -53,9 +53,9 @@ std::string orderBars(std::span<const float> spectrum,
     }
     std::string axis(columns + 7, ' ');
     const double orders = resolution * static_cast<double>(spectrum.size());
-    for (double order = 0.0; order < orders; ++order) {
+    for (int order = 0; order < orders; ++order) {
         const auto at = 7 + static_cast<std::size_t>(order / orders * static_cast<double>(columns));
-        const std::string label = number(order, "%g");
+        const std::string label = std::to_string(order);
         if (at + label.size() <= axis.size()) axis.replace(at, label.size(), label);
     }
     return text + axis + '\n';
