@@ -76,7 +76,7 @@ def rules():
     """All that decides what is a finding, besides the sources."""
     version = subprocess.run([TIDY, "--version"], check=True, capture_output=True,
                              encoding="utf-8").stdout
-    files = [ROOT / ".clang-tidy", ROOT / "tests" / ".clang-tidy"]
+    files = [ROOT / folder / ".clang-tidy" for folder in (".", "src/autotracker", "tests")]
     return version + "".join(file.read_text(encoding="utf-8") for file in files)
 
 

@@ -10,11 +10,11 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-enum { RATE = 4096, SECONDS = 20, MAX_ORDER = 16, PER_TURN = 2 * MAX_ORDER, ORDERS = 2 };
+enum { Rate = 4096, Seconds = 20, MaxOrder = 16, PerTurn = 2 * MaxOrder, OrderCount = 2 };
 
 static const double kPi = 3.14159265358979323846;
 static const double kStartHertz = 10.0, kHertzPerSecond = 2.0;
-static const float kOrders[ORDERS] = {1.0F, 3.0F};
+static const float kOrders[OrderCount] = {1.0F, 3.0F};
 
 /* ---- The machine: what a real host gets from its sensors, and from resampling by the tacho. ----
  */
@@ -39,8 +39,9 @@ static double vibrationAt(double turns)
 /* ---- The two rings, of which sample number k stands in slot k % size, and tables. ---- */
 
 static double *signalByAngle, *binSignal, *frequency, *angleDegrees, *timeStamp, *signalByTime;
-static float *spectra, *levels;
+static int angleSize, timeSize;
 static long long angleWritten, timeWritten;
+static float *spectra, *levels;
 
 static void* zeros(int count, size_t size)
 {
@@ -50,13 +51,13 @@ static void* zeros(int count, size_t size)
 }
 
 /* Writes what the machine does until a moment, and returns how many samples at equal angles. */
-static int writeAngleSamples(double untilSeconds, int size)
+static int writeAngleSamples(double untilSeconds)
 {
     const long long before = angleWritten;
     for (;; ++angleWritten) {
-        const double turns = (double)angleWritten / PER_TURN;
+        const double turns = (double)angleWritten / PerTurn;
         const double seconds = secondsAt(turns);
-        const size_t slot = (size_t)(angleWritten % size);
+        const size_t slot = (size_t)(angleWritten % angleSize);
         if (seconds >= untilSeconds) return (int)(angleWritten - before);
         signalByAngle[slot] = vibrationAt(turns);
         frequency[slot] = kStartHertz + kHertzPerSecond * seconds; /* Hz */
@@ -66,49 +67,52 @@ static int writeAngleSamples(double untilSeconds, int size)
     }
 }
 
-static int writeTimeSamples(double untilSeconds, int size)
+static int writeTimeSamples(double untilSeconds)
 {
     const long long before = timeWritten;
-    for (; (double)timeWritten / RATE < untilSeconds; ++timeWritten)
-        signalByTime[timeWritten % size] = vibrationAt(turnsAt((double)timeWritten / RATE));
+    for (; (double)timeWritten / Rate < untilSeconds; ++timeWritten)
+        signalByTime[timeWritten % timeSize] = vibrationAt(turnsAt((double)timeWritten / Rate));
     return (int)(timeWritten - before);
 }
 
-int main(void)
-{
-    /* 1. Say what is wanted. The analyzer keeps pointers to these four records and reads them at
-     *    every use: they live as long as it does, hence static. What is not named is 0. */
-    static BinningSetup binning = {
-        .minValue = 800.0F, .maxValue = 2800.0F, .step = 400.0F, .scale = 1.0};
-    static OrderSetup orders = {.orderResolution = 0.125F,
-                                .maxOrder = MAX_ORDER,
-                                .harmonicCount = ORDERS,
-                                .harmonicOrders = kOrders};
-    static AnalysisSetup analysis = {.windowType = HARMOTRACK_WINDOW_FLATTOP,
-                                     .amplitudeType = HARMOTRACK_AMPLITUDE_PEAK,
-                                     .blockMode = HARMOTRACK_BLOCK_AT_CROSSING,
-                                     .phaseReference = HARMOTRACK_PHASE_REFERENCE_COSINE,
-                                     .timeLines = 512,
-                                     .fixedTimeLines = 1};
-    static AnalyzerParameters parameters = {
-        .binHarmonics = 1, .binOrderSpectrum = 1, .binTimeSpectrum = 1, .overall = 1};
+/* ---- The analyzer. ---- */
 
-    /* 2. Make an analyzer, of one real signal, and let it derive all sizes. */
-    static AnalyzerHandle analyzer;
-    analyzer = create(HARMOTRACK_MODE_ONE_REAL);
+/* The analyzer keeps pointers to these four records and reads them at every use: they live as long
+ * as it does, hence static. What is not named is 0. */
+static BinningSetup binning = {
+    .minValue = 800.0F, .maxValue = 2800.0F, .step = 400.0F, .scale = 1.0};
+static OrderSetup orders = {.orderResolution = 0.125F,
+                            .maxOrder = MaxOrder,
+                            .harmonicCount = OrderCount,
+                            .harmonicOrders = kOrders};
+static AnalysisSetup analysis = {.windowType = HARMOTRACK_WINDOW_FLATTOP,
+                                 .amplitudeType = HARMOTRACK_AMPLITUDE_PEAK,
+                                 .blockMode = HARMOTRACK_BLOCK_AT_CROSSING,
+                                 .phaseReference = HARMOTRACK_PHASE_REFERENCE_COSINE,
+                                 .timeLines = 512,
+                                 .fixedTimeLines = 1};
+static AnalyzerParameters parameters = {
+    .binHarmonics = 1, .binOrderSpectrum = 1, .binTimeSpectrum = 1, .overall = 1};
+static AnalyzerHandle analyzer;
+
+/* 1. Say what is wanted, and let the analyzer derive all sizes. */
+static void prepare(void)
+{
     setBinningSetup(analyzer, &binning);
     setOrderSetup(analyzer, &orders);
     setAnalysisSetup(analyzer, &analysis);
     setParameters(analyzer, &parameters);
-    setSampleRate(analyzer, RATE, 1);
+    setSampleRate(analyzer, Rate, 1);
     setInputBufferLimit(analyzer, 1 << 20);
     preinitiate(analyzer);
+}
 
-    /* 3. Make the rings: at least two blocks each, and the largest delivery, here less than a
-     *    second's worth. What waits in one ring for the other fits into the second half. */
-    const int bins = getBinCount(analyzer), lines = getOrderFFTSize(analyzer) / 2;
-    const int angleSize = 4 * getOrderFFTSize(analyzer) + 60 * PER_TURN;
-    const int timeSize = 4 * getTimeFFTSize(analyzer) + 2 * RATE;
+/* 2. Make rings and tables. A ring takes at least two blocks, the largest delivery, here of half a
+ *    second, and what waits in it for the other ring. */
+static void handOver(void)
+{
+    angleSize = 4 * getOrderFFTSize(analyzer) + 60 * PerTurn;
+    timeSize = 4 * getTimeFFTSize(analyzer) + 2 * Rate;
     signalByAngle = zeros(angleSize, sizeof(double));
     binSignal = zeros(angleSize, sizeof(double));
     frequency = zeros(angleSize, sizeof(double));
@@ -125,36 +129,37 @@ int main(void)
     setResampledBuffers(analyzer, angleRing);
     setTimeBuffers(analyzer, timeRing);
 
-    /* 4. A table of ours is filled by the analyzer itself; those left null it keeps. */
-    spectra = zeros(bins * lines, sizeof(float));
-    levels = zeros(bins, sizeof(float));
+    /* A table of ours is filled by the analyzer itself; those left null it keeps. */
+    spectra = zeros(getBinCount(analyzer) * getOrderFFTSize(analyzer) / 2, sizeof(float));
+    levels = zeros(getBinCount(analyzer), sizeof(float));
     const ResultBuffers tables = {.binOrderA = spectra};
     setResultBuffers(analyzer, tables);
+}
 
-    /* 5. Allocate everything, and begin. */
-    int32_t error = 0;
-    initiate(analyzer, &error);
-    if (error != 0) return EXIT_FAILURE;
-    reset(analyzer);
-
-    /* 6. Deliver, half a second at a time: write into both rings, report, and call calculate until
-     *    it says that all is consumed. Called once, it would leave results for later, or for ever.
-     */
-    for (double until = 0.5; until <= SECONDS; until += 0.5) {
-        updateBuffers(
-            analyzer, writeAngleSamples(until, angleSize), writeTimeSamples(until, timeSize));
+/* 3. Deliver: write into both rings, report, and call calculate until it says that all is consumed.
+ *    Called once, it would leave results for later, or for ever. */
+static void run(void)
+{
+    for (int half = 1; half <= 2 * Seconds; ++half) {
+        const int angleSamples = writeAngleSamples(0.5 * half);
+        const int timeSamples = writeTimeSamples(0.5 * half);
+        updateBuffers(analyzer, angleSamples, timeSamples);
         CalculationResult result;
         do {
             result = calculate(analyzer);
             if (result.binOrderSpectrum) fprintf(stderr, "bin %d is filled\n", result.bin);
         } while (!result.consumed);
     }
+}
 
-    /* 7. Read the results of the bins: at any time, as often as wanted. */
+/* 4. Read the results of the bins: at any time, as often as wanted. */
+static void print(void)
+{
+    const int lines = getOrderFFTSize(analyzer) / 2;
     puts("   rpm   order 1  phase   order 3  phase   line 8   overall");
-    for (int bin = 0; bin < bins; ++bin) {
+    for (int bin = 0; bin < getBinCount(analyzer); ++bin) {
         printf("%6.0f", (double)(binning.minValue + (float)bin * binning.step));
-        for (int harmonic = 0; harmonic < ORDERS; ++harmonic) {
+        for (int harmonic = 0; harmonic < OrderCount; ++harmonic) {
             float value[2]; /* real and imaginary part */
             readOrderDomainHarmonicBin(analyzer, harmonic, bin, 0, value);
             printf("%10.3f%7.1f",
@@ -166,8 +171,20 @@ int main(void)
                (double)spectra[bin * lines + 8], /* order 8 * 0.125 = 1 */
                (double)levels[bin]);
     }
+}
 
-    /* 8. Another recording would start here, from step 1 on with the same handle: destroy() frees
-     *    less than an analyzer holds, so a host keeps those that it has, to the end. */
+int main(void)
+{
+    int32_t error = 0;
+    analyzer = create(HARMOTRACK_MODE_ONE_REAL);
+    prepare();
+    handOver();
+    initiate(analyzer, &error); /* allocates everything */
+    if (error != 0) return EXIT_FAILURE;
+    reset(analyzer);
+    run();
+    print();
+    /* Another recording would start here, from prepare() on with the same handle: destroy() frees
+     * less than an analyzer holds, so a host keeps those that it has, to the end. */
     return EXIT_SUCCESS;
 }

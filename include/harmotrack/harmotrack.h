@@ -1,4 +1,4 @@
-/**
+/** @file
  * Harmotrack: order analysis of rotating machinery. The whole boundary of the library harmotrack64.
  *
  * Order analysis looks at the vibration or sound of a machine against the rotation of its shaft: a
@@ -90,6 +90,7 @@
 #define HARMOTRACK_API __declspec(dllimport)
 #endif
 #else
+/** Marks what the library exports. */
 #define HARMOTRACK_API __attribute__((visibility("default")))
 #endif
 
@@ -402,17 +403,17 @@ typedef struct ResultBuffers {
 typedef struct CalculationResult {
     /** flags 0 to 9, as in AnalyzerParameters: this call produced that result */
     uint8_t binHarmonics;
-    uint8_t binOrderSpectrum;
+    uint8_t binOrderSpectrum; /**< likewise */
     /** set as asked for in modes 0 and 2 too, where no such row exists */
     uint8_t binOrderTwoSided;
-    uint8_t timeOrderSpectrum;
-    uint8_t timeOrderTwoSided; /**< as binOrderTwoSided */
-    uint8_t binTimeSpectrum;
-    uint8_t binTimeTwoSided; /**< as binOrderTwoSided */
-    uint8_t deltaHarmonics;
-    uint8_t deltaOrderSpectrum;
-    uint8_t overall;
-    uint8_t turnsUpdated; /**< flag: the turn counter moved; readTurns() has news */
+    uint8_t timeOrderSpectrum;  /**< likewise */
+    uint8_t timeOrderTwoSided;  /**< as binOrderTwoSided */
+    uint8_t binTimeSpectrum;    /**< likewise */
+    uint8_t binTimeTwoSided;    /**< as binOrderTwoSided */
+    uint8_t deltaHarmonics;     /**< likewise */
+    uint8_t deltaOrderSpectrum; /**< likewise */
+    uint8_t overall;            /**< likewise */
+    uint8_t turnsUpdated;       /**< flag: the turn counter moved; readTurns() has news */
     /** flag: readRPM() has a value to be taken: that of the sample of a bin's or a delta harmonic's
      *  result, or 0 for a stop */
     uint8_t rpmUpdated;

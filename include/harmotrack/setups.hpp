@@ -4,6 +4,10 @@
 #ifndef HARMOTRACK_SETUPS_HPP
 #define HARMOTRACK_SETUPS_HPP
 
+#if __cplusplus < 202002L && (!defined(_MSVC_LANG) || _MSVC_LANG < 202002L)
+#error "harmotrack.hpp needs C++20, as by -std=c++20."
+#endif
+
 #include <harmotrack/harmotrack.h>
 
 #include <complex>
@@ -187,7 +191,8 @@ struct AnalyzerSetup {
     /// half a time block at maxRpm.
     int angleRing = 0;
     /// Slots of the equal-time ring; 0 takes 2 blocks, the largest delivery, and what passes during
-    /// an order block at minRpm.
+    /// an order block at minRpm. A time block whose beginning the ring has lost, since the speed is
+    /// lower, is not taken.
     int timeRing = 0;
 
     /// Whether one of the results comes from the equal-time samples.

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <limits>
+#include <optional>
 
 namespace Face {
 namespace {
@@ -292,8 +293,7 @@ TEST(Misuse, OfContiguousBlocksOffTheAxisHasASentence)
             recording.binSignal[k] =
                 k >= 1000 && k < 1000 + static_cast<std::size_t>(length) ? 3000.0 : 1200.0;
         Analyzer<Mode::OneReal> analyzer(setup);
-        const std::string sentence =
-            sentenceOf([&] { runThrough(analyzer, recording, 5888, 256); });
+        std::string sentence = sentenceOf([&] { runThrough(analyzer, recording, 5888, 256); });
         if (!sentence.empty()) {
             EXPECT_EQ(sentenceOf([&] { analyzer.next(); }),
                       "The run ended with an error: call restart() or reset().");
@@ -458,6 +458,19 @@ TEST(Pool, NeverTakesBackAHandleWhoseInitiateFailed)
         EXPECT_EQ(after.abandoned, before.abandoned + 2);
         EXPECT_EQ(after.made + before.idle, before.made + after.idle + 2);
     }
+}
+
+// A handle that can not be detached would go on pointing to memory that is gone.
+TEST(Pool, NeverTakesBackAHandleThatCanNotBeDetached)
+{
+    const PoolCounts before = analyzerPool(Mode::OneReal);
+    {
+        auto analyzer = std::make_optional<Analyzer<Mode::OneReal>>(goodSetup());
+        const Replaced replaced(
+            &Detail::Functions::initiate, +[](AnalyzerHandle, std::int32_t* error) { *error = 1; });
+        analyzer.reset();
+    }
+    EXPECT_EQ(analyzerPool(Mode::OneReal).abandoned, before.abandoned + 1);
 }
 
 TEST(Pool, NeverTakesBackATrackerWhoseInitiateFailed)
