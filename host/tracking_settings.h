@@ -16,9 +16,9 @@ struct TrackingSettings {
     /// twice the speed.
     std::vector<float> orders;
 
-    /// Length of the blocks; 0 chooses it: two turns at minRpm, or what 125 to 256 samples of a rate
-    /// that suits the orders allow. Shorter blocks follow faster changes, longer ones stand more
-    /// noise.
+    /// Length of the blocks; 0 chooses it: two turns at minRpm, or what 125 to 256 samples of a
+    /// rate that suits the orders allow. Shorter blocks follow faster changes, longer ones stand
+    /// more noise.
     double blockSeconds = 0.0;
 
     /// The share of a block's energy that the orders must explain at least for an estimate to be
@@ -33,8 +33,9 @@ struct TrackingSettings {
 /// How a signal is cut into blocks for the tracker.
 ///
 /// The host low-passes and decimates by itself, to a rate of 3 to 8 times the highest tracked
-/// frequency, so that a block has about 125 samples or more, and that the tracker's own decimator, whose filter is short, never runs: stamps are
-/// then exact, and every block can have a gain of its own.
+/// frequency, so that a block has about 125 samples or more, and that the tracker's own decimator,
+/// whose filter is short, never runs: stamps are then exact, and every block can have a gain of its
+/// own.
 struct TrackingPlan {
     std::int32_t decimation = 1;
     double rateHz = 0.0; ///< after decimation

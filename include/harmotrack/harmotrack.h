@@ -947,6 +947,10 @@ HARMOTRACK_API void autotrackerPreinitiate(TrackerHandle tracker);
  * floats, 32-byte aligned) allocated until the process ends.
  *
  * May leave as an exception: std::bad_alloc.
+ * Threads: as every call of a handle; besides, the window of the filter is made with lgamma(),
+ * which writes the C library's `signgam`. Nothing here reads it, but a race detector reports
+ * trackers that decimate and are initiated at once, and a program that reads it initiates them one
+ * at a time.
  */
 HARMOTRACK_API void autotrackerInitiate(TrackerHandle tracker);
 

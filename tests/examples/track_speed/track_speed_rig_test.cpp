@@ -11,9 +11,9 @@
 namespace Harmotrack::Tests {
 namespace {
 
-// The one recording at a steady speed. Sensor and encoder differ by 1.8 % throughout, which no
-// tracking can mend; the encoder's readings scatter by several per cent besides, which the mean
-// over a block of nearly 2 s evens out.
+// The one recording at a nearly steady speed. Sensor and encoder differ by nearly 2 % throughout,
+// which no tracking can mend; the encoder's readings scatter by several per cent besides, which the
+// mean over a block of nearly 2 s evens out.
 TEST(RotorRig, SteadySpeedIsTrackedWithinThreePerCentOfTheEncoder)
 {
     const char* recordings = std::getenv("HARMOTRACK_RECORDINGS");
