@@ -19,6 +19,8 @@ if TYPE_CHECKING:
     from harmotrack.analysis import analyze as analyze
     from harmotrack.errors import HarmotrackError as HarmotrackError
     from harmotrack.errors import MissingPackageError as MissingPackageError
+    from harmotrack.monitor import Monitor as Monitor
+    from harmotrack.monitor import MonitorResult as MonitorResult
     from harmotrack.order_analysis import OrderAnalysis as OrderAnalysis
     from harmotrack.readers import read as read
     from harmotrack.recording import Channel as Channel
@@ -37,6 +39,8 @@ _HOMES = {
     "Channel": "recording",
     "HarmotrackError": "errors",
     "MissingPackageError": "errors",
+    "Monitor": "monitor",
+    "MonitorResult": "monitor",
     "OrderAnalysis": "order_analysis",
     "Recording": "recording",
     "RunUp": "simulation",

@@ -24,8 +24,6 @@ from harmotrack.speed import Speed
 from harmotrack.speed_finder import find_speed, likely_speed_channels, likely_tachos
 
 if TYPE_CHECKING:
-    from numpy.typing import NDArray
-
     Progress = Callable[[float], object]
 
 _WINDOW_NUMBERS = {**{name: k for k, name in enumerate(choices.WINDOWS)}, "blackman-harris": 8}
@@ -80,7 +78,7 @@ def analyze(
     signals = _signals(recording, speed, channels, directional)
     pair = _pair(recording, directional)
     settings = resolved(settings, signals[0], speed)
-    runs = _plan(signals, pair, settings)
+    runs = _plan(signals, pair, settings, angle_signal)
     results = _run_all(runs, speed, progress)
     return _collected(recording.name, signals, speed, settings, runs, results, pair, angle_signal)
 
@@ -168,7 +166,9 @@ class _Run:
     settings: _native.Settings
 
 
-def native_settings(settings: AnalysisSettings, two_sided: bool = False) -> _native.Settings:
+def native_settings(
+    settings: AnalysisSettings, angle_signal: bool = False, two_sided: bool = False
+) -> _native.Settings:
     """Of settings in which nothing is left to be chosen."""
     native = _native.Settings()
     for name in (
@@ -191,21 +191,29 @@ def native_settings(settings: AnalysisSettings, two_sided: bool = False) -> _nat
     native.weighting = choices.WEIGHTINGS.index(settings.weighting)
     native.block_mode = choices.BLOCK_MODES.index(settings.block_mode or "at-crossing")
     native.phase_mode = choices.PHASE_MODES.index(settings.phase_mode or "shaft")
+    native.keep_angle_signal = angle_signal
     native.two_sided = two_sided
     native.validate()
     return native
 
 
 def _plan(
-    signals: list[Channel], pair: tuple[str, str] | None, settings: AnalysisSettings
+    signals: list[Channel],
+    pair: tuple[str, str] | None,
+    settings: AnalysisSettings,
+    angle_signal: bool,
 ) -> list[_Run]:
     """The directional pair together, and the others two by two: that costs little more than one."""
     runs = []
     by_name = {channel.name: channel for channel in signals}
     if pair is not None:
-        runs.append(_Run([by_name.pop(name) for name in pair], native_settings(settings, True)))
+        runs.append(
+            _Run(
+                [by_name.pop(name) for name in pair], native_settings(settings, angle_signal, True)
+            )
+        )
     rest = list(by_name.values())
-    native = native_settings(settings)
+    native = native_settings(settings, angle_signal)
     runs += [_Run(rest[k : k + 2], native) for k in range(0, len(rest), 2)]
     return runs
 
@@ -265,71 +273,80 @@ def _collected(
     pair: tuple[str, str] | None,
     angle_signal: bool,
 ) -> OrderAnalysis:
+    names = [channel.name for channel in signals]
+    groups = [[names.index(channel.name) for channel in run.signals] for run in runs]
+    return labelled(
+        results,
+        groups,
+        channels=names,
+        units=[channel.unit for channel in signals],
+        settings=settings,
+        samples_per_revolution=2 * runs[0].settings.max_order if angle_signal else None,
+        directional_pair=pair,
+        title=title,
+        speed_source=speed.source,
+        has_mark=speed.has_mark,
+    )
+
+
+def labelled(
+    results: list[_native.Results],
+    groups: Sequence[Sequence[int]],
+    *,
+    channels: Sequence[str],
+    settings: AnalysisSettings,
+    samples_per_revolution: int | None = None,
+    directional_pair: tuple[str, str] | None = None,
+    **about: Any,
+) -> OrderAnalysis:
+    """Of runs of one or two channels each; a group names the channels of its run by number. The
+    directional spectrum is that of the first run."""
     where = {
-        channel.name: (result, which)
-        for run, result in zip(runs, results, strict=True)
-        for which, channel in enumerate(run.signals)
+        number: (result, which)
+        for result, group in zip(results, groups, strict=True)
+        for which, number in enumerate(group)
     }
 
     def of_all(member: str) -> list[Any]:
         return [
             getattr(result, member)(which)
-            for result, which in (where[channel.name] for channel in signals)
+            for result, which in (where[number] for number in range(len(channels)))
         ]
 
     first = results[0]
-    arrays: dict[str, Any] = {}
-    if pair is not None:
-        arrays.update(
+    if directional_pair is not None:
+        about.update(
             directional_orders=first.directional_orders,
             directional=first.directional,
-            directional_pair=pair,
+            directional_pair=directional_pair,
         )
-    if angle_signal:
-        arrays.update(_angle_arrays(signals, speed, runs[0].settings))
-    harmonics = np.array(of_all("harmonics"), dtype=np.complex64).reshape(
-        len(signals), len(settings.harmonics or ()), first.speed.size
-    )
+    if samples_per_revolution is not None:
+        about.update(
+            angle=first.angle(samples_per_revolution),
+            angle_time=first.angle_seconds,
+            angle_signal=np.array(of_all("angle_signal"), dtype=np.float32),
+        )
+    orders = settings.harmonics or ()
+    harmonics = np.array(of_all("harmonics"), dtype=np.complex64)
     return OrderAnalysis.from_arrays(
-        channels=[channel.name for channel in signals],
-        units=[channel.unit for channel in signals],
+        channels=channels,
         speed=first.speed,
         orders=first.orders,
         order_map=of_all("order_map"),
         frequencies=first.frequencies,
         frequency_map=of_all("frequency_map"),
-        harmonic_orders=settings.harmonics or (),
-        harmonics=harmonics,
+        harmonic_orders=orders,
+        harmonics=harmonics.reshape(len(channels), len(orders), first.speed.size),
         overall=of_all("overall"),
         order_blocks=first.order_blocks,
         frequency_blocks=first.time_blocks,
         speed_times=first.seconds,
         speed_values=first.speed_rpm,
         settings=settings,
-        title=title,
-        speed_source=speed.source,
-        has_mark=speed.has_mark,
         attributes={
             "lowest_rpm": first.lowest_rpm,
             "highest_rpm": first.highest_rpm,
             "harmotrack": harmotrack.__version__,
         },
-        **arrays,
+        **about,
     )
-
-
-def _angle_arrays(
-    signals: list[Channel], speed: Speed, settings: _native.Settings
-) -> dict[str, NDArray[np.float64] | NDArray[np.float32]]:
-    turns, seconds, _, values = _native.equal_angle(
-        speed.angle,
-        signals[0].start,
-        signals[0].rate,
-        [channel.samples for channel in signals],
-        2 * settings.max_order,
-    )
-    return {
-        "angle": turns,
-        "angle_time": seconds,
-        "angle_signal": np.array(values, dtype=np.float32),
-    }

@@ -18,7 +18,10 @@ if TYPE_CHECKING:
 
     from harmotrack.tracking import Track
 
-EDGES = ("rising", "falling")
+EDGES = ("rising", "falling", "both")
+
+#: Events of a tacho that are told one by one.
+_MOST_NOTES = 10
 
 #: Revolutions a minute of one unit of a speed channel.
 _RPM = {
@@ -57,12 +60,15 @@ class Speed:
         of another run.
     channel
         Name of the channel of the recording that it was read from, if it was.
+    notes
+        Sentences about what was mended or dropped.
     """
 
     angle: _native.ShaftAngle = field(repr=False)
     source: str
     has_mark: bool
     channel: str | None = None
+    notes: tuple[str, ...] = ()
 
     @classmethod
     def from_tacho(
@@ -73,6 +79,9 @@ class Speed:
         level: float | None = None,
         hysteresis_percent: float = 15.0,
         edge: str = "rising",
+        missing_teeth: int = 0,
+        gear_ratio: float = 1.0,
+        max_rpm: float | None = None,
     ) -> Speed:
         """From the pulses of an analogue tacho channel.
 
@@ -84,18 +93,40 @@ class Speed:
             Of the pulses' height, 0 to 45: how far the signal must go beyond the level on either
             side for a crossing to count.
         edge
-            "rising" or "falling".
+            "rising", "falling" or "both".
+        missing_teeth
+            Of a wheel that marks a turn by a gap: 2 for 60-2, whose pulses_per_revolution is 60.
+        gear_ratio
+            Revolutions of the shaft in one of the wheel; there is no mark unless it is 1.
+        max_rpm
+            What the machine can't exceed: pulses that say more are dropped.
+
+        Missing and extra pulses are mended, which ``notes`` tells.
         """
-        seconds = pulse_times(
-            channel, level=level, hysteresis_percent=hysteresis_percent, edge=edge
+        settings = tachometer(
+            f"The tacho channel {channel.name!r}",
+            pulses_per_revolution,
+            level,
+            hysteresis_percent,
+            edge,
+            missing_teeth,
+            gear_ratio,
+            max_rpm,
         )
-        speed = cls.from_pulses(seconds, pulses_per_revolution)
+        segments, pulses, events = _native.read_tacho(
+            channel.samples, channel.rate, channel.start, settings
+        )
+        notes = list(events[:_MOST_NOTES])
+        if len(events) > _MOST_NOTES:
+            notes.append(f"And {len(events) - _MOST_NOTES} more such pulses.")
+        angle = _longest(segments, channel, notes)
         per_turn = "a pulse" if pulses_per_revolution == 1 else f"{pulses_per_revolution:g} pulses"
         return cls(
-            speed.angle,
-            f"tacho {channel.name!r}, {seconds.size} pulses, {per_turn} a revolution",
-            True,
+            angle,
+            f"tacho {channel.name!r}, {pulses} pulses, {per_turn} a revolution",
+            gear_ratio == 1.0,
             channel.name,
+            tuple(notes),
         )
 
     @classmethod
@@ -186,17 +217,52 @@ def pulse_times(
     hysteresis_percent: float = 15.0,
     edge: str = "rising",
 ) -> NDArray[np.float64]:
-    """Times of the pulses of an analogue tacho channel, seconds."""
-    check_choice("edge", edge, EDGES)
-    return _native.pulse_times(
-        channel.samples,
-        channel.rate,
-        channel.start,
-        level,
-        float(hysteresis_percent),
-        edge == "rising",
-        f"The tacho channel {channel.name!r}",
+    """Times of the pulses of an analogue tacho channel as they stand there, seconds."""
+    settings = tachometer(
+        f"The tacho channel {channel.name!r}", 1.0, level, hysteresis_percent, edge
     )
+    return _native.pulse_times(channel.samples, channel.rate, channel.start, settings)
+
+
+def tachometer(
+    name: str,
+    pulses_per_revolution: float,
+    level: float | None,
+    hysteresis_percent: float,
+    edge: str,
+    missing_teeth: int = 0,
+    gear_ratio: float = 1.0,
+    max_rpm: float | None = None,
+) -> _native.TachometerSettings:
+    """How a tacho's pulses are read; checked."""
+    check_choice("edge", edge, EDGES)
+    check_number("number of pulses a revolution", pulses_per_revolution, 1e-6, 1e6)
+    settings = _native.TachometerSettings()
+    settings.name = name
+    settings.pulses_per_revolution = float(pulses_per_revolution)
+    settings.level = level
+    settings.hysteresis_percent = float(hysteresis_percent)
+    settings.edge = EDGES.index(edge)
+    settings.missing_teeth = missing_teeth
+    settings.gear_ratio = float(gear_ratio)
+    settings.max_rpm = max_rpm
+    settings.validate()
+    return settings
+
+
+def _longest(
+    segments: list[_native.ShaftAngle], channel: Channel, notes: list[str]
+) -> _native.ShaftAngle:
+    """The segment of the most turns: where pulses are missing for long, the angle begins anew."""
+    if not segments:
+        raise HarmotrackError(f"The tacho channel {channel.name!r} gives too few pulses.")
+    longest = max(segments, key=lambda segment: segment.turns)
+    if len(segments) > 1:
+        notes.append(
+            f"The tacho stops {len(segments) - 1} times; what is between {longest.start:.4g} s and "
+            f"{longest.end:.4g} s counts."
+        )
+    return longest
 
 
 def _row(what: str, values: ArrayLike) -> NDArray[np.float64]:

@@ -7,10 +7,10 @@
 #include "host/analysis_run.h"
 #include "host/analysis_settings.h"
 #include "host/equal_angle_axis.h"
-#include "host/equal_angle_resampler.h"
 #include "host/shaft_angle.h"
 #include "host/uniform_signal.h"
 
+#include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
 
 #include <complex>
@@ -51,61 +51,6 @@ AnalysisResults analyze(const AnalysisSettings& settings,
     const auto report = progressOf(std::move(progress));
     const nb::gil_scoped_release unlocked;
     return Host::AnalysisRun(settings).run(signalsOf(signals, startSeconds, rateHz), angle, report);
-}
-
-// Moments whose kernel would reach beyond the recording are left out.
-void cutToWholeKernels(Host::EqualAngleAxis& axis,
-                       const Host::EqualAngleResampler& resampler,
-                       double first,
-                       double last)
-{
-    const auto reach = [&](std::size_t k) { return resampler.halfWidthSeconds(axis.speedRpm[k]); };
-    std::size_t begin = 0;
-    std::size_t end = axis.size();
-    while (begin < end && axis.seconds[begin] - reach(begin) < first) ++begin;
-    while (end > begin && axis.seconds[end - 1] + reach(end - 1) > last) --end;
-    for (std::vector<double>* values : {&axis.seconds, &axis.speedRpm})
-        *values = std::vector<double>(values->begin() + static_cast<std::ptrdiff_t>(begin),
-                                      values->begin() + static_cast<std::ptrdiff_t>(end));
-    axis.firstStep += static_cast<long long>(begin);
-}
-
-/// Angles in turns, their moments in seconds, the speeds there in rpm, and the signals.
-nb::tuple equalAngle(const Host::ShaftAngle& angle,
-                     double startSeconds,
-                     double rateHz,
-                     const std::vector<Samples>& signals,
-                     int samplesPerRevolution)
-{
-    Host::EqualAngleAxis axis;
-    std::vector<double> turns;
-    std::vector<std::vector<double>> results(signals.size());
-    {
-        const nb::gil_scoped_release unlocked;
-        const double last =
-            startSeconds + static_cast<double>(signals.front().shape(0) - 1) / rateHz;
-        axis = Host::equalAngleAxis(angle, samplesPerRevolution, startSeconds, last);
-        cutToWholeKernels(
-            axis, Host::EqualAngleResampler(rateHz, samplesPerRevolution), startSeconds, last);
-        for (std::size_t k = 0; k < axis.size(); ++k)
-            turns.push_back(static_cast<double>(axis.firstStep + static_cast<long long>(k)) /
-                            samplesPerRevolution);
-        std::vector<std::span<const double>> sources;
-        std::vector<std::span<double>> targets;
-        for (std::size_t s = 0; s < signals.size(); ++s) {
-            results[s].resize(axis.size());
-            sources.push_back(spanOf(signals[s]));
-            targets.emplace_back(results[s]);
-        }
-        Host::EqualAngleResampler(rateHz, samplesPerRevolution)
-            .resample(sources, startSeconds, axis.seconds, axis.speedRpm, targets);
-    }
-    nb::list arrays;
-    for (auto& result : results) arrays.append(arrayOf(std::move(result)));
-    return nb::make_tuple(arrayOf(std::move(turns)),
-                          arrayOf(std::move(axis.seconds)),
-                          arrayOf(std::move(axis.speedRpm)),
-                          arrays);
 }
 
 Array<const float> tableView(const Table& table, nb::handle owner)
@@ -164,6 +109,7 @@ void bindSettings(nb::module_& module)
         .def_rw("remove_mean", &AnalysisSettings::removeMean)
         .def_rw("time_lines", &AnalysisSettings::timeLines)
         .def_rw("two_sided", &AnalysisSettings::twoSided)
+        .def_rw("keep_angle_signal", &AnalysisSettings::keepAngleSignal)
         .def_prop_ro("max_order", &AnalysisSettings::maxOrder, "Half the samples of a revolution.")
         .def("validate", &AnalysisSettings::validate);
     const auto choice = [&](const char* name, auto field) {
@@ -177,6 +123,23 @@ void bindSettings(nb::module_& module)
     choice("phase_reference", &AnalysisSettings::phaseReference);
     choice("phase_mode", &AnalysisSettings::phaseMode);
     choice("weighting", &AnalysisSettings::weighting);
+}
+
+/// Of the signals at equal angles: turns of the shaft, or seconds, of each step.
+Array<double> anglesOf(const AnalysisResults& results, int samplesPerRevolution)
+{
+    std::vector<double> turns;
+    for (const Host::EqualAngleStep& step : results.angleSignal.steps)
+        turns.push_back(static_cast<double>(step.number) / samplesPerRevolution);
+    return arrayOf(std::move(turns));
+}
+
+Array<double> angleSecondsOf(const AnalysisResults& results)
+{
+    std::vector<double> seconds;
+    for (const Host::EqualAngleStep& step : results.angleSignal.steps)
+        seconds.push_back(step.seconds);
+    return arrayOf(std::move(seconds));
 }
 
 /// Arrays of the results are views: they keep the results alive and copy nothing.
@@ -199,6 +162,16 @@ void bindResults(nb::module_& module)
                      })
         .def_prop_ro("seconds", viewOfField(&AnalysisResults::seconds))
         .def_prop_ro("speed_rpm", viewOfField(&AnalysisResults::speedRpm))
+        .def("angle", &anglesOf, "samples_per_revolution"_a)
+        .def_prop_ro("angle_seconds", &angleSecondsOf, nb::rv_policy::move)
+        .def(
+            "angle_signal",
+            [](Self self, std::size_t which) {
+                const auto& results = nb::cast<const AnalysisResults&>(self);
+                return vectorView(results.angleSignal.values.at(which), self);
+            },
+            "signal"_a)
+        .def_ro("remarks", &AnalysisResults::remarks)
         .def_ro("lowest_rpm", &AnalysisResults::lowestRpm)
         .def_ro("highest_rpm", &AnalysisResults::highestRpm)
         .def(
@@ -242,14 +215,6 @@ void bindAnalysis(nb::module_& module)
                "signals"_a,
                "progress"_a.none(),
                "Analyses one or two signals, sampled together, against the rotation of a shaft.");
-    module.def("equal_angle",
-               &equalAngle,
-               "angle"_a,
-               "start"_a,
-               "rate"_a,
-               "signals"_a,
-               "samples_per_revolution"_a,
-               "Signals at equal angles: turns, seconds, rpm and values.");
 }
 
 } // namespace Harmotrack::Python

@@ -2,6 +2,7 @@
 // meet, and checks nothing that the host layer checks itself. The interpreter's lock is open while
 // the host layer works.
 #include "analysis.h"
+#include "monitor.h"
 #include "speed.h"
 
 #include "host/host_error.h"
@@ -33,4 +34,5 @@ NB_MODULE(_native, module)
     nb::register_exception_translator(&raiseHostError);
     Harmotrack::Python::bindSpeed(module);
     Harmotrack::Python::bindAnalysis(module);
+    Harmotrack::Python::bindMonitor(module);
 }

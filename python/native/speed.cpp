@@ -4,6 +4,7 @@
 #include "progress.h"
 
 #include "host/shaft_angle.h"
+#include "host/tacho_settings.h"
 #include "host/tachometer.h"
 #include "host/tracking_run.h"
 #include "host/tracking_settings.h"
@@ -12,13 +13,14 @@
 #include <nanobind/stl/optional.h>
 #include <nanobind/stl/pair.h>
 #include <nanobind/stl/string.h>
+#include <nanobind/stl/tuple.h>
 #include <nanobind/stl/vector.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -30,27 +32,77 @@ namespace {
 
 using Host::ShaftAngle;
 
+Host::UniformSignal copyOf(const Samples& samples, double rateHz, double startSeconds)
+{
+    const auto span = spanOf(samples);
+    return {startSeconds, rateHz, std::vector<double>(span.begin(), span.end())};
+}
+
 Array<double> pulseTimes(const Samples& samples,
                          double rateHz,
                          double startSeconds,
-                         std::optional<double> level,
-                         double hysteresisPercent,
-                         bool rising,
-                         const std::string& name)
+                         const Host::TachometerSettings& settings)
 {
     std::vector<double> seconds;
     {
         const nb::gil_scoped_release unlocked;
-        Host::TachometerSettings settings;
-        settings.level = level;
-        settings.hysteresisPercent = hysteresisPercent;
-        settings.edge = rising ? Host::Edge::Rising : Host::Edge::Falling;
-        settings.name = name;
-        const auto span = spanOf(samples);
-        seconds = Host::Tachometer(settings).pulseTimes(
-            {startSeconds, rateHz, std::vector<double>(span.begin(), span.end())});
+        seconds = Host::Tachometer(settings).pulseTimes(copyOf(samples, rateHz, startSeconds));
     }
     return arrayOf(std::move(seconds));
+}
+
+/// The segments of known angle, the number of pulses, and what was mended or dropped, in words.
+using TachoReading = std::tuple<std::vector<ShaftAngle>, std::size_t, std::vector<std::string>>;
+
+TachoReading told(const Host::TachoReading& reading)
+{
+    std::vector<std::string> events;
+    for (const Host::TachoEvent& event : reading.events) events.push_back(event.text());
+    return {ShaftAngle::segmentsOf(reading.knots), reading.pulses, std::move(events)};
+}
+
+TachoReading readTacho(const Samples& samples,
+                       double rateHz,
+                       double startSeconds,
+                       const Host::TachometerSettings& settings)
+{
+    const nb::gil_scoped_release unlocked;
+    return told(Host::Tachometer(settings).read(copyOf(samples, rateHz, startSeconds)));
+}
+
+void bindTachometer(nb::module_& module)
+{
+    using Host::TachometerSettings;
+    nb::class_<TachometerSettings>(module, "TachometerSettings", "How a tacho's pulses are read.")
+        .def(nb::init<>())
+        .def_rw("level", &TachometerSettings::level, nb::arg().none())
+        .def_rw("hysteresis_percent", &TachometerSettings::hysteresisPercent)
+        .def_prop_rw(
+            "edge",
+            [](const TachometerSettings& settings) { return static_cast<int>(settings.edge); },
+            [](TachometerSettings& settings, int number) {
+                settings.edge = static_cast<Host::Edge>(number);
+            })
+        .def_rw("pulses_per_revolution", &TachometerSettings::pulsesPerRevolution)
+        .def_rw("missing_teeth", &TachometerSettings::missingTeeth)
+        .def_rw("gear_ratio", &TachometerSettings::gearRatio)
+        .def_rw("max_rpm", &TachometerSettings::maxRpm, nb::arg().none())
+        .def_rw("name", &TachometerSettings::name)
+        .def("validate", &TachometerSettings::validate);
+    module.def("pulse_times",
+               &pulseTimes,
+               "samples"_a,
+               "rate"_a,
+               "start"_a,
+               "settings"_a,
+               "Times of the pulses of an analogue tacho channel as they stand there, seconds.");
+    module.def("read_tacho",
+               &readTacho,
+               "samples"_a,
+               "rate"_a,
+               "start"_a,
+               "settings"_a,
+               "Segments of known angle, number of pulses, and what was mended or dropped.");
 }
 
 nb::tuple toUniform(const Samples& seconds, const Samples& values)
@@ -158,16 +210,6 @@ Array<double> each(const ShaftAngle& angle, const Samples& arguments)
 
 void bindSpeed(nb::module_& module)
 {
-    module.def("pulse_times",
-               &pulseTimes,
-               "samples"_a,
-               "rate"_a,
-               "start"_a,
-               "level"_a.none(),
-               "hysteresis_percent"_a,
-               "rising"_a,
-               "name"_a,
-               "Times of the pulses of an analogue tacho channel, seconds.");
     module.def("to_uniform",
                &toUniform,
                "seconds"_a,
@@ -191,6 +233,7 @@ void bindSpeed(nb::module_& module)
         .def("turns_at", &each<&ShaftAngle::turnsAt>, "seconds"_a)
         .def("rpm_at", &each<&ShaftAngle::speedRpmAt>, "seconds"_a)
         .def("seconds_at", &each<&ShaftAngle::secondsAt>, "turns"_a);
+    bindTachometer(module);
     bindTracking(module);
 }
 

@@ -51,8 +51,13 @@ _SPEED = [
     click.option("--pulses", type=float, default=1.0, show_default=True, help="A revolution."),
     click.option("--level", type=float, help="Of the tacho whose crossing is a pulse."),
     click.option(
-        "--edge", type=click.Choice(["rising", "falling"]), default="rising", show_default=True
+        "--edge",
+        type=click.Choice(["rising", "falling", "both"]),
+        default="rising",
+        show_default=True,
     ),
+    click.option("--missing-teeth", type=int, default=0, help="Of the tacho's wheel: 2 for 60-2."),
+    click.option("--gear-ratio", type=float, default=1.0, help="Shaft turns in one of the wheel."),
     click.option("--speed-channel", metavar="CHANNEL", help="A channel that holds the speed."),
     click.option("--speed-unit", help="Of the speed channel, as rpm (the default), Hz or rad/s."),
     click.option(
@@ -150,6 +155,8 @@ class Request:
                 pulses_per_revolution=self.options["pulses"],
                 level=self.options["level"],
                 edge=self.options["edge"],
+                missing_teeth=self.options["missing_teeth"],
+                gear_ratio=self.options["gear_ratio"],
             )
         if "speed_channel" in given:
             name = channel_name(recording, self.options["speed_channel"])
@@ -186,6 +193,8 @@ class Request:
 
         recording = self.read(file)
         speed = self.speed(recording)
+        for note in speed.notes:
+            words.note(note)
         changes = {
             name: self.options[name] for name in _SETTING_NAMES if self.options[name] is not None
         }
