@@ -75,6 +75,7 @@ public:
     void feed(const std::vector<Samples>& signals)
     {
         std::vector<std::span<const double>> spans;
+        spans.reserve(signals.size());
         for (const Samples& samples : signals) spans.push_back(spanOf(samples));
         const nb::gil_scoped_release unlocked;
         run_.feed(spans);
