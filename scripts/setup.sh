@@ -11,9 +11,12 @@ run_packages=(
     python3-dev python3-venv
 )
 
+# To draw a report as a reader sees it.
+browser_packages=(chromium fonts-dejavu-core)
+
 # To test and check them.
 check_packages=(
-    "${run_packages[@]}"
+    "${run_packages[@]}" "${browser_packages[@]}"
     ccache clang-format-14 clang-tidy-14 python3 binutils
     libgtest-dev libgmock-dev libbenchmark-dev doxygen
 )

@@ -73,6 +73,8 @@ class OrderAnalysis:
         speed_source       where the speed came from, in words
         has_mark           1 if phases stand against a mark on the shaft
         lowest_rpm, highest_rpm   extremes of the speed
+        speed_repairs      sentences on what was mended in the pulses of a tacho, one a line, empty
+                           if nothing was; missing if that is not known
         directional_x, directional_y   the channels of the directional spectrum, if there is one
         harmotrack         version that made it
 

@@ -74,6 +74,26 @@ def test_completion_for_bash_is_offered() -> None:
     assert "complete" in answer.stdout
 
 
+def test_a_report_is_made_of_a_recording_or_of_stored_results(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    assert call("analyze", recording, "-o", tmp_path, "--no-pictures", "--tables", "none") == 0
+    capsys.readouterr()
+
+    assert call("report", tmp_path / "results.nc", "-o", tmp_path / "stored.html") == 0
+    assert call("report", recording, "-o", tmp_path / "fresh.html") == 0
+
+    out = capsys.readouterr().out.splitlines()
+    assert out == [str(tmp_path / "stored.html"), str(tmp_path / "fresh.html")]
+    assert (tmp_path / "stored.html").read_text() == (tmp_path / "fresh.html").read_text()
+
+
+def test_a_report_is_named_html(recording: Path, capsys: pytest.CaptureFixture) -> None:
+    assert call("report", recording, "-o", recording.with_name("report.pdf")) == 2
+
+    assert "The name report.pdf must end in .html." in capsys.readouterr().err
+
+
 def test_info_names_the_likely_tacho(recording: Path, capsys: pytest.CaptureFixture) -> None:
     assert call("info", recording, "--json") == 0
 

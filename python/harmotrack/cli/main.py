@@ -16,6 +16,7 @@ from harmotrack.errors import HarmotrackError
 _COMMANDS = {
     "info": "Channels, rates, levels, and which channel is likely the tacho.",
     "analyze": "Pictures and tables of everything, into a folder.",
+    "report": "One HTML file that shows everything in any browser.",
     "map": "One picture: the order map.",
     "orders": "The amplitudes and phases of orders over the speed.",
     "track": "The speed of a machine from one of its signals, without a tacho.",

@@ -266,11 +266,12 @@ def _limits(analysis: OrderAnalysis, speed: SpeedQuality) -> tuple[str, ...]:
             _axis_limit(analysis),
             _separation_limit(analysis),
             _floor_limit(analysis),
+            _smear_limit(analysis),
             _phase_limit(analysis),
             _whirl_limit(analysis),
             _repeat_limit(analysis),
             _pass_limit(analysis, speed),
-            _repair_limit(speed),
+            _repair_limit(analysis, speed),
         )
         if sentence
     )
@@ -389,6 +390,21 @@ def _floor_limit(analysis: OrderAnalysis) -> str:
     return f"Orders below the noise between them are not seen: a line of {', '.join(parts)}."
 
 
+def _smear_limit(analysis: OrderAnalysis) -> str:
+    """How much the speed changes while the shaft makes the turns of a block: one value a turn."""
+    resolution = float(analysis.order_map.attrs["resolution"])
+    turns = round(1.0 / resolution) if resolution > 0 else 0
+    rpm = analysis.speed_profile.values
+    if turns == 0 or rpm.size <= turns:
+        return ""
+    change = 100.0 * np.abs(rpm[turns:] / np.maximum(rpm[:-turns], 1e-9) - 1.0)
+    return (
+        f"A block of {turns} revolutions spans a change of the speed of "
+        f"{number(float(np.median(change)), 2)} % typically and {number(float(change.max()), 2)} % "
+        "at most; what changes faster over the speed is blurred."
+    )
+
+
 def _phase_limit(analysis: OrderAnalysis) -> str:
     if analysis.attrs.get("phase_mode") == "first-order":
         return (
@@ -435,7 +451,7 @@ def _pass_limit(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
     )
 
 
-def _repair_limit(speed: SpeedQuality) -> str:
-    if speed.repairs is not None:
-        return ""
+def _repair_limit(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
+    if speed.repairs is not None or not analysis.attrs.get("has_mark", 1):
+        return ""  # only pulses mark the shaft
     return "Whether pulses of the speed signal were missing or mended was not recorded."

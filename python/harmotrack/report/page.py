@@ -109,7 +109,7 @@ def _description(
         "channels": [_channel(analysis, name) for name in analysis.channels],
         "convention": sections.CONVENTIONS[analysis.order_map.attrs["amplitude"]],
         "orderResolution": float(analysis.order_map.attrs["resolution"]),
-        "hasPhase": [bool(order > 0 and abs(order - round(order)) < 1e-6) for order in orders],
+        "hasPhase": [_shows_phase(analysis, float(order)) for order in orders],
         "shownCuts": _first_cuts(analysis),
         "start": _start(analysis, findings),
         "arrays": {name: encode_array(values) for name, values in arrays.items()},
@@ -118,6 +118,13 @@ def _description(
             for name, encoded in maps.items()
         },
     }
+
+
+def _shows_phase(analysis: OrderAnalysis, order: float) -> bool:
+    """Blocks begin anywhere in a turn, so only whole orders have phases that can be compared; and
+    against order 1 its own says nothing."""
+    least = 2 if analysis.attrs.get("phase_mode") == "first-order" else 1
+    return order > least - 0.5 and abs(order - round(order)) < 1e-6
 
 
 def _channel(analysis: OrderAnalysis, name: str) -> dict[str, Any]:

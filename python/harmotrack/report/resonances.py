@@ -27,8 +27,10 @@ if TYPE_CHECKING:
 LEAST_ABOVE_FLOOR_DB = 15.0
 #: ... no more than this below the channel's highest level ...
 MOST_BELOW_TOP_DB = 40.0
-#: ... and rises by this much, or more, above the valleys on both sides.
+#: ... and rises by this much, or more, above the valleys on both sides; where no phase can tell a
+#: resonance from scatter, by the second figure.
 LEAST_PROMINENCE_DB = 3.0
+LEAST_PROMINENCE_WITHOUT_PHASE_DB = 6.0
 #: Across a resonance the phase of a linear machine falls by 90 degrees between its half-power
 #: points. Half of that tells it from an excitation that is merely strongest at one speed.
 LEAST_TURN_DEG = 45.0
@@ -97,9 +99,9 @@ def find_resonances(analysis: OrderAnalysis) -> tuple[Resonance, ...]:
         for order, cut in zip(analysis.harmonics["harmonic"].values, cuts, strict=True):
             if not np.isfinite(cut).all():
                 continue
-            for peak in _peaks(np.abs(cut)):
-                if abs(cut[peak]) > least[peak] and 0 < peak < speed.size - 1:
-                    phase_counts = has_phase(analysis, float(order))
+            phase_counts = has_phase(analysis, float(order))
+            for peak in _peaks(np.abs(cut), phase_counts):
+                if abs(cut[peak]) > least[peak]:
                     of_channel.append(
                         _describe(channel, float(order), speed, cut, peak, phase_counts)
                     )
@@ -107,9 +109,10 @@ def find_resonances(analysis: OrderAnalysis) -> tuple[Resonance, ...]:
     return tuple(found)
 
 
-def _peaks(amplitude: Floats) -> list[int]:
-    """Indices of the maxima that rise enough above the valleys to either side."""
-    factor = 10 ** (LEAST_PROMINENCE_DB / 20)
+def _peaks(amplitude: Floats, phase_counts: bool) -> list[int]:
+    """Indices of the inner maxima that rise enough above the valleys to either side."""
+    least = LEAST_PROMINENCE_DB if phase_counts else LEAST_PROMINENCE_WITHOUT_PHASE_DB
+    factor = 10 ** (least / 20)
     peaks = []
     for index in range(1, amplitude.size - 1):
         value = amplitude[index]

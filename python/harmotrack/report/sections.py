@@ -30,18 +30,18 @@ def subtitle(analysis: OrderAnalysis, findings: Findings) -> str:
 def findings(analysis: OrderAnalysis, found: Findings) -> str:
     return "\n".join(
         [
-            _card("Which orders resonate, and where?", _resonances(analysis, found), is_wide=True),
+            _card("Which orders resonate, and where?", _resonances(analysis, found), "wide"),
+            _card("What can't these data tell?", _items(found.limits), "highest"),
             _card("Which order dominates?", _dominance(analysis, found.dominance)),
             _card("Forward or backward?", _whirl(analysis, found.whirl)),
             _card("How good is the speed?", _speed(analysis, found.speed)),
-            _card("What can't these data tell?", _items(found.limits)),
         ]
     )
 
 
-def _card(title: str, body: str, is_wide: bool = False) -> str:
-    kind = "card wide" if is_wide else "card"
-    return f'<article class="{kind}"><h3>{escape(title)}</h3>{body}</article>'
+def _card(title: str, body: str, shape: str = "") -> str:
+    """Half as wide as the page; or "wide", as the page; or beside two or three others."""
+    return f'<article class="card {shape}"><h3>{escape(title)}</h3>{body}</article>'
 
 
 def _paragraph(text: str) -> str:
@@ -177,7 +177,8 @@ def _dominance(analysis: OrderAnalysis, found: Sequence[Dominance]) -> str:
 def _whirl(analysis: OrderAnalysis, found: Sequence[Whirl]) -> str:
     if analysis.directional is None:
         return _paragraph(
-            "Not known: this takes two channels from directions a quarter turn apart."
+            "Not known: this takes two channels from directions a quarter turn apart, which are "
+            "named to the analysis (--directional)."
         )
     if not found:
         return _paragraph("No extracted order stands out of the noise.")
@@ -202,15 +203,13 @@ def _joined(parts: Sequence[str]) -> str:
 
 def _speed(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
     source = str(analysis.attrs.get("speed_source", "an unknown source"))
-    mark = (
-        "Phases stand against a mark on the shaft."
-        if analysis.attrs.get("has_mark", 1)
-        else "There is no mark on the shaft: phases count from the start of the recording."
-    )
     texts = [
-        f"Measured by {source}: {number(speed.turns)} values from "
+        f"Measured by: {source}.",
+        f"{speed.turns} values, one a revolution, from "
         f"{span(speed.lowest_rpm, speed.highest_rpm)}.",
-        mark,
+        "There is a mark on the shaft."
+        if analysis.attrs.get("has_mark", 1)
+        else "There is no mark on the shaft.",
     ]
     if speed.scatter_percent is not None:
         texts.append(
@@ -281,8 +280,8 @@ def settings(analysis: OrderAnalysis, found: Findings) -> str:
     return "\n".join(
         [
             _card("Resolution achieved", _pairs(_resolution(analysis))),
-            _card("Settings", _pairs(_settings(analysis))),
-            _card("Repairs of the speed signal", _repairs(found.speed), is_wide=True),
+            _card("Settings", _pairs(_settings(analysis)), "high"),
+            _card("Repairs of the tacho", _repairs(analysis, found.speed)),
         ]
     )
 
@@ -359,7 +358,9 @@ def _settings(analysis: OrderAnalysis) -> list[tuple[str, str]]:
     return [*pairs, ("Extracted orders", extracted or "none")]
 
 
-def _repairs(speed: SpeedQuality) -> str:
+def _repairs(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
+    if speed.repairs is None and not analysis.attrs.get("has_mark", 1):
+        return _paragraph("The speed did not come from pulses, so there was nothing to mend.")
     if speed.repairs is None:
         return _paragraph("Not recorded.")
     if not speed.repairs:

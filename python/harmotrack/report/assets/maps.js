@@ -46,12 +46,19 @@ export function makeMaps(context, pickOrder) {
       },
     );
   }
+  showWhatOrdersReach(views, results);
   listen(context, views);
   return views;
 }
 
 export function directionalLabel() {
   return "Order: backward below 0, forward above";
+}
+
+// Often the frequencies go far beyond those of the highest order: at first they wait outside.
+function showWhatOrdersReach({ frequency }, { orders, speed }) {
+  const reach = (1.05 * orders[orders.length - 1] * speed[speed.length - 1]) / 60;
+  frequency.view.x1 = Math.min(frequency.view.x1, reach);
 }
 
 function listen(context, views) {
