@@ -286,6 +286,7 @@ def _collected(
         title=title,
         speed_source=speed.source,
         has_mark=speed.has_mark,
+        repairs=speed.repairs,
     )
 
 
@@ -297,6 +298,7 @@ def labelled(
     settings: AnalysisSettings,
     samples_per_revolution: int | None = None,
     directional_pair: tuple[str, str] | None = None,
+    repairs: Sequence[str] | None = None,
     **about: Any,
 ) -> OrderAnalysis:
     """Of runs of one or two channels each; a group names the channels of its run by number. The
@@ -347,6 +349,7 @@ def labelled(
             "lowest_rpm": first.lowest_rpm,
             "highest_rpm": first.highest_rpm,
             "harmotrack": harmotrack.__version__,
+            **({} if repairs is None else {"speed_repairs": "\n".join(repairs)}),
         },
         **about,
     )

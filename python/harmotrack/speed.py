@@ -61,7 +61,9 @@ class Speed:
     channel
         Name of the channel of the recording that it was read from, if it was.
     notes
-        Sentences about what was mended or dropped.
+        Sentences about what was mended or dropped, the first few of many.
+    repairs
+        All of them; None where there are no pulses to mend.
     """
 
     angle: _native.ShaftAngle = field(repr=False)
@@ -69,6 +71,7 @@ class Speed:
     has_mark: bool
     channel: str | None = None
     notes: tuple[str, ...] = ()
+    repairs: tuple[str, ...] | None = None
 
     @classmethod
     def from_tacho(
@@ -119,14 +122,15 @@ class Speed:
         notes = list(events[:_MOST_NOTES])
         if len(events) > _MOST_NOTES:
             notes.append(f"And {len(events) - _MOST_NOTES} more such pulses.")
-        angle = _longest(segments, channel, notes)
+        angle, gaps = _longest(segments, channel)
         per_turn = "a pulse" if pulses_per_revolution == 1 else f"{pulses_per_revolution:g} pulses"
         return cls(
             angle,
             f"tacho {channel.name!r}, {pulses} pulses, {per_turn} a revolution",
             gear_ratio == 1.0,
             channel.name,
-            tuple(notes),
+            (*notes, *gaps),
+            (*events, *gaps),
         )
 
     @classmethod
@@ -251,18 +255,20 @@ def tachometer(
 
 
 def _longest(
-    segments: list[_native.ShaftAngle], channel: Channel, notes: list[str]
-) -> _native.ShaftAngle:
-    """The segment of the most turns: where pulses are missing for long, the angle begins anew."""
+    segments: list[_native.ShaftAngle], channel: Channel
+) -> tuple[_native.ShaftAngle, tuple[str, ...]]:
+    """The segment of the most turns, and a note if it is not the only one: where pulses are missing
+    for long, the angle begins anew."""
     if not segments:
         raise HarmotrackError(f"The tacho channel {channel.name!r} gives too few pulses.")
     longest = max(segments, key=lambda segment: segment.turns)
-    if len(segments) > 1:
-        notes.append(
-            f"The tacho stops {len(segments) - 1} times; what is between {longest.start:.4g} s and "
-            f"{longest.end:.4g} s counts."
-        )
-    return longest
+    if len(segments) == 1:
+        return longest, ()
+    stops = (
+        f"The tacho stops {len(segments) - 1} times; what is between {longest.start:.4g} s and "
+        f"{longest.end:.4g} s counts."
+    )
+    return longest, (stops,)
 
 
 def _row(what: str, values: ArrayLike) -> NDArray[np.float64]:

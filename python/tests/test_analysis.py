@@ -38,6 +38,21 @@ def in_the_middle(values: np.ndarray) -> np.ndarray:
     return measured[tenth:-tenth]
 
 
+def test_what_was_mended_in_the_tacho_stands_with_the_results() -> None:
+    recording = run_up().recording
+    tacho = recording["tacho"]
+    samples = np.array(tacho.samples)
+    rising = np.flatnonzero((samples[:-1] < 2.5) & (samples[1:] >= 2.5))
+    samples[(rising[39] + rising[40]) // 2 : (rising[40] + rising[41]) // 2] = 0.0
+    damaged = Speed.from_tacho(Channel("tacho", samples, tacho.rate))
+
+    mended = analyze(recording, damaged, channels=["x"]).attrs["speed_repairs"].splitlines()
+
+    assert len(mended) == 1
+    assert "1 pulse is missing: filled in." in mended[0]
+    assert analysis().attrs["speed_repairs"] == ""
+
+
 # Quasi-steady truth; a block of ten turns sees the resonance change by a few per cent.
 @pytest.mark.parametrize(
     ("component", "order", "tolerance"), [("misalignment", 2.0, 0.01), ("gear mesh", 24.0, 0.02)]
