@@ -14,6 +14,7 @@ from playwright.sync_api import Browser, Page, expect, sync_playwright
 import machine
 from harmotrack import OrderAnalysis
 from harmotrack.report import write_report
+from harmotrack.report.levels import encode_levels
 
 #: Of the maps, in pixels: where their plots begin and end (map_view.js).
 LEFT, RIGHT, TOP, BOTTOM = 58, 16, 8, 42
@@ -179,6 +180,23 @@ def test_levels_at_the_cursor_are_those_of_both_maps(
     level = _db(example.frequency_map.values[0, row, nearest])
     assert report.value("#at-frequency-level") == pytest.approx(level, abs=HUNDREDTH_DB)
     assert report.value("#at-overall") == example.overall.values[0, row]
+
+
+# Steps that grow from row to row, or from line to line, are kept as differences.
+@pytest.mark.parametrize(("axis", "predictor"), [(1, "above"), (2, "before")])
+def test_maps_that_were_kept_as_differences_are_whole_again(
+    opened: Open, axis: int, predictor: str
+) -> None:
+    steps = 0.02 * np.random.default_rng(5).integers(1, 5, (2, 109, 301))
+    analysis = machine.analysis(order_map=10.0 ** (steps.cumsum(axis=axis) / 20.0))
+    assert encode_levels(analysis.order_map.values[0])["predictor"] == predictor
+    report = opened(analysis)
+
+    report.move("order-map", 0.7, 0.8)
+
+    values = analysis.order_map.values[0, _row(analysis, report)]
+    levels = report.plot("order-spectrum")[1]
+    np.testing.assert_allclose(levels, 20.0 * np.log10(values), atol=HUNDREDTH_DB)
 
 
 def test_the_frequency_map_leads_to_the_order(opened: Open, example: OrderAnalysis) -> None:
