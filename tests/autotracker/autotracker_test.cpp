@@ -46,11 +46,11 @@ TEST(Autotracker, NewTrackerHasARateAndNoSizes)
 
 void expectEmpty(const SignalBuffer& ring)
 {
-    EXPECT_EQ(ring.samples, nullptr);
+    EXPECT_EQ(+ring.samples, nullptr);
     EXPECT_EQ(ring.capacity, 1);
     EXPECT_EQ(ring.readIndex, 0);
-    EXPECT_EQ(ring.writeCount, 0);
-    EXPECT_EQ(ring.readCount, 0);
+    EXPECT_EQ(+ring.writeCount, 0);
+    EXPECT_EQ(+ring.readCount, 0);
 }
 
 TEST(Autotracker, NewTrackerHasTwoEmptyRingsAndNoResult)
@@ -60,8 +60,8 @@ TEST(Autotracker, NewTrackerHasTwoEmptyRingsAndNoResult)
     expectEmpty(tracker.decimatedSignal());
     EXPECT_EQ(tracker.decimatedSignal().writeIndex, 0);
     EXPECT_TRUE(tracker.decimatedSignal().storage.empty());
-    EXPECT_EQ(tracker.result().frequency, 0.0);
-    EXPECT_EQ(tracker.result().time, 0.0);
+    EXPECT_EQ(+tracker.result().frequency, 0.0);
+    EXPECT_EQ(+tracker.result().time, 0.0);
     EXPECT_EQ(tracker.result().valid, 0);
     EXPECT_EQ(tracker.result().needsMoreSamples, 1);
 }
@@ -198,7 +198,7 @@ TEST(Autotracker, AutomaticBlockIsTheSameInBothUnits)
     test.setup.minFrequency = 300.0;
     test.setup.maxFrequency = 6000.0;
     test.prepare();
-    EXPECT_NEAR(test.setup.blockDuration, 0.2, 1e-15);
+    EXPECT_NEAR(+test.setup.blockDuration, 0.2, 1e-15);
 }
 
 TEST(Autotracker, AutomaticParametersAreWrittenWhateverWasThere)
@@ -209,10 +209,10 @@ TEST(Autotracker, AutomaticParametersAreWrittenWhateverWasThere)
     test.setup.searchStep = 7.0;
     test.setup.predictionSigmaPercent = 7.0;
     test.prepare();
-    EXPECT_EQ(test.setup.overlapPercent, 50.0);
-    EXPECT_EQ(test.setup.searchStep, 0.5);
-    EXPECT_EQ(test.setup.predictionSigmaPercent, 1.0);
-    EXPECT_EQ(test.setup.blockDuration, 0.1);
+    EXPECT_EQ(+test.setup.overlapPercent, 50.0);
+    EXPECT_EQ(+test.setup.searchStep, 0.5);
+    EXPECT_EQ(+test.setup.predictionSigmaPercent, 1.0);
+    EXPECT_EQ(+test.setup.blockDuration, 0.1);
 }
 
 TEST(Autotracker, ManualParametersAreLeftAlone)
@@ -224,10 +224,10 @@ TEST(Autotracker, ManualParametersAreLeftAlone)
     test.setup.searchStep = 0.7;
     test.setup.predictionSigmaPercent = 2.0;
     test.prepare();
-    EXPECT_EQ(test.setup.blockDuration, 0.3);
-    EXPECT_EQ(test.setup.overlapPercent, 25.0);
-    EXPECT_EQ(test.setup.searchStep, 0.7);
-    EXPECT_EQ(test.setup.predictionSigmaPercent, 2.0);
+    EXPECT_EQ(+test.setup.blockDuration, 0.3);
+    EXPECT_EQ(+test.setup.overlapPercent, 25.0);
+    EXPECT_EQ(+test.setup.searchStep, 0.7);
+    EXPECT_EQ(+test.setup.predictionSigmaPercent, 2.0);
     EXPECT_EQ(test.tracker.blockLength(), 300);
     EXPECT_EQ(test.tracker.hop(), 225);
 }
@@ -242,12 +242,12 @@ TEST(Autotracker, NothingElseOfTheSetupIsWritten)
     test.start();
     EXPECT_EQ(test.setup.startFrequencySource, 1);
     EXPECT_EQ(test.setup.manualParameters, 0);
-    EXPECT_EQ(test.setup.minFrequency, 10.0);
-    EXPECT_EQ(test.setup.maxFrequency, 100.0);
-    EXPECT_EQ(test.setup.startFrequency, 33.0);
+    EXPECT_EQ(+test.setup.minFrequency, 10.0);
+    EXPECT_EQ(+test.setup.maxFrequency, 100.0);
+    EXPECT_EQ(+test.setup.startFrequency, 33.0);
     for (const std::uint8_t byte : test.setup.reserved) EXPECT_EQ(byte, 0xA5);
     EXPECT_EQ(test.setup.orderCount, 3);
-    EXPECT_EQ(test.setup.orders, test.orders.data());
+    EXPECT_EQ(+test.setup.orders, test.orders.data());
     EXPECT_EQ(test.setup.frequencyInRpm, 0);
     EXPECT_EQ(test.setup.useStartFrequency, 0);
 }
@@ -401,7 +401,7 @@ TEST(Autotracker, DecimatedRingHoldsAsMuchTimeAsTheRingOfTheHost)
     const DecimatedRing& ring = test.tracker.decimatedSignal();
     EXPECT_EQ(ring.capacity, 188);
     EXPECT_EQ(ring.storage, std::vector<double>(188, 0.0));
-    EXPECT_EQ(ring.samples, ring.storage.data());
+    EXPECT_EQ(+ring.samples, ring.storage.data());
     EXPECT_EQ(&test.tracker.activeRing(), &ring);
 }
 
@@ -426,8 +426,8 @@ TEST(Autotracker, ResetWithoutDecimationLeavesTheCountsAlone)
     static_cast<void>(test.tracker.calculate());
     test.tracker.reset();
     EXPECT_EQ(test.tracker.timeOffset(), 0.0);
-    EXPECT_EQ(test.tracker.signal().writeCount, 120);
-    EXPECT_EQ(test.tracker.signal().readCount, 50);
+    EXPECT_EQ(+test.tracker.signal().writeCount, 120);
+    EXPECT_EQ(+test.tracker.signal().readCount, 50);
     EXPECT_EQ(test.tracker.signal().readIndex, 50);
 }
 
@@ -455,21 +455,21 @@ TEST(Autotracker, ResetWithDecimationEmptiesItsRingAndKeepsTime)
     test.feed(steadyMachine(2500, 20000.0, 40.0));
     EXPECT_EQ(test.tracker.calculate().valid, 1);
     EXPECT_EQ(test.tracker.decimatedSignal().readIndex, 62);
-    EXPECT_EQ(test.tracker.decimatedSignal().readCount, 62);
+    EXPECT_EQ(+test.tracker.decimatedSignal().readCount, 62);
     EXPECT_GT(test.tracker.decimatedSignal().writeIndex, 125);
-    EXPECT_GT(test.tracker.decimatedSignal().writeCount, 125);
+    EXPECT_GT(+test.tracker.decimatedSignal().writeCount, 125);
     EXPECT_GT(test.tracker.filteredCount(), 0);
     test.tracker.reset();
     const DecimatedRing& ring = test.tracker.decimatedSignal();
     EXPECT_EQ(ring.readIndex, 0);
     EXPECT_EQ(ring.writeIndex, 0);
-    EXPECT_EQ(ring.readCount, 0);
-    EXPECT_EQ(ring.writeCount, 0);
+    EXPECT_EQ(+ring.readCount, 0);
+    EXPECT_EQ(+ring.writeCount, 0);
     EXPECT_EQ(test.tracker.decimationPhase(), 0);
     EXPECT_EQ(test.tracker.filteredCount(), 0);
     EXPECT_EQ(test.tracker.filter().position(), 0);
     EXPECT_EQ(test.tracker.timeOffset(), 2500 / 20000.0);
-    EXPECT_EQ(test.tracker.signal().readCount, 2500);
+    EXPECT_EQ(+test.tracker.signal().readCount, 2500);
 }
 
 TEST(Autotracker, UpdateAndInitiateLeaveCountersAndPhase)
@@ -492,13 +492,13 @@ TEST(Autotracker, UpdateAndInitiateLeaveCountersAndPhase)
     const DecimatedRing& ring = test.tracker.decimatedSignal();
     EXPECT_EQ(ring.readIndex, before.readIndex);
     EXPECT_EQ(ring.writeIndex, before.writeIndex);
-    EXPECT_EQ(ring.readCount, before.readCount);
-    EXPECT_EQ(ring.writeCount, before.writeCount);
+    EXPECT_EQ(+ring.readCount, +before.readCount);
+    EXPECT_EQ(+ring.writeCount, +before.writeCount);
     EXPECT_EQ(ring.storage, before.storage);
     EXPECT_EQ(test.tracker.filteredCount(), 2505);
     EXPECT_EQ(test.tracker.decimationPhase(), phase);
     EXPECT_EQ(test.tracker.filter().position(), position);
-    EXPECT_EQ(test.tracker.signal().readCount, 2505);
+    EXPECT_EQ(+test.tracker.signal().readCount, 2505);
 }
 
 // ---- what takes effect when ---------------------------------------------------------------------

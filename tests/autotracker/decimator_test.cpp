@@ -117,9 +117,9 @@ TEST(Decimator, WithoutDecimationTheHostsRingIsNotTouched)
     test.start();
     test.feed(steadyMachine(120, 1000.0, 40.0));
     test.tracker.feedDecimator();
-    EXPECT_EQ(test.tracker.signal().readCount, 0);
+    EXPECT_EQ(+test.tracker.signal().readCount, 0);
     static_cast<void>(test.tracker.calculate());
-    EXPECT_EQ(test.tracker.signal().readCount, 50); // the hop
+    EXPECT_EQ(+test.tracker.signal().readCount, 50); // the hop
     EXPECT_EQ(test.tracker.filteredCount(), 0);
 }
 
@@ -129,11 +129,11 @@ TEST(Decimator, SamplesWithinTheDelayAreReadAndNothingIsKept)
     useFourfold(test);
     test.feed(std::vector<double>(17, 1.0));
     test.tracker.feedDecimator();
-    EXPECT_EQ(test.tracker.signal().readCount, 17);
+    EXPECT_EQ(+test.tracker.signal().readCount, 17);
     EXPECT_EQ(test.tracker.signal().readIndex, 17);
     EXPECT_EQ(test.tracker.filteredCount(), 17);
     EXPECT_EQ(test.tracker.decimationPhase(), 0);
-    EXPECT_EQ(test.tracker.decimatedSignal().writeCount, 0);
+    EXPECT_EQ(+test.tracker.decimatedSignal().writeCount, 0);
 }
 
 // The delay is (38 - 1) / 2 = 18.
@@ -158,10 +158,10 @@ TEST(Decimator, FirstSampleIsKeptAtItsOutputAndNotBefore)
     useFourfold(test);
     test.feed(std::vector<double>(20, 1.0));
     test.tracker.feedDecimator();
-    EXPECT_EQ(test.tracker.decimatedSignal().writeCount, 0);
+    EXPECT_EQ(+test.tracker.decimatedSignal().writeCount, 0);
     test.feed(std::vector<double>(1, 1.0));
     test.tracker.feedDecimator();
-    EXPECT_EQ(test.tracker.decimatedSignal().writeCount, 1);
+    EXPECT_EQ(+test.tracker.decimatedSignal().writeCount, 1);
 }
 
 TEST(Decimator, AllAnnouncedSamplesAreTakenAtEveryCall)
@@ -171,7 +171,7 @@ TEST(Decimator, AllAnnouncedSamplesAreTakenAtEveryCall)
     for (const std::size_t count : {1U, 500U, 3U}) {
         test.feed(std::vector<double>(count, 1.0));
         static_cast<void>(test.tracker.calculate());
-        EXPECT_EQ(test.tracker.signal().readCount, test.tracker.signal().writeCount);
+        EXPECT_EQ(+test.tracker.signal().readCount, +test.tracker.signal().writeCount);
     }
 }
 
@@ -183,7 +183,7 @@ TEST(Decimator, CountThatIsNotAboveTheReadOneFeedsNothing)
     test.tracker.feedDecimator();
     const auto expectNothingFed = [&] {
         test.tracker.feedDecimator();
-        EXPECT_EQ(test.tracker.signal().readCount, 30);
+        EXPECT_EQ(+test.tracker.signal().readCount, 30);
         EXPECT_EQ(test.tracker.filteredCount(), 30);
     };
     expectNothingFed();
@@ -256,7 +256,7 @@ TEST(Decimator, SecondInitiateKeepsThePhaseAndForgetsTheFilteredSignal)
     test.tracker.initiate();
     test.feed(std::vector<double>(2, 0.0));
     test.tracker.feedDecimator();
-    EXPECT_EQ(test.tracker.decimatedSignal().writeCount, (105 - 17) / 4);
+    EXPECT_EQ(+test.tracker.decimatedSignal().writeCount, (105 - 17) / 4);
     EXPECT_EQ(storedSamples(test.tracker).back(), 0.0);
 }
 
@@ -273,9 +273,9 @@ TEST(Decimator, FullRingIsOverwrittenAndTheCountsGoOn)
     }
     const DecimatedRing& ring = test.tracker.decimatedSignal();
     EXPECT_EQ(ring.capacity, 750);
-    EXPECT_EQ(ring.writeCount, (3200 - 17) / 4);
+    EXPECT_EQ(+ring.writeCount, (3200 - 17) / 4);
     EXPECT_EQ(ring.writeIndex, (3200 - 17) / 4 - 750);
-    EXPECT_EQ(ring.readCount, 0);
+    EXPECT_EQ(+ring.readCount, 0);
     EXPECT_NEAR(ring.storage[0], 3.0, 1e-5);   // output 751, of the last delivery
     EXPECT_NEAR(ring.storage[100], 0.0, 1e-5); // output 101, of the first
 }

@@ -42,7 +42,7 @@ TEST(Tracking, BlockThatIsNotWholeChangesNothing)
     const TrackingResult first = test.tracker.calculate();
     EXPECT_EQ(first.valid, 0);
     EXPECT_EQ(first.needsMoreSamples, 1);
-    EXPECT_EQ(first.frequency, 0.0);
+    EXPECT_EQ(+first.frequency, 0.0);
 
     const std::vector<double> samples = steadyMachine(200, 1000.0, 40.0);
     test.feed(std::span(samples).first(149));
@@ -53,11 +53,11 @@ TEST(Tracking, BlockThatIsNotWholeChangesNothing)
     const TrackingResult none = test.tracker.calculate(); // 99 samples
     EXPECT_EQ(none.valid, 0);
     EXPECT_EQ(none.needsMoreSamples, 1);
-    EXPECT_EQ(none.frequency, estimate.frequency);
-    EXPECT_EQ(none.time, estimate.time);
+    EXPECT_EQ(+none.frequency, +estimate.frequency);
+    EXPECT_EQ(+none.time, +estimate.time);
     EXPECT_EQ(test.tracker.currentFrequency(), current);
     EXPECT_EQ(test.tracker.previousFrequency(), previous);
-    EXPECT_EQ(test.tracker.signal().readCount, 50);
+    EXPECT_EQ(+test.tracker.signal().readCount, 50);
 }
 
 TEST(Tracking, OneBlockIsEnoughAndThenThereIsNone)
@@ -92,8 +92,8 @@ TEST(Tracking, FullOverlapAnalysesTheSameBlockAtEveryCall)
     EXPECT_EQ(first.needsMoreSamples, 0);
     const TrackingResult second = test.tracker.calculate();
     EXPECT_EQ(second.valid, 1);
-    EXPECT_EQ(second.time, first.time);
-    EXPECT_EQ(test.tracker.signal().readCount, 0);
+    EXPECT_EQ(+second.time, +first.time);
+    EXPECT_EQ(+test.tracker.signal().readCount, 0);
 }
 
 // ---- the stamp ----------------------------------------------------------------------------------
@@ -106,7 +106,7 @@ TEST(Tracking, TimeIsThatOfTheMiddleOfTheBlock)
     test.start();
     test.feed(steadyMachine(303, 1000.0, 40.0));
     for (const double middle : {50.0, 151.0, 252.0})
-        EXPECT_EQ(test.tracker.calculate().time, middle / 1000.0);
+        EXPECT_EQ(+test.tracker.calculate().time, middle / 1000.0);
 }
 
 TEST(Tracking, TimeCountsFromTheHostsOwnSampleNumber)
@@ -115,7 +115,7 @@ TEST(Tracking, TimeCountsFromTheHostsOwnSampleNumber)
     test.samplesBefore = 7000;
     test.start();
     test.feed(steadyMachine(100, 1000.0, 40.0));
-    EXPECT_EQ(test.tracker.calculate().time, 7.05);
+    EXPECT_EQ(+test.tracker.calculate().time, 7.05);
 }
 
 TEST(Tracking, TimeGoesOnAfterAResetOfADecimatingTracker)
@@ -126,11 +126,11 @@ TEST(Tracking, TimeGoesOnAfterAResetOfADecimatingTracker)
     test.start();
     const std::vector<double> samples = steadyMachine(4000, 20000.0, 40.0);
     test.feed(samples);
-    EXPECT_EQ(test.tracker.calculate().time, 62 / 1250.0);
-    EXPECT_EQ(test.tracker.calculate().time, (62 + 62) / 1250.0);
+    EXPECT_EQ(+test.tracker.calculate().time, 62 / 1250.0);
+    EXPECT_EQ(+test.tracker.calculate().time, (62 + 62) / 1250.0);
     test.tracker.reset();
     test.feed(samples);
-    EXPECT_EQ(test.tracker.calculate().time, 62 / 1250.0 + 4000 / 20000.0);
+    EXPECT_EQ(+test.tracker.calculate().time, 62 / 1250.0 + 4000 / 20000.0);
 }
 
 // ---- the grid -----------------------------------------------------------------------------------
@@ -142,7 +142,7 @@ TEST(Tracking, WorkedExampleInHertz)
     test.start();
     EXPECT_EQ(test.tracker.decimation(), 16);
     EXPECT_EQ(test.tracker.trackingRate(), 1250.0);
-    EXPECT_EQ(test.setup.blockDuration, 0.1);
+    EXPECT_EQ(+test.setup.blockDuration, 0.1);
     EXPECT_EQ(test.tracker.blockLength(), 125);
     EXPECT_EQ(test.tracker.hop(), 62);
     const SearchRange range = test.tracker.searchRange();
@@ -160,7 +160,7 @@ TEST(Tracking, WorkedExampleInRpm)
     test.start();
     EXPECT_EQ(test.tracker.decimation(), 16);
     EXPECT_EQ(test.tracker.trackingRate(), 1250.0);
-    EXPECT_EQ(test.setup.blockDuration, 0.1);
+    EXPECT_EQ(+test.setup.blockDuration, 0.1);
     EXPECT_EQ(test.tracker.blockLength(), 125);
     EXPECT_EQ(test.tracker.hop(), 62);
     const SearchRange range = test.tracker.searchRange();
@@ -278,7 +278,7 @@ TEST(Tracking, NarrowBracketIsNotRefined)
         test.tracker.searchGrid(test.tracker.searchRange(), test.tracker.gridStep(), false);
     const TrackingResult result = test.tracker.calculate();
     EXPECT_NEAR(result.frequency / kHertz, best.position + 0.23606797749978 * 0.25, 1e-9);
-    EXPECT_NEAR(result.frequency, 40.0, 0.1);
+    EXPECT_NEAR(+result.frequency, 40.0, 0.1);
 }
 
 // The start frequency is 73 deviations away, so the prior is 0 all over the bracket, and no new
@@ -343,7 +343,7 @@ TEST(Tracking, RefinedEstimateIsWithinTheToleranceOfThePeak)
     for (std::size_t i = 0; i < 100; ++i)
         samples[i] = std::cos(kTwoPi * 0.041 * static_cast<double>(i)) + 1e-3 * noise();
     test.feed(samples);
-    EXPECT_NEAR(test.tracker.calculate().frequency, 41.0 * 60.0, 0.5);
+    EXPECT_NEAR(+test.tracker.calculate().frequency, 41.0 * 60.0, 0.5);
 }
 
 // A tolerance of 0 is never above the bracket's width: the depth ends it.
@@ -393,7 +393,7 @@ TEST(Tracking, LaterSearchesStayNearThePrediction)
     static_cast<void>(test.tracker.calculate());
     test.feed(steadyMachine(100, 1000.0, 80.0));
     while (test.tracker.result().needsMoreSamples == 0 || test.tracker.calculate().valid != 0)
-        EXPECT_LT(test.tracker.calculate().frequency, 60.0);
+        EXPECT_LT(+test.tracker.calculate().frequency, 60.0);
 }
 
 TEST(Tracking, StartFrequencyReplacesTheBroadSearch)
@@ -404,10 +404,10 @@ TEST(Tracking, StartFrequencyReplacesTheBroadSearch)
     test.start();
     EXPECT_FALSE(test.tracker.isBroad());
     test.feed(steadyMachine(150, 1000.0, 40.0));
-    EXPECT_NEAR(test.tracker.calculate().frequency, 40.0, 0.2);
+    EXPECT_NEAR(+test.tracker.calculate().frequency, 40.0, 0.2);
     EXPECT_TRUE(test.tracker.firstEstimate());
     EXPECT_EQ(test.tracker.previousFrequency(), 40.5 / kHertz); // there is a trend at once
-    EXPECT_NEAR(test.tracker.calculate().frequency, 40.0, 0.2);
+    EXPECT_NEAR(+test.tracker.calculate().frequency, 40.0, 0.2);
     EXPECT_TRUE(test.tracker.firstEstimate());
 }
 
@@ -421,23 +421,23 @@ TEST(Tracking, SilentBlockRepeatsTheFormerValueAndMovesOn)
     test.feed(std::vector<double>(100, 0.0));
     const TrackingResult before = test.tracker.calculate();
     EXPECT_EQ(before.valid, 1);
-    EXPECT_NEAR(before.frequency, 10.0, 1e-12); // the start frequency
-    EXPECT_EQ(before.time, 0.05);
+    EXPECT_NEAR(+before.frequency, 10.0, 1e-12); // the start frequency
+    EXPECT_EQ(+before.time, 0.05);
     EXPECT_TRUE(test.tracker.firstEstimate());
 
     test.feed(steadyMachine(100, 1000.0, 40.0));
     const TrackingResult found = test.tracker.calculate();
-    EXPECT_NEAR(found.frequency, 40.0, 0.1);
+    EXPECT_NEAR(+found.frequency, 40.0, 0.1);
     EXPECT_FALSE(test.tracker.firstEstimate());
     const double previous = test.tracker.previousFrequency();
 
     test.feed(std::vector<double>(100, 0.0));
     const TrackingResult after = test.tracker.calculate();
     EXPECT_EQ(after.valid, 1);
-    EXPECT_EQ(after.frequency, found.frequency);
-    EXPECT_EQ(after.time, 0.25);
+    EXPECT_EQ(+after.frequency, +found.frequency);
+    EXPECT_EQ(+after.time, 0.25);
     EXPECT_EQ(test.tracker.previousFrequency(), previous);
-    EXPECT_EQ(test.tracker.signal().readCount, 300);
+    EXPECT_EQ(+test.tracker.signal().readCount, 300);
 }
 
 TEST(Tracking, LoudLongBlockFindsNothing)
@@ -450,7 +450,7 @@ TEST(Tracking, LoudLongBlockFindsNothing)
     test.feed(samples);
     const TrackingResult result = test.tracker.calculate();
     EXPECT_EQ(result.valid, 1);
-    EXPECT_NEAR(result.frequency, 10.0, 1e-12);
+    EXPECT_NEAR(+result.frequency, 10.0, 1e-12);
     EXPECT_TRUE(test.tracker.firstEstimate());
 }
 
@@ -463,7 +463,7 @@ TEST(Tracking, QuietLongBlockFindsTheLowestCandidate)
     std::vector<double> samples = steadyMachine(1000, 1000.0, 40.0);
     for (double& sample : samples) sample *= 1e-6;
     test.feed(samples);
-    EXPECT_NEAR(test.tracker.calculate().frequency, 10.0, 0.05);
+    EXPECT_NEAR(+test.tracker.calculate().frequency, 10.0, 0.05);
     EXPECT_FALSE(test.tracker.firstEstimate());
 }
 
@@ -476,7 +476,7 @@ TEST(Tracking, MaximumBelowTheMinimumFindsNothing)
     test.feed(steadyMachine(100, 1000.0, 40.0));
     const TrackingResult result = test.tracker.calculate();
     EXPECT_EQ(result.valid, 1);
-    EXPECT_NEAR(result.frequency, 200.0, 1e-12);
+    EXPECT_NEAR(+result.frequency, 200.0, 1e-12);
     EXPECT_TRUE(test.tracker.firstEstimate());
 }
 
@@ -489,7 +489,7 @@ TEST(Tracking, PriorWithoutWidthFindsNothingAfterTheFirstEstimate)
     test.feed(steadyMachine(200, 1000.0, 40.0));
     const double first = test.tracker.calculate().frequency;
     EXPECT_NEAR(first, 40.0, 0.1);
-    EXPECT_EQ(test.tracker.calculate().frequency, first);
+    EXPECT_EQ(+test.tracker.calculate().frequency, first);
 }
 
 // From 60 to 20 Hz in one step the line leads to -20.
@@ -501,7 +501,7 @@ void fallThroughZero(TestTracker& test)
     test.setup.startFrequency = 60.0;
     test.start();
     test.feed(steadyMachine(200, 1000.0, 20.0));
-    EXPECT_NEAR(test.tracker.calculate().frequency, 20.0, 0.2);
+    EXPECT_NEAR(+test.tracker.calculate().frequency, 20.0, 0.2);
     EXPECT_NEAR(test.tracker.predictedFrequency(), -20.0 / kHertz, 2.0);
 }
 
@@ -533,7 +533,7 @@ TEST(Tracking, PredictionFarBelowZeroHasAnEmptyRange)
     EXPECT_EQ(range.high, 0.0);
     const TrackingResult result = test.tracker.calculate();
     EXPECT_EQ(result.valid, 1);
-    EXPECT_EQ(result.frequency, former);
+    EXPECT_EQ(+result.frequency, former);
 }
 
 // ---- whole runs ---------------------------------------------------------------------------------
@@ -649,7 +649,7 @@ TEST(Tracking, CountsBeyond32BitsGiveTheSameBitsAndLaterTimes)
             const std::vector<TrackingResult> late = run(before);
             ASSERT_EQ(late.size(), first.size());
             for (std::size_t k = 0; k < late.size(); ++k) {
-                EXPECT_EQ(late[k].frequency, first[k].frequency);
+                EXPECT_EQ(+late[k].frequency, +first[k].frequency);
                 EXPECT_NEAR(late[k].time - first[k].time, static_cast<double>(before) / rate, 1e-8);
             }
         }

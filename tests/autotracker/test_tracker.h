@@ -13,6 +13,9 @@
 
 namespace Velmora::Autotracker {
 
+// Fields of packed records stand at odd addresses, and GoogleTest binds references to what it
+// compares: tests give it the value, +record.field.
+
 inline constexpr double kTwoPi = 2 * std::numbers::pi;
 
 /// Numbers in -0.5 .. 0.5, the same in every run: the upper half of a linear congruential generator

@@ -39,16 +39,16 @@ TEST(AutotrackerWithoutKernels, LosesASampleACallAndTracksOnWhenTheyAreFound)
     test.feed(steadyMachine(2100, 20000.0, 40.0));
     for (std::int64_t lost = 1; lost <= 3; ++lost) {
         EXPECT_EQ(failureOf(test.tracker), "Failed to initialize VexCalc.");
-        EXPECT_EQ(test.tracker.signal().readCount, lost);
+        EXPECT_EQ(+test.tracker.signal().readCount, lost);
         EXPECT_EQ(test.tracker.signal().readIndex, lost);
         EXPECT_EQ(test.tracker.filteredCount(), 0);
-        EXPECT_EQ(test.tracker.decimatedSignal().writeCount, 0);
+        EXPECT_EQ(+test.tracker.decimatedSignal().writeCount, 0);
         EXPECT_EQ(test.tracker.result().valid, 0);
     }
 
     ASSERT_EQ(Kernels::initializeVexCalc(0, 220, HARMOTRACK_LIBRARY_DIR), 0);
     EXPECT_EQ(test.tracker.calculate().valid, 1);
-    EXPECT_EQ(test.tracker.signal().readCount, 2100);
+    EXPECT_EQ(+test.tracker.signal().readCount, 2100);
     EXPECT_EQ(test.tracker.filteredCount(), 2097);
 }
 

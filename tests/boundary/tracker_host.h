@@ -16,7 +16,8 @@ namespace Boundary {
 /// Keeps a handle reachable until the process ends.
 inline TrackerHandle keepReachable(TrackerHandle tracker)
 {
-    static std::vector<TrackerHandle> kept;
+    // Never freed, so that it is still there when leaks are looked for after the last destructor.
+    static std::vector<TrackerHandle>& kept = *new std::vector<TrackerHandle>;
     kept.push_back(tracker);
     return tracker;
 }
