@@ -1,12 +1,12 @@
-// A copy of the library that lies in a folder by itself finds no kernel library: the exception
-// comes through the boundary, with its text. The one argument is the path of that copy.
+// A library whose kernels lie where they are not looked for: the exception comes through the
+// boundary, with its text. The one argument is the path of the library.
 
 #define HARMOTRACK_NO_PROTOTYPES
 #include "harmotrack/harmotrack.h"
 
-#include <gtest/gtest.h>
+#include "platform/shared_library.h"
 
-#include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
@@ -16,16 +16,18 @@ namespace {
 
 std::string libraryPath;
 
+using Velmora::Platform::SharedLibrary;
+
 template <typename Function>
-Function* find(void* library, const char* name)
+Function* find(const SharedLibrary& library, const char* name)
 {
-    return reinterpret_cast<Function*>(dlsym(library, name));
+    return reinterpret_cast<Function*>(library.symbol(name));
 }
 
 TEST(TrackerWithoutKernels, CalculateThrowsWhenItDecimatesAndOnlyThen)
 {
-    void* const library = dlopen(libraryPath.c_str(), RTLD_NOW);
-    ASSERT_NE(library, nullptr) << dlerror();
+    const SharedLibrary library = SharedLibrary::open(libraryPath);
+    ASSERT_TRUE(library) << libraryPath;
     const auto create = find<TrackerHandle()>(library, "autotrackerCreate");
     const auto setRate =
         find<void(TrackerHandle, double, int32_t)>(library, "autotrackerSetSampleRate");
