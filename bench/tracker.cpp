@@ -40,7 +40,7 @@ public:
     void takeTurns(int repetitions, const Ours& ours, const Bare& bare)
     {
         repetitions_ = repetitions;
-        for (auto _ : state_) {
+        while (state_.KeepRunning()) {
             const double time = seconds([&] {
                 for (int i = 0; i < repetitions; ++i) ours();
             });
@@ -208,7 +208,7 @@ void track(benchmark::State& state)
     SteadyHost host(3, rate, samples);
     host.start();
     Autotracker& tracker = host.tracker();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         tracker.updateNewSamples(samples);
         while (tracker.calculate().needsMoreSamples == 0) {
         }
@@ -225,7 +225,7 @@ void firstSearch(benchmark::State& state)
     Autotracker& tracker = host.tracker();
     tracker.updateNewSamples(4000);
     tracker.feedDecimator();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         tracker.resetFrequencyState();
         benchmark::DoNotOptimize(tracker.searchFrequency());
     }

@@ -21,8 +21,9 @@ target_compile_options(
     harmotrack_rules
     INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wdouble-promotion -ffp-contract=off)
 
+# -g1: reports of a sanitizer name files and lines, and that takes no more.
 if(HARMOTRACK_SANITIZE)
     add_compile_options(
-        -fsanitize=${HARMOTRACK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+        -fsanitize=${HARMOTRACK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
     add_link_options(-fsanitize=${HARMOTRACK_SANITIZE})
 endif()

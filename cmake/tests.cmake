@@ -1,10 +1,5 @@
 # How tests are registered, and how libraries stand in for others, on both platforms.
 
-# On Linux every preset has its own use for the tests. Here the library alone is to be as shipped.
-if(WIN32)
-    add_compile_options(-O0)
-endif()
-
 # Registers the tests of a GoogleTest program.
 #   harmotrack_add_tests(TARGET [TEST_PREFIX prefix] [PROPERTIES name value ...])
 if(WIN32)

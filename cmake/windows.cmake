@@ -9,13 +9,15 @@
 #   - the rules by which ELF binds symbols, and what Linux alone tells of a loaded library
 # docs/windows.md has the same list, and a test compares the two. Sanitizers are presets of Linux.
 set(HARMOTRACK_LEFT_OUT
-    examples
+    examples/cpp
+    examples/recordings
     harmotrack_allocation_tests
     harmotrack_memory_tests
     harmotrack_tracker_allocation_tests
     harmotrack_tracker_memory_tests
     harmotrack_kept_memory_tests
-    harmotrack_dlopen_host)
+    harmotrack_dlopen_host
+    harmotrack_without_fftw)
 
 # Windows searches the folder of the program for libraries, not that of the library that loads them:
 # programs, the library, its kernels and FFTW share one folder.

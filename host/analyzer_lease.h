@@ -1,26 +1,20 @@
 #pragma once
 
-#include <harmotrack/harmotrack.h>
+#include <harmotrack/harmotrack.hpp>
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace Harmotrack::Host {
 
-/// An analyzer for as long as a run needs it, with the four setup records that it reads.
-///
-/// destroy() leaves an analyzer's working memory allocated, so no handle is ever destroyed here: it
-/// goes back to a pool of idle ones, by mode, and the next lease takes it from there. A process
-/// needs as many handles as runs that work at once. The setups live as long as their handle, in the
-/// pool too. A lease serves one thread at a time; leases are independent, and the pool has a mutex.
+/// An analyzer for as long as a run needs it, with the four setup records that it reads: from the
+/// pool of harmotrack.hpp, and back to it when the run is over. A lease serves one thread at a
+/// time; leases are independent.
 class AnalyzerLease {
 public:
     /// @param mode  HARMOTRACK_MODE_...
-    /// @throws HostError  FFTW is not there; the sentence names the package to install. The library
-    ///                    tries once a process, so every later lease throws it too.
+    /// @throws HostError  FFTW is not there; the sentence names the package to install
     explicit AnalyzerLease(std::int32_t mode);
-    ~AnalyzerLease();
 
     AnalyzerLease(const AnalyzerLease&) = delete;
     AnalyzerLease& operator=(const AnalyzerLease&) = delete;
@@ -41,10 +35,8 @@ public:
     void discard();
 
 private:
-    struct Entry;
-
-    std::unique_ptr<Entry> entry_;
-    bool discarded_ = false;
+    Setups setups_;
+    Detail::AnalyzerLease lease_; ///< the last member, so that it ends first
 };
 
 } // namespace Harmotrack::Host

@@ -14,7 +14,7 @@ run_packages=(
 check_packages=(
     "${run_packages[@]}"
     ccache clang-format-14 clang-tidy-14 python3 binutils
-    libgtest-dev libgmock-dev libbenchmark-dev
+    libgtest-dev libgmock-dev libbenchmark-dev doxygen
 )
 
 # Clones of this repository share what the compiler cache holds: paths in it are relative.

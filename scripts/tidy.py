@@ -1,9 +1,9 @@
-"""Static analysis of what is shipped: clang-tidy, and only where something changed.
+"""Static analysis: clang-tidy, and only where something changed.
 
-    python3 scripts/tidy.py build/debug
+    python3 scripts/tidy.py [--tests] build/release
 
-Sources below tests/ are left to the compilers' warnings and the sanitizers. The folder must be
-built: its compile commands say which files there are and how they are compiled, ninja's record which
+Without --tests, all sources but those below tests/; with it, these alone. The folder must be built:
+its compile commands say which files there are and how they are compiled, ninja's record which
 headers each of them reads. A file that was found clean is remembered, in the user's cache folder, by
 the contents of everything that goes into the finding; so another clone of the repository profits
 too. Ends with 1 if anything was found.
@@ -71,17 +71,23 @@ def findings(build, file):
     return "" if run.returncode == 0 else run.stdout + run.stderr
 
 
-def main(build):
+@lru_cache(maxsize=None)
+def rules():
+    """All that decides what is a finding, besides the sources."""
+    version = subprocess.run([TIDY, "--version"], check=True, capture_output=True,
+                             encoding="utf-8").stdout
+    files = [ROOT / folder / ".clang-tidy" for folder in (".", "src/autotracker", "tests")]
+    return version + "".join(file.read_text(encoding="utf-8") for file in files)
+
+
+def main(build, of_tests):
     entries = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
     ours = {entry["file"]: entry for entry in entries if str(build) not in entry["file"]}
     sources = {file: entry for file, entry in ours.items()
-               if "tests" not in pathlib.Path(file).relative_to(ROOT).parts}
-    version = subprocess.run([TIDY, "--version"], check=True, capture_output=True,
-                             encoding="utf-8").stdout
-    rules = version + (ROOT / ".clang-tidy").read_text(encoding="utf-8")
+               if ("tests" in pathlib.Path(file).relative_to(ROOT).parts) == of_tests}
     headers = read_headers(build)
     clean = clean_files_folder()
-    keys = {file: key_of(entry, headers, rules) for file, entry in sources.items()}
+    keys = {file: key_of(entry, headers, rules()) for file, entry in sources.items()}
     pending = [file for file, key in keys.items() if key is None or not (clean / key).exists()]
 
     failed = 0
@@ -98,4 +104,5 @@ def main(build):
 
 
 if __name__ == "__main__":
-    sys.exit(main(pathlib.Path(sys.argv[1]).resolve()))
+    *options, folder = sys.argv[1:]
+    sys.exit(main(pathlib.Path(folder).resolve(), of_tests="--tests" in options))

@@ -1,4 +1,4 @@
-/**
+/** @file
  * Harmotrack: order analysis of rotating machinery. The whole boundary of the library harmotrack64.
  *
  * Order analysis looks at the vibration or sound of a machine against the rotation of its shaft: a
@@ -90,6 +90,7 @@
 #define HARMOTRACK_API __declspec(dllimport)
 #endif
 #else
+/** Marks what the library exports. */
 #define HARMOTRACK_API __attribute__((visibility("default")))
 #endif
 
@@ -402,17 +403,17 @@ typedef struct ResultBuffers {
 typedef struct CalculationResult {
     /** flags 0 to 9, as in AnalyzerParameters: this call produced that result */
     uint8_t binHarmonics;
-    uint8_t binOrderSpectrum;
+    uint8_t binOrderSpectrum; /**< likewise */
     /** set as asked for in modes 0 and 2 too, where no such row exists */
     uint8_t binOrderTwoSided;
-    uint8_t timeOrderSpectrum;
-    uint8_t timeOrderTwoSided; /**< as binOrderTwoSided */
-    uint8_t binTimeSpectrum;
-    uint8_t binTimeTwoSided; /**< as binOrderTwoSided */
-    uint8_t deltaHarmonics;
-    uint8_t deltaOrderSpectrum;
-    uint8_t overall;
-    uint8_t turnsUpdated; /**< flag: the turn counter moved; readTurns() has news */
+    uint8_t timeOrderSpectrum;  /**< likewise */
+    uint8_t timeOrderTwoSided;  /**< as binOrderTwoSided */
+    uint8_t binTimeSpectrum;    /**< likewise */
+    uint8_t binTimeTwoSided;    /**< as binOrderTwoSided */
+    uint8_t deltaHarmonics;     /**< likewise */
+    uint8_t deltaOrderSpectrum; /**< likewise */
+    uint8_t overall;            /**< likewise */
+    uint8_t turnsUpdated;       /**< flag: the turn counter moved; readTurns() has news */
     /** flag: readRPM() has a value to be taken: that of the sample of a bin's or a delta harmonic's
      *  result, or 0 for a stop */
     uint8_t rpmUpdated;
@@ -946,6 +947,10 @@ HARMOTRACK_API void autotrackerPreinitiate(TrackerHandle tracker);
  * floats, 32-byte aligned) allocated until the process ends.
  *
  * May leave as an exception: std::bad_alloc.
+ * Threads: as every call of a handle; besides, the window of the filter is made with lgamma(),
+ * which writes the C library's `signgam`. Nothing here reads it, but a race detector reports
+ * trackers that decimate and are initiated at once, and a program that reads it initiates them one
+ * at a time.
  */
 HARMOTRACK_API void autotrackerInitiate(TrackerHandle tracker);
 

@@ -7,12 +7,12 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-enum { SAMPLES = 512, CROSSING = 256, BLOCK = 128, BINS = 11, ORDER_4 = 16 };
+enum { SAMPLES = 512, CROSSING = 256, BLOCK = 128, BINS = 11, FOURTH = 16 };
 
 static double signalA[SAMPLES], binSignal[SAMPLES], frequency[SAMPLES], angle[SAMPLES];
 static double timeStamp[SAMPLES];
 static float orderTable[BINS * BLOCK / 2];
-static const float harmonicOrders[1] = {4.0F};
+static const float kHarmonicOrders[1] = {4.0F};
 
 /* Kept to the end of the process, as every host of several recordings does. */
 static AnalyzerHandle analyzer;
@@ -27,8 +27,7 @@ static void check(int condition, const char* sentence)
 /* 32 samples a revolution and 1024 a second: both rings may hold the same samples. */
 static void simulate(void)
 {
-    int k;
-    for (k = 0; k < SAMPLES; ++k) {
+    for (int k = 0; k < SAMPLES; ++k) {
         const double revolutions = k / 32.0;
         signalA[k] = 3.0 * cos(2.0 * 3.14159265358979323846 * 4.0 * revolutions + 0.7);
         binSignal[k] = k < CROSSING ? 1180.0 : 1220.0;
@@ -51,7 +50,7 @@ static void setUp(BinningSetup* binning,
     orders->orderResolution = 0.25F;
     orders->maxOrder = 16;
     orders->harmonicCount = 1;
-    orders->harmonicOrders = harmonicOrders;
+    orders->harmonicOrders = kHarmonicOrders;
     analysis->windowType = HARMOTRACK_WINDOW_HANNING;
     analysis->phaseReference = HARMOTRACK_PHASE_REFERENCE_COSINE;
     analysis->timeLines = BLOCK / 2;
@@ -100,13 +99,14 @@ static int run(void)
 
 static void checkResults(void)
 {
-    float harmonic[2], levels[BINS], rpm;
-    double rpmTime;
+    float harmonic[2], levels[BINS];
+    float rpm = 0.0F;
+    double rpmTime = 0.0;
     const float* row = orderTable + 2 * BLOCK / 2;
 
-    check(fabs((double)row[ORDER_4] - 3.0) < 1e-5, "order 4 reads its amplitude");
-    check(fabs((double)row[ORDER_4 + 1] - 1.5) < 1e-5, "a Hanning window has half on either side");
-    check(fabs((double)row[ORDER_4 + 2]) < 1e-5, "and nothing beyond");
+    check(fabs((double)row[FOURTH] - 3.0) < 1e-5, "order 4 reads its amplitude");
+    check(fabs((double)row[FOURTH + 1] - 1.5) < 1e-5, "a Hanning window has half on either side");
+    check(fabs((double)row[FOURTH + 2]) < 1e-5, "and nothing beyond");
 
     readOrderDomainHarmonicBin(analyzer, 0, 2, 0, harmonic);
     check(fabs(atan2((double)harmonic[1], (double)harmonic[0]) - 0.7) < 1e-5,

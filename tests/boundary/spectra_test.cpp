@@ -138,7 +138,7 @@ TEST_P(Spectra, TriangleSpreadsASineOverTheLinesAtOddDistances)
     const auto leakage = [](int32_t d) {
         if (d == 0) return 1.0;
         if (d % 2 == 0) return 0.0;
-        return -1.0 / std::pow(kSize / 2 * std::sin(kPi * d / kSize), 2.0);
+        return -1.0 / std::pow(0.5 * kSize * std::sin(kPi * d / kSize), 2.0);
     };
     const double phase = 0.7; // at the block's start, a whole number of cycles into the run
     std::vector<double> expected(kLines);

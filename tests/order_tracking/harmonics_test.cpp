@@ -738,9 +738,10 @@ TEST(OverallLevel, IsSummedInFloatToTheBit)
         rig.drain();
         const ResultStorage& results = rig.analyzer.results();
         const auto factor = static_cast<float>(1.0 / std::sqrt(1.5));
-        const auto level = [&](const ResultStorage::BinWaterfall& table) {
+        const auto level = [&, correction = c](const ResultStorage::BinWaterfall& table) {
             float sum = 0.0F;
-            for (std::size_t k = 0; k < 100; ++k) sum += std::pow(c * table.row(3)[k], 2.0F);
+            for (std::size_t k = 0; k < 100; ++k)
+                sum += std::pow(correction * table.row(3)[k], 2.0F);
             sum *= 0.5F;
             return std::sqrt(sum) * factor;
         };

@@ -1,5 +1,7 @@
 #include "defaults.h"
 
+#include "number_text.h"
+
 #include "host/equal_angle_axis.h"
 #include "host/host_error.h"
 
@@ -59,17 +61,6 @@ double resolutionFor(double turns)
 }
 
 } // namespace
-
-double roundStep(double value)
-{
-    const double decade = std::pow(10.0, std::floor(std::log10(value)));
-    double best = decade;
-    for (const double factor : {2.0, 5.0, 10.0}) {
-        if (std::abs(std::log(factor * decade / value)) < std::abs(std::log(best / value)))
-            best = factor * decade;
-    }
-    return best;
-}
 
 Host::AnalysisSettings settingsFor(const Recording& recording, const Options& options)
 {

@@ -21,7 +21,4 @@ namespace Harmotrack::Examples {
 /// @throws Host::HostError  what was asked for is out of range
 Host::AnalysisSettings settingsFor(const Recording& recording, const Options& options);
 
-/// 1, 2 or 5 times a power of ten, the nearest to a value by ratio.
-double roundStep(double value);
-
 } // namespace Harmotrack::Examples

@@ -1,19 +1,15 @@
 #include "options.h"
 
+#include "choice.h"
+
 #include "host/host_error.h"
 
 #include <CLI/CLI.hpp>
-
-#include <cstdlib>
-#include <map>
 
 namespace Harmotrack::Examples {
 namespace {
 
 using Host::HostError;
-
-template <typename Value>
-using Names = std::map<std::string, Value>;
 
 const Names<Host::Window> kWindows{{"rectangle", Host::Window::Rectangle},
                                    {"hanning", Host::Window::Hanning},
@@ -47,66 +43,11 @@ const Names<Host::PhaseMode> kPhaseModes{{"shaft", Host::PhaseMode::Shaft},
                                          {"first-order", Host::PhaseMode::FirstOrder}};
 const Names<Host::PhaseReference> kPhaseReferences{{"cosine", Host::PhaseReference::Cosine},
                                                    {"sine", Host::PhaseReference::Sine}};
-const Names<Host::Edge> kEdges{{"rising", Host::Edge::Rising}, {"falling", Host::Edge::Falling}};
-const Names<double> kTimeUnits{{"s", 1.0}, {"ms", 1e-3}, {"us", 1e-6}};
 
-// An option whose words stand for values; other words are refused with the list of those allowed.
-template <typename Value, typename Target>
-CLI::Option* addChoice(CLI::App& app,
-                       const std::string& name,
-                       Target& target,
-                       const Names<Value>& names,
-                       const std::string& help)
+void addSignals(CLI::App& app, Options& options)
 {
-    std::string words;
-    for (const auto& [word, value] : names) words += (words.empty() ? "" : "|") + word;
-    return app
-        .add_option_function<std::string>(
-            name,
-            [&target, &names, name, words](const std::string& word) {
-                const auto found = names.find(word);
-                if (found == names.end())
-                    throw HostError("The value of " + name + " is \"" + word + "\", and " + words +
-                                    " are allowed.");
-                target = found->second;
-            },
-            help)
-        ->type_name(words);
-}
-
-void addSource(CLI::App& app, Options& options)
-{
-    app.add_option("file", options.audioFile, "WAV or FLAC recording with a tacho channel");
-    app.add_option("--tacho", options.tachoChannel, "Channel of the tacho, counted from 1")
-        ->type_name("CHANNEL");
-    app.add_option("--pulses-per-revolution",
-                   options.pulsesPerRevolution,
-                   "Tacho pulses in one revolution (1)")
-        ->type_name("P");
-    app.add_option("--tacho-level", options.tacho.level, "Level of a pulse (half its height)")
-        ->type_name("VALUE");
-    addChoice(app, "--tacho-edge", options.tacho.edge, kEdges, "Flank that counts (rising)");
-    app.add_option("--channels",
-                   options.signalChannels,
-                   "One or two signal channels, as in 1,2 (the first two that are not the tacho)")
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->type_name("LIST");
-    app.add_option(
-           "--full-scale", options.fullScale, "Value of a full-scale sample, in the unit (1)")
-        ->type_name("VALUE");
-
-    app.add_option("--csv", options.csvFile, "Table with columns of time, speed and signals")
-        ->type_name("FILE");
-    app.add_option("--time", options.timeColumn, "Name of the time column")->type_name("COLUMN");
-    addChoice(
-        app, "--time-unit", options.timeUnitSeconds, kTimeUnits, "Unit of the time column (s)");
-    app.add_option("--speed", options.speedColumn, "Name of the speed column, in rpm")
-        ->type_name("COLUMN");
-    app.add_option("--signal", options.signalColumns, "Name of a signal column; may be given twice")
-        ->type_name("COLUMN")
-        ->allow_extra_args(false);
-
+    addSource(app, options.source);
+    addTracking(app, options.tracking);
     app.add_option(
            "--unit", options.unit, "Unit of the signals, as in mm/s (EU, engineering units)")
         ->type_name("TEXT");
@@ -119,7 +60,9 @@ void addSource(CLI::App& app, Options& options)
 void addAnalysis(CLI::App& app, Options& options)
 {
     Host::AnalysisSettings& settings = options.settings;
-    app.add_option("--orders", options.highestOrder, "Highest order (40, or what the rate allows)")
+    app.add_option("--highest-order",
+                   options.highestOrder,
+                   "End of the order axis (40, or what the rate allows)")
         ->type_name("ORDER");
     app.add_option("--resolution",
                    options.orderResolution,
@@ -167,17 +110,23 @@ void addAnalysis(CLI::App& app, Options& options)
               "Phase of the component as a cosine or a sine (cosine)");
 }
 
-void checkSource(const Options& options)
+void checkSpeedSource(const Options& options)
 {
-    if (options.audioFile.empty() == options.csvFile.empty())
-        throw HostError("Either a recording with --tacho or a table with --csv is needed.");
-    if (!options.audioFile.empty()) {
-        if (options.tachoChannel == 0) throw HostError("A recording needs --tacho CHANNEL.");
+    const SourceOptions& source = options.source;
+    if (!options.tracking.given()) {
+        if (!options.tracking.orders.empty())
+            throw HostError("--orders lists what --track MIN:MAX looks for; the end of the order "
+                            "axis is --highest-order.");
+        if (options.tracking.blockSeconds) throw HostError("--block belongs to --track MIN:MAX.");
+        if (!source.csvFile.empty() && source.speedColumn.empty())
+            throw HostError("A table needs --speed COLUMN, or --track MIN:MAX.");
+        if (source.csvFile.empty() && source.tachoChannel == 0)
+            throw HostError("A recording needs --tacho CHANNEL, or --track MIN:MAX.");
         return;
     }
-    if (options.timeColumn.empty()) throw HostError("A table needs --time COLUMN.");
-    if (options.speedColumn.empty()) throw HostError("A table needs --speed COLUMN.");
-    if (options.signalColumns.empty()) throw HostError("A table needs --signal COLUMN.");
+    if (source.hasSpeed())
+        throw HostError("The speed is either tracked by --track or known by --tacho or --speed.");
+    (void)trackingSettings(options.tracking);
 }
 
 } // namespace
@@ -188,19 +137,14 @@ Options readOptions(int argc, const char* const* argv)
     CLI::App app("Order map of a rotating machine: spectra over the order, speed by speed.\n"
                  "Writes order_map.csv, frequency_map.csv, harmonics.csv, overall.csv and the\n"
                  "picture order_map.png.");
-    addSource(app, options);
+    addSignals(app, options);
     addAnalysis(app, options);
     app.add_option("--output", options.outputFolder, "Folder of the results (the current one)")
         ->type_name("FOLDER");
     app.add_flag("!--no-picture", options.picture, "Write the tables alone");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp& help) {
-        std::exit(app.exit(help));
-    } catch (const CLI::ParseError& error) {
-        throw HostError(std::string(error.what()) + " (see --help).");
-    }
-    checkSource(options);
+    parse(app, argc, argv);
+    checkSource(options.source);
+    checkSpeedSource(options);
     return options;
 }
 

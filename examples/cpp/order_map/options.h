@@ -1,7 +1,8 @@
 #pragma once
 
+#include "source_options.h"
+
 #include "host/analysis_settings.h"
-#include "host/tachometer.h"
 
 #include <optional>
 #include <string>
@@ -11,21 +12,8 @@ namespace Harmotrack::Examples {
 
 /// What was asked for on the command line. What is empty is chosen from the recording.
 struct Options {
-    // Either a WAV or FLAC file with a tacho channel ...
-    std::string audioFile;
-    int tachoChannel = 0; ///< counted from 1
-    double pulsesPerRevolution = 1.0;
-    Host::TachometerSettings tacho;
-    std::vector<int>
-        signalChannels;     ///< counted from 1; empty: the first two that are not the tacho
-    double fullScale = 1.0; ///< value of a sample at full scale, in `unit`
-
-    // ... or a table with a speed column.
-    std::string csvFile;
-    std::string timeColumn;
-    double timeUnitSeconds = 1.0;
-    std::string speedColumn;
-    std::vector<std::string> signalColumns;
+    SourceOptions source;
+    TrackingOptions tracking; ///< instead of a tacho or a column of speed
 
     std::string unit = "EU"; ///< of the signals; by default engineering units, whatever they are
     bool orbit = false;      ///< the two signals are perpendicular directions in one plane

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "options.h"
+#include "source.h"
 
 #include "host/shaft_angle.h"
 #include "host/uniform_signal.h"
@@ -10,16 +11,18 @@
 
 namespace Harmotrack::Examples {
 
-/// What was measured on a machine: one or two signals, and how its shaft turned.
+/// One or two signals of a machine, and how its shaft turned: as the tacho or the speed column
+/// says, or as it was tracked in the first signal.
 struct Recording {
     std::string file; ///< name without folders
     std::vector<Host::UniformSignal> signals;
     std::vector<std::string> names; ///< of the signals
     Host::ShaftAngle angle;
     bool hasMark = false; ///< angle 0 is a mark on the shaft, and phases against it mean something
+    std::string speedSource; ///< a few words
 };
 
-/// Reads a WAV or FLAC file, or a table, as the options say.
+/// Reads a WAV or FLAC file, or a table, as the options say, and tracks the speed if asked to.
 /// @throws Host::HostError  with one sentence on what is wrong with it
 Recording readRecording(const Options& options);
 

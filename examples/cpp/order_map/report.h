@@ -1,5 +1,6 @@
 #pragma once
 
+#include "number_text.h"
 #include "recording.h"
 
 #include "host/analysis_results.h"
@@ -19,12 +20,5 @@ struct Report {
     /// As in "mm/s peak".
     [[nodiscard]] std::string amplitudeUnit() const;
 };
-
-/// A number in the fewest digits that give the same float or double back.
-std::string shortest(float value);
-std::string shortest(double value);
-
-/// An order or a speed as people write it: 0.1, not 0.30000000000000004.
-std::string rounded(double value);
 
 } // namespace Harmotrack::Examples

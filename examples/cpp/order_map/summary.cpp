@@ -1,28 +1,11 @@
 #include "summary.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 
 namespace Harmotrack::Examples {
 namespace {
-
-std::string line(const std::string& name, const std::string& text)
-{
-    constexpr std::size_t kNameWidth = 18;
-    return name + std::string(kNameWidth - std::min(kNameWidth, name.size()), ' ') + text + '\n';
-}
-
-// Four significant digits, right-aligned.
-std::string amplitudeText(double value, std::size_t width = 0)
-{
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%.4g", value);
-    const std::string digits = text.data();
-    return std::string(width - std::min(width, digits.size()), ' ') + digits;
-}
 
 // The greatest amplitude of each order, and its speed.
 std::vector<OrderPeak> greatestByOrder(const Host::AnalysisResults& results,
@@ -46,14 +29,14 @@ std::string blocksText(const Report& report)
     const auto& blocks = report.results.orderBlocks;
     const auto empty = std::count(blocks.begin(), blocks.end(), 0);
     const auto visited = blocks.size() - static_cast<std::size_t>(empty);
-    return line("Speed bins",
-                std::to_string(visited) + " of " + std::to_string(blocks.size()) + " visited, " +
-                    rounded(settings.stepRpm) + " rpm apart from " + rounded(settings.minRpm) +
-                    " rpm") +
-           line("Order spectra",
-                "up to order " + rounded(settings.highestOrder) + " in steps of " +
-                    rounded(settings.orderResolution) + " (blocks of " +
-                    rounded(std::round(1.0 / settings.orderResolution)) + " revolutions)");
+    return summaryLine("Speed bins",
+                       std::to_string(visited) + " of " + std::to_string(blocks.size()) +
+                           " visited, " + rounded(settings.stepRpm) + " rpm apart from " +
+                           rounded(settings.minRpm) + " rpm") +
+           summaryLine("Order spectra",
+                       "up to order " + rounded(settings.highestOrder) + " in steps of " +
+                           rounded(settings.orderResolution) + " (blocks of " +
+                           rounded(std::round(1.0 / settings.orderResolution)) + " revolutions)");
 }
 
 std::string signalText(const Report& report, std::size_t s)
@@ -61,9 +44,9 @@ std::string signalText(const Report& report, std::size_t s)
     const Host::AnalysisResults& results = report.results;
     std::string text = '\n' + report.recording.names[s] + '\n';
     for (const OrderPeak& peak : strongestOrders(results, results.signals[s], 5))
-        text += line("  order " + rounded(peak.order),
-                     amplitudeText(peak.amplitude, 8) + ' ' + report.amplitudeUnit() + " at " +
-                         rounded(peak.rpm) + " rpm");
+        text += summaryLine("  order " + rounded(peak.order),
+                            fourDigits(peak.amplitude, 8) + ' ' + report.amplitudeUnit() + " at " +
+                                rounded(peak.rpm) + " rpm");
 
     float lowest = 0.0F;
     float highest = 0.0F;
@@ -75,11 +58,11 @@ std::string signalText(const Report& report, std::size_t s)
         highest = first ? level : std::max(highest, level);
         first = false;
     }
-    if (first) return text + line("  overall level", "no block for it");
+    if (first) return text + summaryLine("  overall level", "no block for it");
     return text +
-           line("  overall level",
-                amplitudeText(static_cast<double>(lowest), 8) + " to " +
-                    amplitudeText(static_cast<double>(highest)) + ' ' + report.unit + " RMS");
+           summaryLine("  overall level",
+                       fourDigits(static_cast<double>(lowest), 8) + " to " +
+                           fourDigits(static_cast<double>(highest)) + ' ' + report.unit + " RMS");
 }
 
 } // namespace
@@ -122,13 +105,14 @@ std::string summaryText(const Report& report)
 {
     const Host::UniformSignal& signal = report.recording.signals.front();
     const double seconds = static_cast<double>(signal.samples.size()) / signal.rateHz;
-    std::string text = line("Recording",
-                            report.recording.file + ", " + amplitudeText(seconds) + " s at " +
-                                rounded(signal.rateHz) + " Hz") +
-                       line("Speed",
-                            amplitudeText(report.results.lowestRpm) + " to " +
-                                amplitudeText(report.results.highestRpm) + " rpm over " +
-                                rounded(report.recording.angle.turns()) + " revolutions") +
+    std::string text = summaryLine("Recording",
+                                   report.recording.file + ", " + fourDigits(seconds) + " s at " +
+                                       rounded(signal.rateHz) + " Hz") +
+                       summaryLine("Speed",
+                                   fourDigits(report.results.lowestRpm) + " to " +
+                                       fourDigits(report.results.highestRpm) + " rpm over " +
+                                       rounded(report.recording.angle.turns()) + " revolutions, " +
+                                       report.recording.speedSource) +
                        blocksText(report);
     for (std::size_t s = 0; s < report.results.signals.size(); ++s) text += signalText(report, s);
     return text;

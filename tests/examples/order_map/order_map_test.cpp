@@ -210,7 +210,7 @@ TEST_F(OrderMap, HelpEndsWellAndNamesTheOptions)
 
 TEST_F(OrderMap, CommandLinesThatMeanNothingAreRefused)
 {
-    expectRefusal({"--output", output_}, "Either a recording with --tacho or a table with --csv");
+    expectRefusal({"--output", output_}, "Either a recording or a table with --csv");
     expectRefusal({recording_, "--output", output_}, "needs --tacho");
     expectRefusal(with(audioArguments(), {"--colour", "red"}), "--colour");
     expectRefusal(with(audioArguments(), {"--window", "round"}), "\"round\"");
@@ -278,8 +278,8 @@ TEST_F(OrderMap, SetupsOutOfRangeAreRefused)
           {"--pulses-per-revolution", "nan", "pulses per revolution is nan"},
           {"--resolution", "0.3", "order resolution is 0.3"},
           {"--resolution", "0.001", "needs more than 1000"},
-          {"--orders", "0", "highest order is 0"},
-          {"--orders", "200", "the highest order possible is"},
+          {"--highest-order", "0", "highest order is 0"},
+          {"--highest-order", "200", "the highest order possible is"},
           {"--rpm-step", "-5", "step of the speed axis is -5"},
           {"--rpm-step", "1e-9", "number of speed bins"},
           {"--min-rpm", "5000", "end of the speed axis"},

@@ -1,6 +1,6 @@
 #include "plot_text.h"
 
-#include "defaults.h"
+#include "number_text.h"
 
 #include "host/host_error.h"
 

@@ -17,7 +17,7 @@ public:
     ScratchFolder()
     {
         std::string pattern =
-            (std::filesystem::temp_directory_path() / "order_map.XXXXXX").string();
+            (std::filesystem::temp_directory_path() / "harmotrack.XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no folder");
         path_ = pattern;
     }

@@ -1,0 +1,154 @@
+#include "source.h"
+
+#include "csv_columns.h"
+#include "interruption.h"
+
+#include "host/host_error.h"
+
+#include <sndfile.hh>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <filesystem>
+
+namespace Harmotrack::Examples {
+namespace {
+
+using Host::HostError;
+using Host::UniformSignal;
+
+void checkChannel(int channel, int channels, const std::string& file)
+{
+    if (channel < 1 || channel > channels)
+        throw HostError("Channel " + std::to_string(channel) + " was asked for, and " + file +
+                        " has channels 1 to " + std::to_string(channels) + ".");
+}
+
+std::string allowedCount(std::size_t most)
+{
+    return most == 1 ? ", and 1 is allowed." : ", and 1 or 2 are allowed.";
+}
+
+std::vector<int> signalChannels(const SourceOptions& options, int channels, std::size_t mostSignals)
+{
+    std::vector<int> chosen = options.signalChannels;
+    for (int channel = 1; options.signalChannels.empty() && channel <= channels; ++channel) {
+        if (channel != options.tachoChannel && chosen.size() < mostSignals)
+            chosen.push_back(channel);
+    }
+    if (chosen.empty())
+        throw HostError("The recording " + options.audioFile +
+                        " has no channel besides that of the tacho.");
+    if (chosen.size() > mostSignals)
+        throw HostError("The number of signal channels is " + std::to_string(chosen.size()) +
+                        allowedCount(mostSignals));
+    for (const int channel : chosen) {
+        checkChannel(channel, channels, options.audioFile);
+        if (channel == options.tachoChannel)
+            throw HostError("Channel " + std::to_string(channel) +
+                            " is that of the tacho and can't be a signal too.");
+    }
+    return chosen;
+}
+
+// Reads the channels asked for, counted from 1, scaled to the value of full scale.
+std::vector<UniformSignal>
+readChannels(SndfileHandle& file, const std::string& name, const std::vector<int>& channels)
+{
+    constexpr std::size_t kBlockFrames = 65536;
+    const auto stride = static_cast<std::size_t>(file.channels());
+    std::vector<double> block(kBlockFrames * stride);
+    std::vector<UniformSignal> signals(channels.size());
+    for (UniformSignal& signal : signals) {
+        signal.rateHz = file.samplerate();
+        signal.samples.reserve(static_cast<std::size_t>(file.frames()));
+    }
+    sf_count_t frames = 0;
+    for (;;) {
+        Interruption::check();
+        const sf_count_t got = file.readf(block.data(), kBlockFrames);
+        if (got <= 0) break;
+        frames += got;
+        for (std::size_t c = 0; c < channels.size(); ++c) {
+            const auto offset = static_cast<std::size_t>(channels[c] - 1);
+            for (std::size_t i = 0; i < static_cast<std::size_t>(got); ++i)
+                signals[c].samples.push_back(block[i * stride + offset]);
+        }
+    }
+    if (file.error() != SF_ERR_NO_ERROR || frames < file.frames())
+        throw HostError("The recording " + name + " is cut short: " + std::to_string(frames) +
+                        " of " + std::to_string(file.frames()) + " samples can be read.");
+    if (frames == 0) throw HostError("The recording " + name + " has no samples.");
+    return signals;
+}
+
+Host::ShaftAngle angleOf(const UniformSignal& tacho, const SourceOptions& options)
+{
+    Host::TachometerSettings settings = options.tacho;
+    settings.name = "The tacho channel " + std::to_string(options.tachoChannel);
+    const std::vector<double> pulses = Host::Tachometer(settings).pulseTimes(tacho);
+    return Host::ShaftAngle::fromPulses(pulses, options.pulsesPerRevolution);
+}
+
+Source readAudio(const SourceOptions& options, std::size_t mostSignals)
+{
+    const std::string& name = options.audioFile;
+    if (!std::filesystem::exists(name)) throw HostError("There is no file " + name + ".");
+    if (!(options.fullScale > 0.0) || !std::isfinite(options.fullScale))
+        throw HostError("The value of full scale is " + Host::numberText(options.fullScale) +
+                        ", and it must be above 0.");
+    SndfileHandle file(name);
+    if (!file || file.error() != SF_ERR_NO_ERROR)
+        throw HostError("The file " + name +
+                        " is no recording that can be read: " + file.strError());
+    const bool hasTacho = options.tachoChannel != 0;
+    if (hasTacho) checkChannel(options.tachoChannel, file.channels(), name);
+    std::vector<int> channels = signalChannels(options, file.channels(), mostSignals);
+    Source source;
+    source.file = std::filesystem::path(name).filename().string();
+    for (const int channel : channels) source.names.push_back("channel " + std::to_string(channel));
+    if (hasTacho) channels.push_back(options.tachoChannel);
+
+    source.signals = readChannels(file, name, channels);
+    if (hasTacho) {
+        source.angle = angleOf(source.signals.back(), options);
+        source.hasMark = true;
+        source.signals.pop_back();
+    }
+    for (UniformSignal& signal : source.signals) {
+        for (double& value : signal.samples) value *= options.fullScale;
+    }
+    return source;
+}
+
+Source readTable(const SourceOptions& options, std::size_t mostSignals)
+{
+    if (options.signalColumns.size() > mostSignals)
+        throw HostError("The number of signal columns is " +
+                        std::to_string(options.signalColumns.size()) + allowedCount(mostSignals));
+    std::vector<std::string> names{options.timeColumn};
+    names.insert(names.end(), options.signalColumns.begin(), options.signalColumns.end());
+    const bool hasSpeed = !options.speedColumn.empty();
+    if (hasSpeed) names.push_back(options.speedColumn);
+    std::vector<std::vector<double>> columns = readCsvColumns(options.csvFile, names);
+    for (double& time : columns.front()) time *= options.timeUnitSeconds;
+
+    Source source;
+    source.file = std::filesystem::path(options.csvFile).filename().string();
+    source.names = options.signalColumns;
+    if (hasSpeed) source.angle = Host::ShaftAngle::fromSpeed(columns.front(), columns.back());
+    for (std::size_t c = 1; c <= options.signalColumns.size(); ++c)
+        source.signals.push_back(Host::toUniform(columns.front(), columns[c]));
+    return source;
+}
+
+} // namespace
+
+Source readSource(const SourceOptions& options, std::size_t mostSignals)
+{
+    return options.csvFile.empty() ? readAudio(options, mostSignals)
+                                   : readTable(options, mostSignals);
+}
+
+} // namespace Harmotrack::Examples
