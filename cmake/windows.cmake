@@ -2,8 +2,8 @@
 # same for all platforms, GoogleTest, and what is left out. docs/windows.md is about all of it.
 
 # Left out, by target, test or folder, because of
-#   - libsndfile, which Debian has no MinGW build of (and CLI11, nlohmann_json and gnuplot, which
-#     serve the programs that need it)
+#   - libsndfile, which Debian has no MinGW build of, and the terminal and gnuplot, by which the
+#     programs that need it show what they find
 #   - malloc() or a C++ heap that the program defines: a DLL of Windows uses neither, and Windows has
 #     no aligned_alloc() to build the latter on
 #   - the rules by which ELF binds symbols, and what Linux alone tells of a loaded library

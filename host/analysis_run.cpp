@@ -1,13 +1,16 @@
 #include "host/analysis_run.h"
 
-#include "host/analysis_session.h"
+#include "host/analysis_rings.h"
+#include "host/analyzer_pass.h"
 #include "host/equal_angle_axis.h"
 #include "host/equal_angle_resampler.h"
 #include "host/host_error.h"
+#include "host/rate_check.h"
+#include "host/tachometer.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -17,102 +20,565 @@ namespace {
 // The share of the sampling rate that the resampling passes untouched.
 constexpr double kPassedShareOfRate = 0.45;
 
-void checkSignals(std::span<const UniformSignal> signals, const AnalysisSettings& settings)
+// How much is delivered to the library at once.
+constexpr double kDeliverySeconds = 0.25;
+
+constexpr std::size_t kMostEvents = 10000;
+constexpr std::size_t kMostTurns = 100000;
+
+void checkSignals(std::span<const UniformSignal> signals)
 {
     if (signals.empty() || signals.size() > 2)
         throw HostError("The number of signals is " + std::to_string(signals.size()) +
                         ", and 1 or 2 are allowed.");
-    if (settings.twoSided && signals.size() != 2)
-        throw HostError("Two-sided results need two signals, and there is one.");
     const UniformSignal& first = signals.front();
-    for (std::size_t s = 0; s < signals.size(); ++s) {
-        const UniformSignal& signal = signals[s];
-        if (!(signal.rateHz > 0.0) || !std::isfinite(signal.rateHz))
-            throw HostError("The sampling rate is " + numberText(signal.rateHz) +
-                            " Hz, and it must be above 0.");
+    for (const UniformSignal& signal : signals) {
         if (signal.samples.size() != first.samples.size() || signal.rateHz != first.rateHz ||
             signal.startSeconds != first.startSeconds)
             throw HostError("The two signals differ in start, rate or length, and they must be "
                             "sampled together.");
-        const auto bad = std::find_if(signal.samples.begin(),
-                                      signal.samples.end(),
-                                      [](double value) { return !std::isfinite(value); });
-        if (bad != signal.samples.end())
-            throw HostError(
-                "Signal " + std::to_string(s + 1) +
-                " holds a value that is not a finite number at " +
-                numberText(signal.startSeconds +
-                           static_cast<double>(bad - signal.samples.begin()) / signal.rateHz) +
-                " s.");
     }
 }
 
-// The moments of equal angle whose kernels lie inside the recording.
-EqualAngleAxis resampledAxis(const ShaftAngle& angle,
-                             const UniformSignal& signal,
-                             const EqualAngleResampler& resampler,
-                             const AnalysisSettings& settings)
+void checkInput(const RunInput& input, const AnalysisSettings& settings)
 {
-    EqualAngleAxis axis =
-        equalAngleAxis(angle, 2 * settings.maxOrder(), signal.startSeconds, signal.endSeconds());
-    std::size_t first = 0;
-    std::size_t last = axis.size();
-    while (first < last && axis.seconds[first] - resampler.halfWidthSeconds(axis.speedRpm[first]) <
-                               signal.startSeconds)
-        ++first;
-    while (last > first &&
-           axis.seconds[last - 1] + resampler.halfWidthSeconds(axis.speedRpm[last - 1]) >
-               signal.endSeconds())
-        --last;
-    const auto cut = [&](std::vector<double>& values) {
-        values.erase(values.begin() + static_cast<std::ptrdiff_t>(last), values.end());
-        values.erase(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(first));
-    };
-    cut(axis.seconds);
-    cut(axis.speedRpm);
-    axis.firstStep += static_cast<long long>(first);
-
-    const double revolutions = static_cast<double>(axis.size()) / axis.samplesPerRevolution;
-    const double needed = 1.0 / settings.orderResolution;
-    if (axis.size() <= static_cast<std::size_t>(settings.orderBlockSamples()))
-        throw HostError("The recording has " + numberText(revolutions) +
-                        " revolutions with known angle and complete samples, and a block of order "
-                        "resolution " +
-                        numberText(settings.orderResolution) + " needs more than " +
-                        numberText(needed) + ".");
-    return axis;
+    if (input.channels < 1 || input.channels > 2)
+        throw HostError("The number of channels is " + std::to_string(input.channels) +
+                        ", and 1 or 2 are allowed.");
+    if (settings.twoSided && input.channels != 2)
+        throw HostError("Two-sided results need two signals, and there is one.");
+    if (!(input.rateHz > 0.0) || !std::isfinite(input.rateHz))
+        throw HostError("The sampling rate is " + numberText(input.rateHz) +
+                        " Hz, and it must be above 0.");
+    if (!std::isfinite(input.startSeconds))
+        throw HostError("The time of the first sample is not a finite number.");
+    if (input.tachometer && input.speed)
+        throw HostError("A run has one source of the angle, and a tacho and a speed were given.");
 }
 
-void checkReach(const EqualAngleAxis& axis, double rateHz, const AnalysisSettings& settings)
+void checkReach(double speedRpm, double rateHz, const AnalysisSettings& settings)
 {
-    const double fastest = *std::max_element(axis.speedRpm.begin(), axis.speedRpm.end()) / 60.0;
     const double reach = kPassedShareOfRate * rateHz;
-    if (settings.highestOrder * fastest > reach * (1.0 + 1e-9))
-        throw HostError("Order " + numberText(settings.highestOrder) + " is " +
-                        numberText(settings.highestOrder * fastest) + " Hz at " +
-                        numberText(60.0 * fastest) + " rpm, above 45 % of the sampling rate of " +
-                        numberText(rateHz) + " Hz; the highest order possible is " +
-                        numberText(std::floor(reach / fastest * 10.0) / 10.0) + ".");
+    const double highest = settings.highestOrder * speedRpm / 60.0;
+    if (highest <= reach * (1.0 + 1e-9)) return;
+    throw HostError("Order " + numberText(settings.highestOrder) + " is " + numberText(highest) +
+                    " Hz at " + numberText(speedRpm) + " rpm, above 45 % of the sampling rate of " +
+                    numberText(rateHz) + " Hz; the highest order possible is " +
+                    numberText(std::floor(reach / (speedRpm / 60.0) * 10.0) / 10.0) + ".");
 }
 
 } // namespace
+
+/// A run in pieces.
+class AnalysisRun::Stream {
+public:
+    Stream(const AnalysisSettings& settings, const RunInput& input, RunCallbacks callbacks);
+
+    void feed(std::span<const std::span<const double>> samples);
+
+    void feedStamp(double seconds) { rate_.add(resampler_.written(), seconds); }
+
+    void feedTacho(std::span<const double> samples);
+    void feedPulses(std::span<const double> seconds);
+    void feedSpeed(std::span<const double> seconds, std::span<const double> speedRpm);
+    void feedKnots(std::span<const AngleKnot> knots);
+    std::vector<AnalysisResults> finish();
+
+private:
+    [[nodiscard]] AnalysisRings::Sizes ringSizes() const;
+    [[nodiscard]] double numberAt(double seconds) const;
+    [[nodiscard]] bool isOnAxis(const EqualAngleStep& step) const;
+    void takeTacho();
+    void takeKnots(std::span<const AngleKnot> knots);
+    void process();
+    void deliver(const EqualAngleSamples& samples);
+    void deliverSlice(const EqualAngleSamples& samples, std::size_t first, std::size_t count);
+    void deliverTime();
+    void beginStretch(const EqualAngleStep& step);
+    void endStretch();
+    void note(const EqualAngleStep& step);
+    void keep(const EqualAngleSamples& samples);
+    void letGo();
+    void checkLength() const;
+    void addShared(AnalysisResults& results);
+
+    AnalysisSettings settings_;
+    RunInput input_;
+    RunCallbacks callbacks_;
+    std::optional<Tachometer> tachometer_;
+    std::optional<SpeedProfile> speed_;
+    EqualAngleAxis axis_;
+    EqualAngleResampler resampler_;
+    std::vector<std::unique_ptr<AnalyzerPass>> passes_;
+    std::size_t orderBlock_;
+    std::size_t timeBlock_;
+    std::size_t deliverySamples_;
+    std::size_t stepsPerTurn_;
+    AnalysisRings rings_;
+    RateCheck rate_;
+
+    bool inStretch_ = false;
+    std::size_t stretchSamples_ = 0;
+    std::size_t longestStretch_ = 0;
+    double lastStepSeconds_ = 0.0;
+
+    AnalysisResults shared_;      ///< what passes have in common
+    std::size_t stepsToNote_ = 0; ///< until the speed is noted again
+    std::size_t turnsPerNote_ = 1;
+};
+
+AnalysisRun::Stream::Stream(const AnalysisSettings& settings,
+                            const RunInput& input,
+                            RunCallbacks callbacks)
+    : settings_(settings), input_((checkInput(input, settings), input)),
+      callbacks_(std::move(callbacks)), axis_(2 * settings.maxOrder()),
+      resampler_(input.rateHz, input.startSeconds, input.channels, 2 * settings.maxOrder()),
+      passes_([&] {
+          std::vector<std::unique_ptr<AnalyzerPass>> passes;
+          const auto add = [&](Pass pass) {
+              passes.push_back(std::make_unique<AnalyzerPass>(
+                  settings, input.channels, input.rateHz, input.startSeconds, pass));
+          };
+          if (settings.passes == Passes::Together) {
+              add(Pass::Both);
+          } else {
+              add(Pass::Rising);
+              add(Pass::Falling);
+          }
+          return passes;
+      }()),
+      orderBlock_(passes_.front()->orderBlockSamples()),
+      timeBlock_(passes_.front()->timeBlockSamples()),
+      deliverySamples_(
+          static_cast<std::size_t>(std::max(std::ceil(kDeliverySeconds * input.rateHz), 1.0))),
+      stepsPerTurn_(static_cast<std::size_t>(2 * settings.maxOrder())),
+      rings_(input.channels, ringSizes(), 2 * settings.maxOrder(), input.startSeconds),
+      rate_(input.rateHz)
+{
+    if (input_.tachometer) {
+        TachometerSettings tacho = *input_.tachometer;
+        tachometer_.emplace(std::move(tacho));
+        tachometer_->start(input_.rateHz, input_.startSeconds);
+    }
+    if (input_.speed) speed_.emplace(*input_.speed);
+    for (const auto& pass : passes_) pass->initiate(rings_);
+}
+
+// What must stay in the rings while samples wait. An equal-angle sample waits until half an order
+// block and half a time block are newer, a delivery may come on top, and blocks reach back by up to
+// a whole one. The fastest samples come at twice the share of the rate that the orders may reach.
+AnalysisRings::Sizes AnalysisRun::Stream::ringSizes() const
+{
+    const double fastest =
+        2.0 * settings_.maxOrder() * kPassedShareOfRate * input_.rateHz / settings_.highestOrder;
+    const double halfTime = 0.5 * static_cast<double>(timeBlock_);
+    const double waitingSeconds =
+        (halfTime + static_cast<double>(deliverySamples_)) / input_.rateHz;
+    // The speed of a sample is a mean over a turn; within it the shaft may run ahead a little.
+    const auto waiting = static_cast<std::size_t>(std::ceil(1.1 * waitingSeconds * fastest));
+
+    // Half an order block takes longest at the start of the speed axis; a time block that is gone
+    // by then is left out by the library.
+    const double slowestHz =
+        (settings_.minRpm > settings_.stepRpm ? settings_.minRpm : settings_.stepRpm) / 60.0;
+    const double lagSeconds =
+        std::min(0.75 / settings_.orderResolution / slowestHz, kLongestWaitSeconds);
+    const auto lag = static_cast<std::size_t>(std::ceil(lagSeconds * input_.rateHz));
+    return {2 * orderBlock_ + waiting + 2 * stepsPerTurn_,
+            3 * timeBlock_ + lag + 2 * deliverySamples_};
+}
+
+double AnalysisRun::Stream::numberAt(double seconds) const
+{
+    return (seconds - input_.startSeconds) * input_.rateHz;
+}
+
+void AnalysisRun::Stream::feed(std::span<const std::span<const double>> samples)
+{
+    if (samples.size() != input_.channels)
+        throw HostError("The number of channels is " + std::to_string(samples.size()) + ", and " +
+                        std::to_string(input_.channels) + " were announced.");
+    for (std::size_t c = 0; c < samples.size(); ++c) {
+        if (samples[c].size() != samples[0].size())
+            throw HostError("The channels have " + std::to_string(samples[0].size()) + " and " +
+                            std::to_string(samples[c].size()) +
+                            " samples, and the counts must be equal.");
+        const auto bad = std::find_if(samples[c].begin(), samples[c].end(), [](double value) {
+            return !std::isfinite(value);
+        });
+        if (bad == samples[c].end()) continue;
+        const double number =
+            static_cast<double>(resampler_.written() + (bad - samples[c].begin()));
+        throw HostError("Signal " + std::to_string(c + 1) +
+                        " holds a value that is not a finite number at " +
+                        numberText(input_.startSeconds + number / input_.rateHz) + " s.");
+    }
+    resampler_.feed(samples);
+    process();
+}
+
+void AnalysisRun::Stream::feedTacho(std::span<const double> samples)
+{
+    if (!tachometer_) throw HostError("Samples of a tacho came, and none was announced.");
+    tachometer_->feed(samples);
+    takeTacho();
+}
+
+void AnalysisRun::Stream::feedPulses(std::span<const double> seconds)
+{
+    if (!tachometer_) throw HostError("Pulses of a tacho came, and none was announced.");
+    std::vector<PulseEdge> edges;
+    edges.reserve(seconds.size());
+    for (const double time : seconds) edges.push_back({time, true});
+    tachometer_->feedEdges(edges);
+    takeTacho();
+}
+
+void AnalysisRun::Stream::feedSpeed(std::span<const double> seconds,
+                                    std::span<const double> speedRpm)
+{
+    if (!speed_) throw HostError("Values of a speed came, and none was announced.");
+    takeKnots(speed_->feed(seconds, speedRpm));
+    for (const SpeedGap& gap : speed_->takeGaps()) {
+        if (shared_.remarks.size() < kMostEvents) shared_.remarks.push_back(gap.text());
+    }
+}
+
+void AnalysisRun::Stream::feedKnots(std::span<const AngleKnot> knots)
+{
+    if (tachometer_ || speed_)
+        throw HostError("Knots of the angle came, and another source was announced.");
+    takeKnots(knots);
+}
+
+void AnalysisRun::Stream::takeTacho()
+{
+    for (const TachoEvent& event : tachometer_->takeEvents()) {
+        ++shared_.tachoEventCount;
+        if (shared_.tachoEvents.size() < kMostEvents) shared_.tachoEvents.push_back(event);
+        if (callbacks_.onTachoEvent) callbacks_.onTachoEvent(event);
+    }
+    takeKnots(tachometer_->takeKnots());
+}
+
+void AnalysisRun::Stream::takeKnots(std::span<const AngleKnot> knots)
+{
+    axis_.feed(knots);
+    process();
+}
+
+// Takes as many steps of angle to the library as have their samples.
+void AnalysisRun::Stream::process()
+{
+    resampler_.request(axis_.take());
+    const EqualAngleSamples samples = resampler_.take();
+    if (callbacks_.onAngleSignal && !samples.steps.empty()) callbacks_.onAngleSignal(samples);
+    if (settings_.keepAngleSignal) keep(samples);
+    deliver(samples);
+    if (inStretch_) deliverTime();
+    letGo();
+}
+
+// In contiguous blocks a stretch off the speed axis ends the stretch: the library would make up for
+// its blocks, from samples that the ring no longer holds.
+bool AnalysisRun::Stream::isOnAxis(const EqualAngleStep& step) const
+{
+    if (settings_.blockMode != BlockMode::Contiguous) return true;
+    const double last = settings_.minRpm + (settings_.binCount() - 1) * settings_.stepRpm;
+    return step.speedRpm > settings_.minRpm - 1.4 * settings_.stepRpm &&
+           step.speedRpm < last + 1.4 * settings_.stepRpm;
+}
+
+void AnalysisRun::Stream::deliver(const EqualAngleSamples& samples)
+{
+    const std::size_t most = std::max(stepsPerTurn_, orderBlock_ / 4);
+    std::size_t first = 0;
+    std::size_t end = 0;
+    const auto flush = [&] {
+        if (end > first) deliverSlice(samples, first, end - first);
+    };
+    for (; end < samples.steps.size(); ++end) {
+        const EqualAngleStep& step = samples.steps[end];
+        checkReach(step.speedRpm, input_.rateHz, settings_);
+        note(step);
+        const bool onAxis = isOnAxis(step);
+        const bool gone = resampler_.oldest() > rings_.timeWritten();
+        if (inStretch_ && (step.beginsSegment || !onAxis || gone)) {
+            flush();
+            first = end;
+            endStretch();
+        }
+        if (!onAxis) {
+            first = end + 1;
+            continue;
+        }
+        if (!inStretch_) beginStretch(step);
+        if (end - first >= most ||
+            (end > first && step.seconds - samples.steps[first].seconds > kDeliverySeconds)) {
+            flush();
+            first = end;
+        }
+    }
+    flush();
+}
+
+void AnalysisRun::Stream::deliverSlice(const EqualAngleSamples& samples,
+                                       std::size_t first,
+                                       std::size_t count)
+{
+    rings_.writeAngle(samples, first, count);
+    for (const auto& pass : passes_) pass->deliver(count, 0, callbacks_.onResult);
+    stretchSamples_ += count;
+    lastStepSeconds_ = samples.steps[first + count - 1].seconds;
+    deliverTime();
+}
+
+// The library takes a sample once half a time block beyond it is there, and needs no more.
+void AnalysisRun::Stream::deliverTime()
+{
+    const double needed =
+        std::ceil(numberAt(lastStepSeconds_) + 0.5 * static_cast<double>(timeBlock_)) + 2.0;
+    const long long until = std::min(resampler_.written(), static_cast<long long>(needed));
+    while (rings_.timeWritten() < until) {
+        const auto count =
+            std::min(static_cast<std::size_t>(until - rings_.timeWritten()), deliverySamples_);
+        rings_.writeTime(resampler_, count);
+        for (const auto& pass : passes_) pass->deliver(0, count, callbacks_.onResult);
+    }
+}
+
+// The equal-time ring gets what a block round the first step reaches back to.
+void AnalysisRun::Stream::beginStretch(const EqualAngleStep& step)
+{
+    const auto number = std::clamp(static_cast<long long>(std::floor(numberAt(step.seconds))),
+                                   resampler_.oldest(),
+                                   resampler_.written());
+    const long long from =
+        std::max(resampler_.oldest(), number - static_cast<long long>(timeBlock_));
+    rings_.restart(from);
+    rings_.writeTime(resampler_, static_cast<std::size_t>(number - from));
+    for (const auto& pass : passes_) pass->beginStretch(rings_);
+    inStretch_ = true;
+    stretchSamples_ = 0;
+    lastStepSeconds_ = step.seconds;
+}
+
+void AnalysisRun::Stream::endStretch()
+{
+    deliverTime();
+    for (const auto& pass : passes_) pass->endStretch();
+    longestStretch_ = std::max(longestStretch_, stretchSamples_);
+    inStretch_ = false;
+}
+
+// One value of the speed a turn; when there are too many, every other one goes.
+void AnalysisRun::Stream::note(const EqualAngleStep& step)
+{
+    const bool first = shared_.seconds.empty();
+    shared_.lowestRpm = first ? step.speedRpm : std::min(shared_.lowestRpm, step.speedRpm);
+    shared_.highestRpm = std::max(shared_.highestRpm, step.speedRpm);
+    if (step.beginsSegment) stepsToNote_ = 0;
+    if (stepsToNote_-- > 0) return;
+    stepsToNote_ = stepsPerTurn_ * turnsPerNote_ - 1;
+    shared_.seconds.push_back(step.seconds);
+    shared_.speedRpm.push_back(step.speedRpm);
+    if (shared_.seconds.size() < kMostTurns) return;
+    for (std::vector<double>* values : {&shared_.seconds, &shared_.speedRpm}) {
+        for (std::size_t k = 0; 2 * k < values->size(); ++k) (*values)[k] = (*values)[2 * k];
+        values->resize((values->size() + 1) / 2);
+    }
+    turnsPerNote_ *= 2;
+}
+
+void AnalysisRun::Stream::keep(const EqualAngleSamples& samples)
+{
+    EqualAngleSamples& kept = shared_.angleSignal;
+    kept.values.resize(input_.channels);
+    kept.steps.insert(kept.steps.end(), samples.steps.begin(), samples.steps.end());
+    for (std::size_t c = 0; c < input_.channels; ++c)
+        kept.values[c].insert(
+            kept.values[c].end(), samples.values[c].begin(), samples.values[c].end());
+}
+
+// Samples may go that neither a step to come nor the equal-time ring needs.
+void AnalysisRun::Stream::letGo()
+{
+    const double blockSeconds = static_cast<double>(timeBlock_) / input_.rateHz;
+    const double newest =
+        input_.startSeconds + static_cast<double>(resampler_.written()) / input_.rateHz;
+    const double longestWait = std::max(kLongestWaitSeconds, 2.0 * blockSeconds);
+    double next = std::max(axis_.certainSeconds() - blockSeconds, newest - longestWait);
+    if (inStretch_)
+        next = std::max(std::min(next,
+                                 input_.startSeconds +
+                                     static_cast<double>(rings_.timeWritten()) / input_.rateHz),
+                        newest - longestWait);
+    resampler_.keepFrom(next);
+}
+
+std::vector<AnalysisResults> AnalysisRun::Stream::finish()
+{
+    if (tachometer_) {
+        tachometer_->finish();
+        takeTacho();
+    }
+    axis_.endSegment();
+    resampler_.finish();
+    process();
+    if (inStretch_) endStretch();
+    checkLength();
+    std::vector<AnalysisResults> results;
+    for (const auto& pass : passes_) {
+        results.push_back(pass->results());
+        addShared(results.back());
+    }
+    return results;
+}
+
+void AnalysisRun::Stream::addShared(AnalysisResults& results)
+{
+    results.seconds = shared_.seconds;
+    results.speedRpm = shared_.speedRpm;
+    results.lowestRpm = shared_.lowestRpm;
+    results.highestRpm = shared_.highestRpm;
+    results.angleSignal = shared_.angleSignal;
+    results.tachoEvents = shared_.tachoEvents;
+    results.tachoEventCount = shared_.tachoEventCount;
+    results.remarks = shared_.remarks;
+    const std::string rateRemark = rate_.remark();
+    if (!rateRemark.empty()) results.remarks.push_back(rateRemark);
+}
+
+void AnalysisRun::Stream::checkLength() const
+{
+    // A run in contiguous blocks may never have come to its axis.
+    const bool offAxis = settings_.blockMode == BlockMode::Contiguous && !shared_.seconds.empty();
+    if (longestStretch_ <= orderBlock_ && !offAxis) {
+        const double turns =
+            static_cast<double>(longestStretch_) / static_cast<double>(stepsPerTurn_);
+        throw HostError("The recording has " + numberText(turns) +
+                        " revolutions with known angle and complete samples, and a block of order "
+                        "resolution " +
+                        numberText(settings_.orderResolution) + " needs more than " +
+                        numberText(1.0 / settings_.orderResolution) + ".");
+    }
+    const double recordedSeconds = static_cast<double>(resampler_.written()) / input_.rateHz;
+    const double blockSeconds = static_cast<double>(timeBlock_) / input_.rateHz;
+    if (blockSeconds > recordedSeconds)
+        throw HostError("The recording lasts " + numberText(recordedSeconds) +
+                        " s, and a block for the frequency spectra needs " +
+                        numberText(blockSeconds) +
+                        " s: take a coarser order resolution or fewer frequency lines.");
+}
 
 AnalysisRun::AnalysisRun(AnalysisSettings settings) : settings_(std::move(settings))
 {
     settings_.validate();
 }
 
+AnalysisRun::~AnalysisRun() = default;
+AnalysisRun::AnalysisRun(AnalysisRun&&) noexcept = default;
+AnalysisRun& AnalysisRun::operator=(AnalysisRun&&) noexcept = default;
+
 AnalysisResults AnalysisRun::run(std::span<const UniformSignal> signals,
                                  const ShaftAngle& angle,
                                  const Progress& progress) const
 {
-    checkSignals(signals, settings_);
-    const EqualAngleResampler resampler(signals.front().rateHz, 2 * settings_.maxOrder());
-    const EqualAngleAxis axis = resampledAxis(angle, signals.front(), resampler, settings_);
-    checkReach(axis, signals.front().rateHz, settings_);
-    AnalysisSession session(settings_, signals, axis, resampler);
-    session.walk(progress);
-    return session.results();
+    if (settings_.passes == Passes::Apart)
+        throw HostError("Passes apart give two sets of tables, and one was asked for.");
+    return std::move(runPasses(signals, angle.knots(), progress).front());
+}
+
+std::vector<AnalysisResults> AnalysisRun::runPasses(std::span<const UniformSignal> signals,
+                                                    std::span<const AngleKnot> knots,
+                                                    const Progress& progress) const
+{
+    checkSignals(signals);
+    const UniformSignal& first = signals.front();
+    RunInput input;
+    input.rateHz = first.rateHz;
+    input.startSeconds = first.startSeconds;
+    input.channels = signals.size();
+    Stream stream(settings_, input, {});
+
+    // All speeds are known: the sentence names the highest order that the whole run allows.
+    double fastest = 0.0;
+    for (const ShaftAngle& segment : ShaftAngle::segmentsOf(knots)) {
+        for (const EqualAngleStep& step :
+             equalAngleSteps(segment, 16, first.startSeconds, first.endSeconds()))
+            fastest = std::max(fastest, step.speedRpm);
+    }
+    checkReach(fastest * (1.0 - 1e-6), input.rateHz, settings_);
+
+    const auto chunk =
+        static_cast<std::size_t>(std::max(std::ceil(kDeliverySeconds * first.rateHz), 1.0));
+    const std::size_t samples = first.samples.size();
+    auto nextKnot = knots.begin();
+    std::vector<std::span<const double>> parts(signals.size());
+    for (std::size_t done = 0; done < samples;) {
+        const std::size_t count = std::min(chunk, samples - done);
+        for (std::size_t c = 0; c < signals.size(); ++c)
+            parts[c] = std::span(signals[c].samples).subspan(done, count);
+        done += count;
+        const double until = first.startSeconds + static_cast<double>(done) / first.rateHz;
+        const auto end = std::find_if(
+            nextKnot, knots.end(), [&](const AngleKnot& knot) { return knot.seconds > until; });
+        stream.feedKnots({nextKnot, end});
+        nextKnot = end;
+        stream.feed(parts);
+        if (progress) progress(static_cast<double>(done) / static_cast<double>(samples));
+    }
+    stream.feedKnots({nextKnot, knots.end()});
+    return stream.finish();
+}
+
+AnalysisRun::Stream& AnalysisRun::stream()
+{
+    if (!stream_) throw HostError("The run has not been started.");
+    return *stream_;
+}
+
+void AnalysisRun::start(const RunInput& input, RunCallbacks callbacks)
+{
+    stream_.reset();
+    stream_ = std::make_unique<Stream>(settings_, input, std::move(callbacks));
+}
+
+void AnalysisRun::feed(std::span<const std::span<const double>> samples)
+{
+    stream().feed(samples);
+}
+
+void AnalysisRun::feedStamp(double seconds)
+{
+    stream().feedStamp(seconds);
+}
+
+void AnalysisRun::feedTacho(std::span<const double> samples)
+{
+    stream().feedTacho(samples);
+}
+
+void AnalysisRun::feedPulses(std::span<const double> seconds)
+{
+    stream().feedPulses(seconds);
+}
+
+void AnalysisRun::feedSpeed(std::span<const double> seconds, std::span<const double> speedRpm)
+{
+    stream().feedSpeed(seconds, speedRpm);
+}
+
+void AnalysisRun::feedKnots(std::span<const AngleKnot> knots)
+{
+    stream().feedKnots(knots);
+}
+
+std::vector<AnalysisResults> AnalysisRun::finish()
+{
+    std::vector<AnalysisResults> results = stream().finish();
+    stream_.reset();
+    return results;
 }
 
 } // namespace Harmotrack::Host

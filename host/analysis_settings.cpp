@@ -91,6 +91,15 @@ void AnalysisSettings::validate() const
               "order to be extracted",
               static_cast<double>(order),
               "0 to " + numberText(highestOrder) + " are allowed.");
+    if (rowOverlapPercent)
+        check(*rowOverlapPercent >= 0.0 && *rowOverlapPercent <= 99.9,
+              "overlap of the order spectra",
+              *rowOverlapPercent,
+              "0 to 99.9 % are allowed.");
+    if (passes == Passes::Apart &&
+        (direction != Direction::Both || blockMode != BlockMode::AtCrossing))
+        throw HostError("Passes apart need blocks at crossings and both directions: in contiguous "
+                        "blocks the library does not tell the direction.");
     const double cells = static_cast<double>(binCount()) * orderBlockSamples();
     check(cells <= kMostCells,
           "number of cells of the order map",

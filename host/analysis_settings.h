@@ -3,6 +3,7 @@
 #include <harmotrack/harmotrack.h>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace Harmotrack::Host {
@@ -62,6 +63,9 @@ enum class Weighting : std::int32_t {
     DoubleDifferentiate = HARMOTRACK_WEIGHTING_DOUBLE_DIFFERENTIATE
 };
 
+/// Whether run-ups and coast-downs fall into one set of tables or each into its own.
+enum class Passes { Together, Apart };
+
 /// What an AnalysisRun computes. Every field has a default but the speed axis, which belongs to the
 /// machine. The names are those of the library's records; what they do is told there.
 struct AnalysisSettings {
@@ -92,6 +96,18 @@ struct AnalysisSettings {
 
     /// Two signals: also the amplitudes of the two senses of rotation of signal 1 + j signal 2.
     bool twoSided = false;
+
+    /// Apart: results of a rising and of a falling pass, at the cost of two analyzers. `direction`
+    /// is Both then, and blockMode AtCrossing.
+    Passes passes = Passes::Together;
+
+    /// Order spectra of the last block again and again, as the shaft turns on, whatever its speed:
+    /// the share of a block, 0 up to below 100 %, that one has in common with the one before. They
+    /// come by callback alone.
+    std::optional<double> rowOverlapPercent;
+
+    /// Give the signals at equal angles as a result; they grow with the recording.
+    bool keepAngleSignal = false;
 
     /// The library's maxOrder: the equal-angle samples have twice as many to a revolution. It
     /// leaves the resampling the fifth above highestOrder that it needs, and has no prime factor

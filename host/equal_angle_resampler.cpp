@@ -1,98 +1,156 @@
 #include "host/equal_angle_resampler.h"
 
-#include <boost/math/special_functions/bessel.hpp>
-#include <boost/math/special_functions/sinc.hpp>
-
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstddef>
-#include <numbers>
 
 namespace Harmotrack::Host {
 namespace {
 
-// Kaiser's rules for a stop band A dB down: beta = 0.1102 (A - 8.7), and a transition of width D
-// needs a length of (A - 7.95) / (14.36 D). A = 96 and D = c / 5, from 0.9 c to 1.1 c, make 30.7
-// zeros of the sinc on either side.
-constexpr double kKaiserBeta = 9.62;
-constexpr int kZeros = 31;
+// Samples are let go by so many at least: moving those that stay costs more than the memory.
+constexpr long long kForgetAtOnce = 1 << 15;
 
-// Straight lines between values this close err by (π²/3) / (8 · 512²) = 1.6e-6 at most.
-constexpr int kStepsPerZero = 512;
-
-std::vector<double> kernelTable()
-{
-    std::vector<double> table(static_cast<std::size_t>(kZeros * kStepsPerZero) + 2, 0.0);
-    const double scale = 1.0 / boost::math::cyl_bessel_i(0, kKaiserBeta);
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const double z = static_cast<double>(i) / kStepsPerZero;
-        const double share = z / kZeros;
-        if (share >= 1.0) break;
-        table[i] = boost::math::sinc_pi(std::numbers::pi * z) * scale *
-                   boost::math::cyl_bessel_i(0, kKaiserBeta * std::sqrt(1.0 - share * share));
-    }
-    return table;
-}
-
-// Four sums side by side hide the latency of the additions.
-double dot(std::span<const double> weights, const double* x)
-{
-    std::array<double, 4> sums{};
-    std::size_t k = 0;
-    for (; k + sums.size() <= weights.size(); k += sums.size())
-        for (std::size_t lane = 0; lane < sums.size(); ++lane)
-            sums[lane] += weights[k + lane] * x[k + lane];
-    for (; k < weights.size(); ++k) sums[0] += weights[k] * x[k];
-    return (sums[0] + sums[1]) + (sums[2] + sums[3]);
-}
+// How far steps may reach back before the first speed is known.
+constexpr double kUnknownReachSeconds = 10.0;
 
 } // namespace
 
-EqualAngleResampler::EqualAngleResampler(double rateHz, int samplesPerRevolution)
-    : rateHz_(rateHz), samplesPerRevolution_(samplesPerRevolution), kernel_(kernelTable())
+void EqualAngleResampler::Level::forget(long long before)
 {
+    if (before < first + kForgetAtOnce) return;
+    for (std::vector<double>& channel : values)
+        channel.erase(channel.begin(),
+                      channel.begin() + static_cast<std::ptrdiff_t>(before - first));
+    first = before;
 }
 
-double EqualAngleResampler::cutoffHz(double speedRpm) const
+EqualAngleResampler::EqualAngleResampler(double rateHz,
+                                         double startSeconds,
+                                         std::size_t channels,
+                                         int samplesPerRevolution)
+    : kernel_(rateHz, samplesPerRevolution), rateHz_(rateHz), startSeconds_(startSeconds),
+      levels_(EqualAngleKernel::kMostHalvings + 1)
 {
-    return std::min(0.445 * samplesPerRevolution_ * speedRpm / 60.0, 0.5 * rateHz_);
+    for (std::size_t h = 0; h < levels_.size(); ++h) {
+        levels_[h].values.resize(channels);
+        // Sample j of a halved level needs those from 2 j - 11 on.
+        if (h > 0)
+            levels_[h].first = (levels_[h - 1].first + EqualAngleKernel::kHalvingReach + 1) / 2;
+    }
 }
 
-double EqualAngleResampler::halfWidthSeconds(double speedRpm) const
+void EqualAngleResampler::feed(std::span<const std::span<const double>> samples)
 {
-    return kZeros / (2.0 * cutoffHz(speedRpm));
-}
-
-void EqualAngleResampler::resample(std::span<const std::span<const double>> signals,
-                                   double startSeconds,
-                                   std::span<const double> seconds,
-                                   std::span<const double> speedRpm,
-                                   std::span<const std::span<double>> results) const
-{
-    const auto count = static_cast<double>(signals.empty() ? 0 : signals.front().size());
-    std::vector<double> weights;
-    for (std::size_t i = 0; i < seconds.size(); ++i) {
-        const double zerosPerSample = 2.0 * cutoffHz(speedRpm[i]) / rateHz_;
-        const double reach = kZeros / zerosPerSample;
-        const double position = (seconds[i] - startSeconds) * rateHz_;
-        const double first = std::max(std::ceil(position - reach), 0.0);
-        const double last = std::min(std::floor(position + reach), count - 1.0);
-        const std::size_t taps = last < first ? 0 : static_cast<std::size_t>(last - first) + 1;
-
-        weights.resize(taps);
-        const double stepsPerSample = zerosPerSample * kStepsPerZero;
-        const double start = (first - position) * stepsPerSample;
-        for (std::size_t k = 0; k < taps; ++k) {
-            const double at = std::abs(start + static_cast<double>(k) * stepsPerSample);
-            const auto cell = static_cast<std::size_t>(at);
-            const double share = at - static_cast<double>(cell);
-            weights[k] = kernel_[cell] + share * (kernel_[cell + 1] - kernel_[cell]);
+    constexpr long long kReach = EqualAngleKernel::kHalvingReach;
+    Level& source = levels_.front();
+    for (std::size_t c = 0; c < source.values.size(); ++c)
+        source.values[c].insert(source.values[c].end(), samples[c].begin(), samples[c].end());
+    for (std::size_t h = 1; h < levels_.size(); ++h) {
+        const Level& from = levels_[h - 1];
+        Level& to = levels_[h];
+        const long long begin = to.written();
+        const long long end = (from.written() - 1 - kReach) / 2 + 1;
+        if (end <= begin) return;
+        const auto count = static_cast<std::size_t>(end - begin);
+        const auto skip = static_cast<std::size_t>(2 * begin - kReach - from.first);
+        for (std::size_t c = 0; c < to.values.size(); ++c) {
+            to.values[c].resize(to.values[c].size() + count);
+            EqualAngleKernel::halve(std::span(from.values[c]).subspan(skip),
+                                    std::span(to.values[c]).last(count));
         }
-        for (std::size_t s = 0; s < signals.size(); ++s) {
-            const double* x = signals[s].data() + (taps == 0 ? 0 : static_cast<std::size_t>(first));
-            results[s][i] = zerosPerSample * dot(weights, x);
+    }
+}
+
+void EqualAngleResampler::request(std::span<const EqualAngleStep> steps)
+{
+    waiting_.insert(waiting_.end(), steps.begin(), steps.end());
+    if (!steps.empty()) lastSpeedRpm_ = steps.back().speedRpm;
+}
+
+std::span<const double> EqualAngleResampler::samples(std::size_t channel, long long from) const
+{
+    const Level& source = levels_.front();
+    return std::span(source.values[channel]).subspan(static_cast<std::size_t>(from - source.first));
+}
+
+EqualAngleResampler::Place EqualAngleResampler::placeOf(const EqualAngleStep& step)
+{
+    Place place;
+    place.choice = kernel_.choose(step.speedRpm);
+    const double position =
+        std::ldexp((step.seconds - startSeconds_) * rateHz_, -place.choice.halvings);
+    const double before = std::floor(position);
+    place.before = static_cast<long long>(before);
+    place.share = position - before;
+    return place;
+}
+
+bool EqualAngleResampler::isReady(const Place& place) const
+{
+    const auto halvings = static_cast<std::size_t>(place.choice.halvings);
+    return place.before + place.choice.reach < levels_[halvings].written();
+}
+
+bool EqualAngleResampler::isLost(const Place& place) const
+{
+    const auto halvings = static_cast<std::size_t>(place.choice.halvings);
+    return place.before - place.choice.reach + 1 < levels_[halvings].first;
+}
+
+EqualAngleSamples EqualAngleResampler::take()
+{
+    EqualAngleSamples result;
+    result.values.resize(levels_.front().values.size());
+    while (!waiting_.empty()) {
+        EqualAngleStep step = waiting_.front();
+        const Place place = placeOf(step);
+        const bool ready = isReady(place);
+        if (!ready && !finished_) break;
+        waiting_.pop_front();
+        interrupted_ = interrupted_ || step.beginsSegment;
+        if (!ready || isLost(place)) {
+            interrupted_ = true;
+            continue;
         }
+        step.beginsSegment = interrupted_;
+        interrupted_ = false;
+        result.steps.push_back(step);
+        addValues(place, result);
+    }
+    return result;
+}
+
+void EqualAngleResampler::addValues(const Place& place, EqualAngleSamples& to)
+{
+    const Level& level = levels_[static_cast<std::size_t>(place.choice.halvings)];
+    const auto begin =
+        static_cast<std::size_t>(place.before - place.choice.reach + 1 - level.first);
+    for (std::size_t c = 0; c < to.values.size(); ++c)
+        to.values[c].push_back(
+            kernel_.value(place.choice, level.values[c].data() + begin, place.share));
+}
+
+void EqualAngleResampler::finish()
+{
+    finished_ = true;
+}
+
+void EqualAngleResampler::keepFrom(double seconds)
+{
+    // A shaft that slows down needs more of the past for later steps: down to half of its speed.
+    seconds -=
+        lastSpeedRpm_ > 0.0 ? kernel_.halfWidthSeconds(0.5 * lastSpeedRpm_) : kUnknownReachSeconds;
+    const std::size_t stride = waiting_.size() / 64 + 1;
+    for (std::size_t k = 0; k < waiting_.size(); k += stride)
+        seconds = std::min(
+            seconds, waiting_[k].seconds - kernel_.halfWidthSeconds(0.9 * waiting_[k].speedRpm));
+    double number = std::floor((seconds - startSeconds_) * rateHz_) - 1.0;
+    for (Level& level : levels_) {
+        // What the next halving may still need stays in any case.
+        const long long newest = level.written() - 4LL * EqualAngleKernel::kHalvingReach;
+        const auto least = static_cast<double>(level.first);
+        const double most = std::max(least, static_cast<double>(newest));
+        level.forget(static_cast<long long>(std::clamp(std::floor(number), least, most)));
+        number *= 0.5;
     }
 }
 

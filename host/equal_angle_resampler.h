@@ -1,58 +1,105 @@
 #pragma once
 
+#include "host/equal_angle_axis.h"
+#include "host/equal_angle_kernel.h"
+
+#include <cstddef>
+#include <deque>
 #include <span>
 #include <vector>
 
 namespace Harmotrack::Host {
 
-/// Takes samples at equal times to the moments of equal angles, band-limited on both sides.
+/// Samples at equal steps of angle.
+struct EqualAngleSamples {
+    std::vector<EqualAngleStep> steps;       ///< shape (n)
+    std::vector<std::vector<double>> values; ///< shape (channels, n), in the channels' unit
+};
+
+/// Takes channels of samples at equal times to the equal steps of a shaft's angle, as both come.
 ///
-///     y(t) = 2 c / rate  Σ x[k] g(2 c (t - t[k])),   g(z) = sin(πz) / (πz) · Kaiser(z / 31)
-///     c = min(0.445 · samples per revolution · speed / 60, 0.5 · rate)
+/// What the result holds and what it can't hold stands at EqualAngleKernel: with M the Nyquist
+/// order, half the samples per revolution,
 ///
-/// The cut-off c follows the speed, so that nothing folds in the angle domain at low speed, where
-/// the samples of a turn are far apart. The window is Kaiser's for 96 dB with a transition from
-/// 0.9 c to 1.1 c. With M the Nyquist order of the result, half its samples per revolution:
+///     up to 0.8 · M and 0.45 · rate   amplitude within 0.01 dB, phase within 0.2 degrees
+///     from M on, and images           at least 90 dB down, whatever the speed
 ///
-///     up to 0.8 · M and 0.45 · rate   amplitude within 0.001 dB, no delay
-///     from M on, and images           at least 90 dB down
+/// A step comes out once the samples that it needs are there. It is left out, and the next one
+/// begins a segment, if they were never measured: before the first sample, behind the last one, or
+/// where they were let go. What comes out does not depend on how samples and steps were split.
 ///
-/// as long as the speed changes by no more than a few per cent within the kernel, which spans
-/// halfWidthSeconds() to either side. A component that passes through the band between 0.8 · M and
-/// M is let through in part.
-///
-/// The cost is about 69 multiply-adds per source sample or output, whichever are more. Objects are
-/// immutable, and any number of threads may use one; resample() allocates one kernel of weights.
+/// Memory: twice the samples from the oldest step that waits (or keepFrom()) on. One thread at a
+/// time.
 class EqualAngleResampler {
 public:
-    /// @param rateHz                rate of the source, above 0
+    /// @param rateHz                of the channels, above 0
+    /// @param startSeconds          time of the first sample
+    /// @param channels              1 or more
     /// @param samplesPerRevolution  of the result, above 0
-    EqualAngleResampler(double rateHz, int samplesPerRevolution);
+    EqualAngleResampler(double rateHz,
+                        double startSeconds,
+                        std::size_t channels,
+                        int samplesPerRevolution);
 
-    /// The cut-off c at a speed, Hz.
-    [[nodiscard]] double cutoffHz(double speedRpm) const;
+    /// @param samples  one span a channel, of equal length
+    void feed(std::span<const std::span<const double>> samples);
 
-    /// How far the kernel reaches to either side at a speed, seconds. Samples beyond the source's
-    /// ends count as 0, so a host asks only for moments that lie this far inside.
-    [[nodiscard]] double halfWidthSeconds(double speedRpm) const;
+    /// @param steps  in the order of time, also from call to call
+    void request(std::span<const EqualAngleStep> steps);
 
-    /// Value of each signal at each moment.
-    ///
-    /// @param signals       one or more signals of equal length, sampled together
-    /// @param startSeconds  time of their first sample
-    /// @param seconds       shape (n), any order
-    /// @param speedRpm      shape (n), above 0
-    /// @param[out] results  one a signal, shape (n) each
-    void resample(std::span<const std::span<const double>> signals,
-                  double startSeconds,
-                  std::span<const double> seconds,
-                  std::span<const double> speedRpm,
-                  std::span<const std::span<double>> results) const;
+    /// What can be had by now and was not taken yet.
+    EqualAngleSamples take();
+
+    /// No more samples come: steps that still wait for some are given up.
+    void finish();
+
+    /// Steps to come are later than this time, and the caller needs no samples before it: what
+    /// neither they nor steps that wait reach back to may go. Until the first call all are kept.
+    void keepFrom(double seconds);
+
+    /// Number of the next sample, counted from 0.
+    [[nodiscard]] long long written() const { return levels_.front().written(); }
+
+    /// Number of the oldest sample that is kept.
+    [[nodiscard]] long long oldest() const { return levels_.front().first; }
+
+    /// Kept samples of a channel, from number `from` on.
+    [[nodiscard]] std::span<const double> samples(std::size_t channel, long long from) const;
 
 private:
+    // The channels at the source's rate halved a number of times.
+    struct Level {
+        long long first = 0;                     ///< number of the first sample that is kept
+        std::vector<std::vector<double>> values; ///< shape (channels, samples)
+
+        [[nodiscard]] long long written() const
+        {
+            return first + static_cast<long long>(values.front().size());
+        }
+
+        void forget(long long before);
+    };
+
+    // Where a step stands among the samples of its level.
+    struct Place {
+        EqualAngleKernel::Choice choice;
+        long long before = 0; ///< number of the sample before it, or at it
+        double share = 0.0;   ///< how far behind that one, 0 up to below 1
+    };
+
+    [[nodiscard]] Place placeOf(const EqualAngleStep& step);
+    [[nodiscard]] bool isReady(const Place& place) const;
+    [[nodiscard]] bool isLost(const Place& place) const;
+    void addValues(const Place& place, EqualAngleSamples& to);
+
+    EqualAngleKernel kernel_;
     double rateHz_;
-    double samplesPerRevolution_;
-    std::vector<double> kernel_; ///< g at equal steps of z from 0 on
+    double startSeconds_;
+    std::vector<Level> levels_;
+    std::deque<EqualAngleStep> waiting_;
+    double lastSpeedRpm_ = 0.0; ///< of the steps requested
+    bool finished_ = false;
+    bool interrupted_ = false; ///< the next step that comes out begins a segment
 };
 
 } // namespace Harmotrack::Host

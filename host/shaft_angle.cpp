@@ -65,14 +65,15 @@ Values monotoneSlopes(const Values& x, const Values& y)
 } // namespace
 
 struct ShaftAngle::Knots {
-    Knots(Values seconds_, Values turns_, Values slopes)
-        : seconds(std::move(seconds_)), turns(std::move(turns_)),
-          angle(Values(seconds), Values(turns), std::move(slopes))
+    Knots(Values seconds_, Values turns_, Values slopes_)
+        : seconds(std::move(seconds_)), turns(std::move(turns_)), slopes(std::move(slopes_)),
+          angle(Values(seconds), Values(turns), Values(slopes))
     {
     }
 
     Values seconds;
     Values turns;
+    Values slopes;
     cubic_hermite<Values> angle; ///< turns over seconds
 };
 
@@ -125,6 +126,64 @@ ShaftAngle ShaftAngle::fromSpeed(std::span<const double> seconds, std::span<cons
         Values(seconds.begin(), seconds.end()), std::move(turns), std::move(slopes)));
 }
 
+ShaftAngle ShaftAngle::fromKnots(std::span<const AngleKnot> knots)
+{
+    Values seconds;
+    Values turns;
+    Values slopes;
+    bool known = true;
+    for (const AngleKnot& knot : knots) {
+        seconds.push_back(knot.seconds);
+        turns.push_back(knot.turns);
+        slopes.push_back(knot.turnsPerSecond);
+        known = known && !std::isnan(knot.turnsPerSecond);
+        if (knot.turnsPerSecond < 0.0)
+            throw HostError("The speed is " + numberText(60.0 * knot.turnsPerSecond) + " rpm at " +
+                            numberText(knot.seconds) + " s, and it must not be negative.");
+        if (turns.size() > 1 && !(turns.back() > turns[turns.size() - 2]))
+            throw HostError("The angle does not increase at " + numberText(knot.seconds) +
+                            " s: " + numberText(turns.back()) + " turns follow " +
+                            numberText(turns[turns.size() - 2]) + ".");
+    }
+    const std::size_t least = known ? 2 : 4;
+    if (seconds.size() < least)
+        throw HostError("The angle has " + std::to_string(seconds.size()) +
+                        " knots, and at least " + std::to_string(least) + " are needed.");
+    checkIncreasing(seconds, "knot");
+    if (!known) {
+        const Values found = monotoneSlopes(seconds, turns);
+        for (std::size_t k = 0; k < slopes.size(); ++k) {
+            if (std::isnan(slopes[k])) slopes[k] = found[k];
+        }
+    }
+    return ShaftAngle(
+        std::make_shared<const Knots>(std::move(seconds), std::move(turns), std::move(slopes)));
+}
+
+std::vector<ShaftAngle> ShaftAngle::segmentsOf(std::span<const AngleKnot> knots)
+{
+    std::vector<ShaftAngle> segments;
+    std::size_t first = 0;
+    for (std::size_t end = 1; end <= knots.size(); ++end) {
+        if (end < knots.size() && !knots[end].beginsSegment) continue;
+        const auto segment = knots.subspan(first, end - first);
+        const bool known = std::none_of(segment.begin(), segment.end(), [](const AngleKnot& knot) {
+            return std::isnan(knot.turnsPerSecond);
+        });
+        if (segment.size() >= (known ? 2U : 4U)) segments.push_back(fromKnots(segment));
+        first = end;
+    }
+    return segments;
+}
+
+std::vector<AngleKnot> ShaftAngle::knots() const
+{
+    std::vector<AngleKnot> knots;
+    for (std::size_t k = 0; k < knots_->seconds.size(); ++k)
+        knots.push_back({knots_->seconds[k], knots_->turns[k], knots_->slopes[k], k == 0});
+    return knots;
+}
+
 double ShaftAngle::startSeconds() const
 {
     return knots_->seconds.front();
@@ -135,9 +194,19 @@ double ShaftAngle::endSeconds() const
     return knots_->seconds.back();
 }
 
-double ShaftAngle::turns() const
+double ShaftAngle::startTurns() const
+{
+    return knots_->turns.front();
+}
+
+double ShaftAngle::endTurns() const
 {
     return knots_->turns.back();
+}
+
+double ShaftAngle::turns() const
+{
+    return endTurns() - startTurns();
 }
 
 double ShaftAngle::turnsAt(double seconds) const

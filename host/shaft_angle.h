@@ -1,13 +1,16 @@
 #pragma once
 
+#include "host/angle_knot.h"
+
 #include <memory>
 #include <span>
+#include <vector>
 
 namespace Harmotrack::Host {
 
-/// The angle of a shaft over time, counted in turns from its first known moment; strictly
-/// increasing, with the speed as its derivative.
+/// The angle of a shaft over time, in turns; strictly increasing, with the speed as its derivative.
 ///
+/// One object is one segment, without standstill, reversal or gap: segmentsOf() makes one of each.
 /// Between two knots the angle is a cubic of time:
 ///
 ///   from pulses  the piecewise cubic Hermite interpolant of Fritsch and Carlson (1980) with the
@@ -37,9 +40,25 @@ public:
     /// @throws HostError  an argument breaks these rules; the sentence names time and value
     static ShaftAngle fromSpeed(std::span<const double> seconds, std::span<const double> speedRpm);
 
+    /// From the knots of one segment, as Tachometer and SpeedProfile make them. A knot without a
+    /// speed gets it from its neighbours, as in fromPulses().
+    ///
+    /// @param knots      shape (n), n at least 2, at least 4 if one has no speed; times and turns
+    ///                   strictly increasing, speeds not negative
+    /// @throws HostError they break these rules
+    static ShaftAngle fromKnots(std::span<const AngleKnot> knots);
+
+    /// The same for knots of any number of segments; those with too few knots are left out.
+    static std::vector<ShaftAngle> segmentsOf(std::span<const AngleKnot> knots);
+
+    /// The knots, each with its speed; the first one begins a segment.
+    [[nodiscard]] std::vector<AngleKnot> knots() const;
+
     [[nodiscard]] double startSeconds() const; ///< first moment of known angle
     [[nodiscard]] double endSeconds() const;   ///< last moment of known angle
-    [[nodiscard]] double turns() const;        ///< angle at the end; it is 0 at the start
+    [[nodiscard]] double startTurns() const;   ///< angle at the start; 0 but for fromKnots()
+    [[nodiscard]] double endTurns() const;     ///< angle at the end
+    [[nodiscard]] double turns() const;        ///< from start to end
 
     /// Angle at a time of startSeconds() .. endSeconds(), turns. Times outside count as the nearest
     /// end.
@@ -48,8 +67,8 @@ public:
     /// Speed at a time, the derivative of the angle; times outside count as the nearest end.
     [[nodiscard]] double speedRpmAt(double seconds) const;
 
-    /// The moment of an angle of 0 .. turns(), seconds: the inverse of turnsAt(), by Newton steps
-    /// inside the bracket of its two knots. Angles outside count as the nearest end.
+    /// The moment of an angle of startTurns() .. endTurns(), seconds: the inverse of turnsAt(), by
+    /// Newton steps inside the bracket of its two knots. Angles outside count as the nearest end.
     [[nodiscard]] double secondsAt(double turns) const;
 
 private:

@@ -2,140 +2,209 @@
 
 #include "host/host_error.h"
 
-#include <boost/math/interpolators/barycentric_rational.hpp>
-#include <boost/math/tools/roots.hpp>
-
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstddef>
-#include <cstdint>
+#include <limits>
 #include <utility>
 
 namespace Harmotrack::Host {
 namespace {
 
-struct Levels {
-    double low = 0.0;
-    double high = 0.0;
-};
+constexpr std::size_t kSharesToLearn = 32;
 
-// The lower quartile of the minima of 16 stretches and the upper quartile of their maxima: a spike
-// or a stretch without pulses does not move them.
-Levels typicalLevels(std::span<const double> samples)
+double medianOf(std::vector<double> values)
 {
-    constexpr std::size_t kStretches = 16;
-    const std::size_t stretches = std::min(kStretches, samples.size());
-    std::vector<double> lows;
-    std::vector<double> highs;
-    for (std::size_t i = 0; i < stretches; ++i) {
-        const std::size_t first = samples.size() * i / stretches;
-        const std::size_t last = samples.size() * (i + 1) / stretches;
-        const auto stretch = samples.subspan(first, last - first);
-        const auto [low, high] = std::minmax_element(stretch.begin(), stretch.end());
-        lows.push_back(*low);
-        highs.push_back(*high);
-    }
-    std::sort(lows.begin(), lows.end());
-    std::sort(highs.begin(), highs.end());
-    return {lows[lows.size() / 4], highs[highs.size() - 1 - highs.size() / 4]};
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
-// The instant, in samples, at which the signal passes the level between sample `before` and the
-// next one, which lie on either side of it.
-double crossingPosition(std::span<const double> samples, std::size_t before, double level)
+template <typename Value>
+void append(std::vector<Value>& to, std::vector<Value> values)
 {
-    constexpr std::size_t kPoints = 6;
-    const double below = samples[before] - level;
-    const double above = samples[before + 1] - level;
-    if (below == 0.0) return static_cast<double>(before);
-    if (above == 0.0) return static_cast<double>(before + 1);
-    if (samples.size() < kPoints) return static_cast<double>(before) + below / (below - above);
-
-    const std::size_t first =
-        std::min(before - std::min<std::size_t>(before, kPoints / 2 - 1), samples.size() - kPoints);
-    const auto origin = static_cast<double>(first);
-    std::array<double, kPoints> x{};
-    std::array<double, kPoints> y{};
-    for (std::size_t i = 0; i < kPoints; ++i) {
-        x[i] = static_cast<double>(i);
-        y[i] = samples[first + i] - level;
-    }
-    const boost::math::barycentric_rational<double> polynomial(
-        x.data(), y.data(), kPoints, kPoints - 1);
-    const double from = static_cast<double>(before) - origin;
-    std::uintmax_t iterations = 60;
-    const auto [left, right] =
-        boost::math::tools::toms748_solve([&](double position) { return polynomial(position); },
-                                          from,
-                                          from + 1.0,
-                                          below,
-                                          above,
-                                          boost::math::tools::eps_tolerance<double>(40),
-                                          iterations);
-    return origin + 0.5 * (left + right);
+    to.insert(to.end(), values.begin(), values.end());
 }
 
 } // namespace
 
-Tachometer::Tachometer(TachometerSettings settings) : settings_(std::move(settings))
+Tachometer::Tachometer(TachometerSettings settings)
+    : settings_(std::move(settings)), follower_(settings_),
+      releasedUntil_(-std::numeric_limits<double>::infinity())
 {
-    if (!(settings_.hysteresisPercent >= 0.0 && settings_.hysteresisPercent <= 45.0))
-        throw HostError("The tacho hysteresis is " + numberText(settings_.hysteresisPercent) +
-                        " %, and 0 to 45 % of the pulses' height are allowed.");
-    if (settings_.level && !std::isfinite(*settings_.level))
-        throw HostError("The tacho level is " + numberText(*settings_.level) +
-                        ", and it must be a finite number.");
+}
+
+TachoReading Tachometer::read(const UniformSignal& channel) const
+{
+    Tachometer fresh(settings_);
+    fresh.start(channel.rateHz, channel.startSeconds);
+    fresh.feed(channel.samples);
+    return fresh.reading();
+}
+
+TachoReading Tachometer::readPulses(std::span<const double> seconds) const
+{
+    std::vector<PulseEdge> edges;
+    edges.reserve(seconds.size());
+    for (const double time : seconds) edges.push_back({time, true});
+    return readEdges(edges);
+}
+
+TachoReading Tachometer::readEdges(std::span<const PulseEdge> edges) const
+{
+    Tachometer fresh(settings_);
+    fresh.feedEdges(edges);
+    return fresh.reading();
+}
+
+TachoReading Tachometer::reading()
+{
+    finish();
+    return {takeKnots(), takeEvents(), pulses_};
 }
 
 std::vector<double> Tachometer::pulseTimes(const UniformSignal& channel) const
 {
-    std::span<const double> samples = channel.samples;
-    const auto bad = std::find_if(
-        samples.begin(), samples.end(), [](double value) { return !std::isfinite(value); });
-    if (bad != samples.end())
-        throw HostError(settings_.name + " holds a value that is not a finite number at " +
-                        numberText(channel.startSeconds +
-                                   static_cast<double>(bad - samples.begin()) / channel.rateHz) +
-                        " s.");
-    if (samples.empty()) throw HostError(settings_.name + " has no samples.");
-
-    // A falling flank is a rising one of the signal upside down.
-    std::vector<double> mirrored;
-    if (settings_.edge == Edge::Falling) {
-        mirrored.resize(samples.size());
-        std::transform(samples.begin(), samples.end(), mirrored.begin(), std::negate<>());
-        samples = mirrored;
-    }
-    const Levels levels = typicalLevels(samples);
-    const double height = levels.high - levels.low;
-    const double sign = settings_.edge == Edge::Falling ? -1.0 : 1.0;
-    const double level =
-        settings_.level ? sign * *settings_.level : 0.5 * (levels.low + levels.high);
-    const double margin = settings_.hysteresisPercent / 100.0 * height;
-
+    PulseDetector detector(settings_, channel.rateHz, channel.startSeconds);
+    std::vector<PulseEdge> edges = detector.feed(channel.samples);
+    append(edges, detector.finish());
+    if (edges.empty()) throw HostError(detector.noPulsesText());
     std::vector<double> times;
-    bool armed = false;
-    std::size_t crossing = 0;
-    for (std::size_t i = 0; i < samples.size() && height > 0.0; ++i) {
-        if (samples[i] < level - margin || (margin == 0.0 && samples[i] < level)) armed = true;
-        if (i == 0 || !armed) continue;
-        if (samples[i - 1] < level && samples[i] >= level) crossing = i - 1;
-        if (samples[i] >= level + margin) {
-            times.push_back(channel.startSeconds +
-                            crossingPosition(samples, crossing, level) / channel.rateHz);
-            armed = false;
-        }
-    }
-    if (times.empty()) {
-        const auto [low, high] =
-            std::minmax_element(channel.samples.begin(), channel.samples.end());
-        throw HostError(settings_.name + " shows no pulses: its values stay between " +
-                        numberText(*low) + " and " + numberText(*high) + ", and a pulse crosses " +
-                        numberText(sign * level) + " by " + numberText(margin) +
-                        " on either side.");
+    for (const PulseEdge& edge : edges) {
+        if (times.empty() || edge.seconds > times.back()) times.push_back(edge.seconds);
     }
     return times;
+}
+
+void Tachometer::start(double rateHz, double startSeconds)
+{
+    detector_.emplace(settings_, rateHz, startSeconds);
+}
+
+void Tachometer::feed(std::span<const double> samples)
+{
+    for (const PulseEdge& edge : detector_.value().feed(samples)) release(edge);
+    takeFollowed();
+}
+
+void Tachometer::feedEdges(std::span<const PulseEdge> edges)
+{
+    for (const PulseEdge& edge : edges) {
+        if (!std::isfinite(edge.seconds))
+            throw HostError(settings_.name + " has a pulse whose time is not a finite number.");
+    }
+    for (const PulseEdge& edge : edges) sortIn(edge);
+    takeFollowed();
+}
+
+void Tachometer::finish()
+{
+    if (detector_) {
+        for (const PulseEdge& edge : detector_->finish()) release(edge);
+    }
+    for (const PulseEdge& edge : std::exchange(sorting_, {})) release(edge);
+    if (pulses_ == 0)
+        throw HostError(detector_ ? detector_->noPulsesText() : settings_.name + " has no pulses.");
+    follower_.finish();
+    takeFollowed();
+    learnShare();
+    passOn(waiting_.size());
+}
+
+void Tachometer::sortIn(const PulseEdge& edge)
+{
+    const auto place = std::upper_bound(
+        sorting_.begin(), sorting_.end(), edge, [](const PulseEdge& a, const PulseEdge& b) {
+            return a.seconds < b.seconds;
+        });
+    sorting_.insert(place, edge);
+    if (sorting_.size() <= static_cast<std::size_t>(settings_.disorder)) return;
+    release(sorting_.front());
+    sorting_.erase(sorting_.begin());
+}
+
+void Tachometer::release(const PulseEdge& edge)
+{
+    ++pulses_;
+    if (edge.seconds <= releasedUntil_) {
+        events_.push_back({edge.seconds, edge.seconds, TachoEvent::Kind::OutOfOrder, 1});
+        return;
+    }
+    releasedUntil_ = edge.seconds;
+    if (settings_.edge == Edge::Both && !edge.rising) {
+        falls_.push_back(edge.seconds);
+    } else {
+        follower_.feed({&edge.seconds, 1});
+    }
+}
+
+void Tachometer::takeFollowed()
+{
+    append(events_, follower_.takeEvents());
+    std::vector<AngleKnot> knots = follower_.takeKnots();
+    if (settings_.edge != Edge::Both) {
+        append(knots_, std::move(knots));
+        return;
+    }
+    for (const AngleKnot& knot : knots) {
+        if (!waiting_.empty()) addFalls(knot);
+        waiting_.push_back({knot, {}});
+    }
+    if (share_ && !waiting_.empty()) passOn(waiting_.size() - 1);
+}
+
+// Gives the newest pulse its falling flank, if there is just one before the next knot, and no tooth
+// is missing between. An even change of speed bends the share seen from this pulse's rise one way
+// and that seen from the next pulse's rise the other way: their mean is straight.
+void Tachometer::addFalls(const AngleKnot& next)
+{
+    Pulse& pulse = waiting_.back();
+    const auto from = std::upper_bound(falls_.begin(), falls_.end(), pulse.rise.seconds);
+    const auto to = std::lower_bound(from, falls_.end(), next.seconds);
+    const double pitch = settings_.gearRatio / settings_.pulsesPerRevolution;
+    const bool neighbours =
+        !next.beginsSegment && next.turns - pulse.rise.turns < 1.5 * pitch && to - from == 1;
+    if (neighbours) pulse.fallSeconds = *from;
+    falls_.erase(falls_.begin(), to);
+    if (!neighbours || share_ || waiting_.size() < 2) return;
+
+    const Pulse& before = waiting_[waiting_.size() - 2];
+    if (pulse.rise.beginsSegment || !before.fallSeconds) return;
+    const double rise = pulse.rise.seconds;
+    const double fall = *before.fallSeconds;
+    const double fromRises = (fall - before.rise.seconds) / (rise - before.rise.seconds);
+    const double fromFalls = 1.0 - (rise - fall) / (*pulse.fallSeconds - fall);
+    shares_.push_back(0.5 * (fromRises + fromFalls));
+    if (shares_.size() == kSharesToLearn) learnShare();
+}
+
+void Tachometer::learnShare()
+{
+    if (!share_ && !shares_.empty()) share_ = medianOf(std::exchange(shares_, {}));
+}
+
+void Tachometer::passOn(std::size_t pulses)
+{
+    const double pitch = settings_.gearRatio / settings_.pulsesPerRevolution;
+    for (std::size_t i = 0; i < pulses; ++i) {
+        const Pulse& pulse = waiting_[i];
+        knots_.push_back(pulse.rise);
+        if (!pulse.fallSeconds || !share_) continue;
+        AngleKnot fall;
+        fall.seconds = *pulse.fallSeconds;
+        fall.turns = pulse.rise.turns + *share_ * pitch;
+        knots_.push_back(fall);
+    }
+    waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(pulses));
+}
+
+std::vector<AngleKnot> Tachometer::takeKnots()
+{
+    return std::exchange(knots_, {});
+}
+
+std::vector<TachoEvent> Tachometer::takeEvents()
+{
+    return std::exchange(events_, {});
 }
 
 } // namespace Harmotrack::Host

@@ -1,48 +1,110 @@
 #pragma once
 
+#include "host/angle_knot.h"
+#include "host/pulse_detector.h"
+#include "host/pulse_follower.h"
+#include "host/tacho_event.h"
+#include "host/tacho_settings.h"
+#include "host/uniform_signal.h"
+
+#include <cstddef>
 #include <optional>
 #include <span>
-#include <string>
 #include <vector>
-
-#include "host/uniform_signal.h"
 
 namespace Harmotrack::Host {
 
-/// Which flank of a tacho pulse counts.
-enum class Edge { Rising, Falling };
-
-/// How the pulses of an analogue tacho channel are read.
-struct TachometerSettings {
-    /// Level whose crossing is the pulse, in the channel's unit. By default half the pulses'
-    /// height: midway between the low and the high level that most of the recording reaches.
-    std::optional<double> level;
-    /// How far beyond the level, per cent of the pulses' height, the signal must go on either side
-    /// for a crossing to count: 0 up to 45. Noise smaller than that makes no pulses.
-    double hysteresisPercent = 15.0;
-    Edge edge = Edge::Rising;
-    /// What errors call the channel.
-    std::string name = "The tacho channel";
+/// What a tachometer read from a whole channel or from all pulses.
+struct TachoReading {
+    std::vector<AngleKnot> knots;   ///< in the order of time
+    std::vector<TachoEvent> events; ///< what was mended or dropped, in the order it was found
+    std::size_t pulses = 0;         ///< that were seen, good and bad
 };
 
-/// Reads the times of the pulses from an analogue tacho channel.
+/// From an analogue tacho channel, or from the times of pulses, to moments of known angle.
 ///
-/// A pulse is a crossing of the level on the chosen flank, and it counts once the signal has gone
-/// on beyond the hysteresis, from beyond it on the other side. Its time is that of the last
-/// crossing of the level before that, between two samples: a polynomial of fifth degree through the
-/// six samples round it is solved for the level. On a band-limited flank the error is far below a
-/// hundredth of a sample, where a straight line errs by several.
+///     channel -> PulseDetector -> flanks -> (sorted) -> PulseFollower -> knots
+///     pulse times -------------------------^
+///
+/// Both ways take any number of calls with any number of values, and what comes out does not depend
+/// on how they were split. Pulse times may come out of order (disorder). With Edge::Both a falling
+/// flank is a knot too: it stands where the falling flanks stand on the average between two rising
+/// ones, learned from the first 32 pulses, and a rising flank stays the mark.
+///
+/// Memory does not grow with time, but for what was not taken yet. One thread at a time.
 class Tachometer {
 public:
-    /// @throws HostError  the hysteresis is out of range, or the level not finite
+    /// @throws HostError  the settings are out of range
     explicit Tachometer(TachometerSettings settings = {});
 
-    /// Times of the pulses, seconds, strictly increasing; at least one.
+    /// Reads a whole channel.
     /// @throws HostError  the channel shows no pulses, or a sample is not finite
+    [[nodiscard]] TachoReading read(const UniformSignal& channel) const;
+
+    /// Reads the times of pulses, all rising (all falling) flanks.
+    /// @throws HostError  there are none, or one is not finite
+    [[nodiscard]] TachoReading readPulses(std::span<const double> seconds) const;
+
+    /// Reads flanks of both kinds (Edge::Both), or those of one kind.
+    [[nodiscard]] TachoReading readEdges(std::span<const PulseEdge> edges) const;
+
+    /// Times of the channel's pulses as they stand there, before anything is mended: seconds,
+    /// strictly increasing, at least one.
+    /// @throws HostError  as read()
     [[nodiscard]] std::vector<double> pulseTimes(const UniformSignal& channel) const;
 
+    // The same in pieces. Either start() and feed() with samples, or feedEdges(); then finish().
+
+    /// Begins with a channel. @throws HostError  the rate is not above 0
+    void start(double rateHz, double startSeconds);
+
+    /// Takes samples of the channel. @throws HostError  one is not finite; nothing is taken
+    void feed(std::span<const double> samples);
+
+    /// Takes flanks. @throws HostError  a time is not finite; nothing is taken
+    void feedEdges(std::span<const PulseEdge> edges);
+
+    /// No more comes. @throws HostError  there were no pulses at all
+    void finish();
+
+    std::vector<AngleKnot> takeKnots();   ///< those that are certain and were not taken yet
+    std::vector<TachoEvent> takeEvents(); ///< likewise
+
+    [[nodiscard]] std::size_t pulses() const { return pulses_; } ///< seen so far
+
+    [[nodiscard]] const TachometerSettings& settings() const { return settings_; }
+
 private:
+    // A rising flank that is a knot, and the only falling one before the next knot.
+    struct Pulse {
+        AngleKnot rise;
+        std::optional<double> fallSeconds;
+    };
+
+    void sortIn(const PulseEdge& edge);
+    void release(const PulseEdge& edge);
+    void takeFollowed();
+    void addFalls(const AngleKnot& next);
+    void learnShare();
+    void passOn(std::size_t pulses);
+    [[nodiscard]] TachoReading reading();
+
     TachometerSettings settings_;
+    std::optional<PulseDetector> detector_;
+    PulseFollower follower_;
+    std::size_t pulses_ = 0;
+
+    std::vector<PulseEdge> sorting_; ///< the newest ones, in the order of time
+    double releasedUntil_;
+
+    // Edge::Both
+    std::vector<double> falls_;   ///< not yet between two knots
+    std::vector<Pulse> waiting_;  ///< the last one's fall is still to come
+    std::vector<double> shares_;  ///< where falling flanks stood between rising ones, 0 to 1
+    std::optional<double> share_; ///< learned
+
+    std::vector<AngleKnot> knots_;
+    std::vector<TachoEvent> events_;
 };
 
 } // namespace Harmotrack::Host

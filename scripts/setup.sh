@@ -8,11 +8,15 @@ run_packages=(
     libfftw3-dev libfftw3-double3 libeigen3-dev
     libboost-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev
     gnuplot-nox
+    python3-dev python3-venv
 )
+
+# To draw a report as a reader sees it.
+browser_packages=(chromium fonts-dejavu-core)
 
 # To test and check them.
 check_packages=(
-    "${run_packages[@]}"
+    "${run_packages[@]}" "${browser_packages[@]}"
     ccache clang-14 clang-format-14 clang-tidy-14 python3 binutils
     libgtest-dev libgmock-dev libbenchmark-dev doxygen
 )

@@ -20,13 +20,14 @@ ShaftAngle angleOf(const SimulatedShaft& shaft, double seconds)
 TEST(EqualAngleAxis, StepsOfAngleComeAtTheMomentsOfTheRunUp)
 {
     const SimulatedShaft shaft;
-    const EqualAngleAxis axis = equalAngleAxis(angleOf(shaft, 10.0), 100, 0.0, 10.0);
-    ASSERT_EQ(axis.firstStep, 50);
-    ASSERT_EQ(axis.size(), 24901U); // 250 turns, half a turn less at either end
-    for (std::size_t k = 0; k < axis.size(); ++k) {
+    const auto steps = equalAngleSteps(angleOf(shaft, 10.0), 100, 0.0, 10.0);
+    ASSERT_EQ(steps.size(), 24901U); // 250 turns, half a turn less at either end
+    EXPECT_TRUE(steps[0].beginsSegment);
+    for (std::size_t k = 0; k < steps.size(); ++k) {
         const double turns = static_cast<double>(k + 50) / 100.0;
-        EXPECT_NEAR(axis.seconds[k], shaft.secondsAt(turns), 1e-12);
-        EXPECT_NEAR(axis.angleDegrees(k), 360.0 * (turns - std::floor(turns + 1e-9)), 1e-6);
+        ASSERT_EQ(steps[k].number, static_cast<long long>(k) + 50);
+        EXPECT_NEAR(steps[k].seconds, shaft.secondsAt(turns), 1e-12);
+        EXPECT_NEAR(steps[k].angleDegrees(100), 360.0 * (turns - std::floor(turns + 1e-9)), 1e-6);
     }
 }
 
@@ -35,9 +36,8 @@ TEST(EqualAngleAxis, StepsOfAngleComeAtTheMomentsOfTheRunUp)
 TEST(EqualAngleAxis, SpeedOfARunUpIsThatOfTheMoment)
 {
     const SimulatedShaft shaft;
-    const EqualAngleAxis axis = equalAngleAxis(angleOf(shaft, 10.0), 100, 0.0, 10.0);
-    for (std::size_t k = 0; k < axis.size(); ++k)
-        EXPECT_NEAR(axis.speedRpm[k] / shaft.rpmAt(axis.seconds[k]), 1.0, 1.2e-4);
+    for (const EqualAngleStep& step : equalAngleSteps(angleOf(shaft, 10.0), 100, 0.0, 10.0))
+        EXPECT_NEAR(step.speedRpm / shaft.rpmAt(step.seconds), 1.0, 1.2e-4);
 }
 
 // A joint that makes the shaft run unevenly twice a turn: its speed swings by 10 %, and the speed
@@ -51,20 +51,68 @@ TEST(EqualAngleAxis, UnevennessWithinATurnDoesNotMoveTheSpeed)
         speeds.push_back(1500.0 *
                          (1.0 + 0.1 * std::sin(2.0 * std::numbers::pi * 50.0 * seconds.back())));
     }
-    const EqualAngleAxis axis =
-        equalAngleAxis(ShaftAngle::fromSpeed(seconds, speeds), 100, 0.0, 2.0);
-    for (const double speed : axis.speedRpm) EXPECT_NEAR(speed, 1500.0, 0.01);
+    for (const EqualAngleStep& step :
+         equalAngleSteps(ShaftAngle::fromSpeed(seconds, speeds), 100, 0.0, 2.0))
+        EXPECT_NEAR(step.speedRpm, 1500.0, 0.01);
 }
 
 TEST(EqualAngleAxis, SpanOfTimeCutsIt)
 {
-    const EqualAngleAxis axis = equalAngleAxis(angleOf({600.0, 0.0}, 10.0), 10, 2.0, 3.0);
-    ASSERT_FALSE(axis.seconds.empty());
-    EXPECT_GE(axis.seconds.front(), 2.0);
-    EXPECT_LE(axis.seconds.back(), 3.0);
-    EXPECT_NEAR(
-        axis.seconds.back() - axis.seconds.front(), 1.0, 0.021); // less a step at either end
-    EXPECT_TRUE(equalAngleAxis(angleOf({600.0, 0.0}, 10.0), 10, 20.0, 30.0).seconds.empty());
+    const auto steps = equalAngleSteps(angleOf({600.0, 0.0}, 10.0), 10, 2.0, 3.0);
+    ASSERT_FALSE(steps.empty());
+    EXPECT_GE(steps.front().seconds, 2.0);
+    EXPECT_LE(steps.back().seconds, 3.0);
+    EXPECT_NEAR(steps.back().seconds - steps.front().seconds, 1.0, 0.021); // less a step at an end
+    EXPECT_TRUE(equalAngleSteps(angleOf({600.0, 0.0}, 10.0), 10, 20.0, 30.0).empty());
+}
+
+// Knots one by one, by sevens, and all at once: the same steps to the last bit, from pulses, whose
+// speeds the neighbours give, as from speeds.
+TEST(EqualAngleAxis, PiecesOfAnySizeGiveTheSameBits)
+{
+    const SimulatedShaft shaft;
+    std::vector<AngleKnot> knots;
+    for (int k = 0; k < 900; ++k)
+        knots.push_back({shaft.secondsAt(k / 3.0), k / 3.0, std::nan(""), k == 0 || k == 500});
+    EqualAngleAxis whole(64);
+    whole.feed(knots);
+    whole.endSegment();
+    const auto expected = whole.take();
+    ASSERT_GT(expected.size(), 64U * 295U);
+    for (const std::size_t size : {1U, 7U, 300U}) {
+        EqualAngleAxis axis(64);
+        std::vector<EqualAngleStep> steps;
+        for (std::size_t k = 0; k < knots.size(); k += size) {
+            axis.feed(std::span(knots).subspan(k, std::min(size, knots.size() - k)));
+            for (const EqualAngleStep& step : axis.take()) steps.push_back(step);
+        }
+        axis.endSegment();
+        for (const EqualAngleStep& step : axis.take()) steps.push_back(step);
+        ASSERT_EQ(steps.size(), expected.size());
+        for (std::size_t k = 0; k < steps.size(); ++k) {
+            ASSERT_EQ(steps[k].number, expected[k].number);
+            ASSERT_EQ(steps[k].seconds, expected[k].seconds);
+            ASSERT_EQ(steps[k].speedRpm, expected[k].speedRpm);
+            ASSERT_EQ(steps[k].beginsSegment, expected[k].beginsSegment);
+        }
+    }
+}
+
+// Steps of a segment stay half a turn inside it, and the angle is that of its own knots.
+TEST(EqualAngleAxis, SegmentsStandEachForItself)
+{
+    EqualAngleAxis axis(8);
+    std::vector<AngleKnot> knots;
+    for (int k = 0; k <= 10; ++k) knots.push_back({k * 0.1, double(k), 10.0, k == 0});
+    for (int k = 0; k <= 10; ++k) knots.push_back({5.0 + k * 0.1, 0.25 + k, 10.0, k == 0});
+    axis.feed(knots);
+    axis.endSegment();
+    const auto steps = axis.take();
+    ASSERT_EQ(steps.size(), 73U + 73U);
+    EXPECT_TRUE(steps[73].beginsSegment);
+    EXPECT_EQ(steps[73].number, 6); // 0.25 turns and half a turn
+    EXPECT_NEAR(steps[73].seconds, 5.05, 1e-12);
+    EXPECT_NEAR(steps.back().seconds, 5.95, 1e-12);
 }
 
 } // namespace

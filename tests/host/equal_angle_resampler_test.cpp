@@ -1,6 +1,5 @@
 #include "host/equal_angle_resampler.h"
 
-#include "host/equal_angle_axis.h"
 #include "simulated_shaft.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +9,8 @@
 #include <complex>
 #include <cstddef>
 #include <numbers>
+#include <random>
+#include <span>
 #include <vector>
 
 namespace Harmotrack::Host {
@@ -19,39 +20,41 @@ constexpr double kRate = 25600.0;
 constexpr int kMaxOrder = 50;
 constexpr double kPi = std::numbers::pi;
 
+EqualAngleSamples resampled(const UniformSignal& signal,
+                            std::span<const EqualAngleStep> steps,
+                            int samplesPerRevolution)
+{
+    EqualAngleResampler resampler(signal.rateHz, signal.startSeconds, 1, samplesPerRevolution);
+    const std::span<const double> samples = signal.samples;
+    resampler.feed({&samples, 1});
+    resampler.request(steps);
+    return resampler.take();
+}
+
 // A run-up of 1:10 in speed, 600 to 6000 rpm in 30 s, and its exact moments of equal angle.
 struct RunUp {
     RunUp()
     {
-        const EqualAngleResampler resampler(kRate, 2 * kMaxOrder);
-        for (std::size_t k = 0;; ++k) {
+        for (long long k = 0;; ++k) {
             const double t = shaft.secondsAt(static_cast<double>(k) / (2.0 * kMaxOrder));
-            const double reach = resampler.halfWidthSeconds(shaft.rpmAt(t));
-            if (t + reach > 30.0) break;
-            if (t < reach) continue;
-            turns.push_back(static_cast<double>(k) / (2.0 * kMaxOrder));
-            seconds.push_back(t);
-            speedRpm.push_back(shaft.rpmAt(t));
+            if (t > 30.0) break;
+            steps.push_back({k, t, shaft.rpmAt(t), k == 0});
         }
     }
 
     // The component cos(order * angle) of the machine, taken to equal angles.
-    [[nodiscard]] std::vector<double> resampled(double order) const
+    [[nodiscard]] EqualAngleSamples component(double order) const
     {
-        const UniformSignal signal = sampled(
-            kRate, 30.0, [&](double t) { return std::cos(2.0 * kPi * order * shaft.turnsAt(t)); });
-        std::vector<double> result(seconds.size());
-        const std::span<const double> source = signal.samples;
-        const std::span<double> target = result;
-        EqualAngleResampler(kRate, 2 * kMaxOrder)
-            .resample({&source, 1}, 0.0, seconds, speedRpm, {&target, 1});
-        return result;
+        return resampled(
+            sampled(kRate,
+                    30.0,
+                    [&](double t) { return std::cos(2.0 * kPi * order * shaft.turnsAt(t)); }),
+            steps,
+            2 * kMaxOrder);
     }
 
     SimulatedShaft shaft;
-    std::vector<double> turns;
-    std::vector<double> seconds;
-    std::vector<double> speedRpm;
+    std::vector<EqualAngleStep> steps;
 };
 
 const RunUp& runUp()
@@ -66,14 +69,18 @@ class PassedOrder : public testing::TestWithParam<double> {};
 TEST_P(PassedOrder, KeepsAmplitudeAndPhaseAtAnySpeed)
 {
     const double order = GetParam();
-    const std::vector<double> result = runUp().resampled(order);
+    const EqualAngleSamples result = runUp().component(order);
     constexpr std::size_t kBlock = std::size_t{20} * kMaxOrder;
-    for (std::size_t first = 0; first + kBlock <= result.size(); first += kBlock) {
+    ASSERT_GT(result.steps.size(), runUp().steps.size() - 100);
+    for (std::size_t first = 0; first + kBlock <= result.steps.size(); first += kBlock) {
         std::complex<double> value = 0.0;
-        for (std::size_t k = first; k < first + kBlock; ++k)
-            value += result[k] * std::polar(2.0 / kBlock, -2.0 * kPi * order * runUp().turns[k]);
-        ASSERT_NEAR(std::abs(value), 1.0, 1.15e-3) << runUp().speedRpm[first] << " rpm";
-        ASSERT_NEAR(std::arg(value) * 180.0 / kPi, 0.0, 0.2) << runUp().speedRpm[first] << " rpm";
+        for (std::size_t k = first; k < first + kBlock; ++k) {
+            const double turns = static_cast<double>(result.steps[k].number) / (2.0 * kMaxOrder);
+            value += result.values[0][k] * std::polar(2.0 / kBlock, -2.0 * kPi * order * turns);
+        }
+        const double rpm = result.steps[first].speedRpm;
+        ASSERT_NEAR(std::abs(value), 1.0, 1.15e-3) << rpm << " rpm";
+        ASSERT_NEAR(std::arg(value) * 180.0 / kPi, 0.0, 0.2) << rpm << " rpm";
     }
 }
 
@@ -86,9 +93,9 @@ class StoppedOrder : public testing::TestWithParam<double> {};
 // Without the cut-off that follows the speed, each would fold to a lower order at full amplitude.
 TEST_P(StoppedOrder, ArrivesNinetyDecibelsDownAtAnySpeed)
 {
-    const std::vector<double> result = runUp().resampled(GetParam());
-    for (std::size_t k = 0; k < result.size(); ++k)
-        ASSERT_LT(std::abs(result[k]), 3.16e-5) << runUp().speedRpm[k] << " rpm";
+    const EqualAngleSamples result = runUp().component(GetParam());
+    for (std::size_t k = 0; k < result.steps.size(); ++k)
+        ASSERT_LT(std::abs(result.values[0][k]), 3.16e-5) << result.steps[k].speedRpm << " rpm";
 }
 
 INSTANTIATE_TEST_SUITE_P(EqualAngleResampler,
@@ -102,59 +109,94 @@ TEST(EqualAngleResampler, ImagesOfTheSourceAreNinetyDecibelsDown)
     constexpr double kSourceRate = 1000.0;
     const UniformSignal signal =
         sampled(kSourceRate, 2.0, [](double t) { return std::sin(2.0 * kPi * 449.0 * t); });
-    const EqualAngleResampler resampler(kSourceRate, 400); // 20 samples of the result to one
-    std::vector<double> seconds;
-    seconds.reserve(32000);
-    for (int k = 0; k < 32000; ++k) seconds.push_back(0.2 + k / 20011.0);
-    const std::vector<double> speeds(seconds.size(), 3000.0);
-    std::vector<double> result(seconds.size());
-    const std::span<const double> source = signal.samples;
-    const std::span<double> target = result;
+    std::vector<EqualAngleStep> steps;
+    steps.reserve(32000);
+    for (int k = 0; k < 32000; ++k) steps.push_back({k, 0.2 + k / 20011.0, 3000.0, k == 0});
 
-    resampler.resample({&source, 1}, 0.0, seconds, speeds, {&target, 1});
+    const EqualAngleSamples result = resampled(signal, steps, 400); // 20 of the result to one
 
-    for (std::size_t k = 0; k < result.size(); ++k)
-        ASSERT_NEAR(result[k], std::sin(2.0 * kPi * 449.0 * seconds[k]), 6e-5);
+    ASSERT_EQ(result.steps.size(), steps.size());
+    for (std::size_t k = 0; k < steps.size(); ++k)
+        ASSERT_NEAR(result.values[0][k], std::sin(2.0 * kPi * 449.0 * steps[k].seconds), 6e-5);
 }
 
-TEST(EqualAngleResampler, SignalsAreResampledAlike)
+// Four rounds of all speeds from 3 to 6000 rpm, a wide band of noise, and every filter from one
+// that passes all to one far below the rate: pieces of any size give the same bits.
+TEST(EqualAngleResampler, PiecesOfAnySizeGiveTheSameBits)
 {
-    const UniformSignal one = sampled(1000.0, 1.0, [](double t) { return std::sin(300.0 * t); });
-    const UniformSignal two = sampled(1000.0, 1.0, [](double t) { return std::cos(170.0 * t); });
-    const EqualAngleResampler resampler(1000.0, 32);
-    const std::vector<double> seconds{0.3, 0.4003, 0.55501};
-    const std::vector<double> speeds{1500.0, 1510.0, 1520.0};
-    const std::vector<std::span<const double>> sources{one.samples, two.samples};
-    std::vector<double> first(3);
-    std::vector<double> second(3);
-    std::vector<double> alone(3);
-    const std::vector<std::span<double>> targets{first, second};
-    const std::span<double> target = alone;
-
-    resampler.resample(sources, 0.0, seconds, speeds, targets);
-    resampler.resample({&sources[1], 1}, 0.0, seconds, speeds, {&target, 1});
-
-    EXPECT_EQ(second, alone);
-    EXPECT_NE(first, second);
+    std::mt19937 random(5);
+    std::normal_distribution<double> noise;
+    const UniformSignal one = sampled(2000.0, 40.0, [&](double) { return noise(random); });
+    const UniformSignal two = sampled(2000.0, 40.0, [&](double) { return noise(random); });
+    std::vector<EqualAngleStep> steps;
+    for (int k = 0; k < 20000; ++k)
+        steps.push_back({k, 1.0 + 0.0018 * k, 3.0 * std::pow(2000.0, (k % 5000) / 5000.0), k == 0});
+    const auto run = [&](std::size_t size) {
+        EqualAngleResampler resampler(2000.0, 0.0, 2, 32);
+        EqualAngleSamples all;
+        all.values.resize(2);
+        std::size_t next = 0;
+        const auto take = [&] {
+            const EqualAngleSamples some = resampler.take();
+            all.steps.insert(all.steps.end(), some.steps.begin(), some.steps.end());
+            for (std::size_t c = 0; c < 2; ++c)
+                all.values[c].insert(
+                    all.values[c].end(), some.values[c].begin(), some.values[c].end());
+        };
+        for (std::size_t k = 0; k < one.samples.size(); k += size) {
+            const std::size_t count = std::min(size, one.samples.size() - k);
+            const std::vector<std::span<const double>> both{
+                std::span(one.samples).subspan(k, count), std::span(two.samples).subspan(k, count)};
+            resampler.feed(both);
+            const std::size_t until = std::min(steps.size(), k * steps.size() / 80000);
+            resampler.request(std::span(steps).subspan(next, until - next));
+            next = until;
+            take();
+        }
+        resampler.request(std::span(steps).subspan(next));
+        resampler.finish();
+        take();
+        return all;
+    };
+    const EqualAngleSamples whole = run(80000);
+    EXPECT_NE(whole.values[0], whole.values[1]);
+    for (const std::size_t size : {1U, 611U}) {
+        const EqualAngleSamples pieces = run(size);
+        EXPECT_EQ(pieces.values[0], whole.values[0]);
+        EXPECT_EQ(pieces.values[1], whole.values[1]);
+    }
 }
 
 // The start of the signal is only a shift of its times.
 TEST(EqualAngleResampler, TimeOfTheFirstSampleShiftsTheResult)
 {
-    const UniformSignal signal = sampled(1000.0, 1.0, [](double t) { return std::sin(300.0 * t); });
-    const EqualAngleResampler resampler(1000.0, 32);
-    const std::vector<double> early{0.5};
-    const std::vector<double> late{8.5};
-    const std::vector<double> speeds{1500.0};
-    const std::span<const double> source = signal.samples;
-    double atEarly = 0.0;
-    double atLate = 0.0;
-    const std::span<double> toEarly(&atEarly, 1);
-    const std::span<double> toLate(&atLate, 1);
-    resampler.resample({&source, 1}, 0.0, early, speeds, {&toEarly, 1});
-    resampler.resample({&source, 1}, 8.0, late, speeds, {&toLate, 1});
-    EXPECT_NEAR(atEarly, std::sin(150.0), 1e-4);
-    EXPECT_DOUBLE_EQ(atEarly, atLate);
+    UniformSignal signal = sampled(1024.0, 1.0, [](double t) { return std::sin(300.0 * t); });
+    EqualAngleStep step{0, 0.5, 1500.0, true};
+    const double early = resampled(signal, {&step, 1}, 32).values[0].at(0);
+    signal.startSeconds = 8.0;
+    step.seconds = 8.5;
+    EXPECT_NEAR(early, std::sin(150.0), 1e-4);
+    EXPECT_DOUBLE_EQ(resampled(signal, {&step, 1}, 32).values[0].at(0), early);
+}
+
+// Steps that reach beyond what was measured are left out, and the rest begins anew behind them.
+TEST(EqualAngleResampler, StepsWithoutAllTheirSamplesAreLeftOut)
+{
+    const UniformSignal signal = sampled(1000.0, 10.0, [](double) { return 1.0; });
+    EqualAngleKernel kernel(1000.0, 32);
+    const double reach = kernel.halfWidthSeconds(600.0);
+    std::vector<EqualAngleStep> steps;
+    for (int k = 0; k < 10000; ++k) steps.push_back({k, 1e-3 * k, 600.0, k == 0});
+    EqualAngleResampler resampler(1000.0, 0.0, 1, 32);
+    const std::span<const double> samples = signal.samples;
+    resampler.feed({&samples, 1});
+    resampler.request(steps);
+    resampler.finish();
+    const EqualAngleSamples result = resampler.take();
+    EXPECT_NEAR(result.steps.front().seconds, reach, 0.1 * reach);
+    EXPECT_NEAR(result.steps.back().seconds, 10.0 - reach, 0.1 * reach);
+    EXPECT_TRUE(result.steps.front().beginsSegment);
+    for (const double value : result.values[0]) ASSERT_NEAR(value, 1.0, 1e-4);
 }
 
 } // namespace

@@ -91,6 +91,7 @@ TEST(Tachometer, NoiseWithinTheHysteresisMakesNoPulses)
     EXPECT_EQ(Tachometer().pulseTimes(channel).size(), 10U);
     TachometerSettings without;
     without.hysteresisPercent = 0.0;
+    without.level = 0.5;
     EXPECT_GT(Tachometer(without).pulseTimes(channel).size(), 100U);
 }
 

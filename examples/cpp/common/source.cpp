@@ -4,6 +4,7 @@
 #include "interruption.h"
 
 #include "host/host_error.h"
+#include "host/tachometer.h"
 
 #include <sndfile.hh>
 
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <filesystem>
+#include <utility>
 
 namespace Harmotrack::Examples {
 namespace {
@@ -83,12 +85,24 @@ readChannels(SndfileHandle& file, const std::string& name, const std::vector<int
     return signals;
 }
 
-Host::ShaftAngle angleOf(const UniformSignal& tacho, const SourceOptions& options)
+// What the tacho says of the shaft.
+void addAngle(const UniformSignal& tacho, const SourceOptions& options, Source& source)
 {
     Host::TachometerSettings settings = options.tacho;
     settings.name = "The tacho channel " + std::to_string(options.tachoChannel);
-    const std::vector<double> pulses = Host::Tachometer(settings).pulseTimes(tacho);
-    return Host::ShaftAngle::fromPulses(pulses, options.pulsesPerRevolution);
+    Host::TachoReading reading = Host::Tachometer(settings).read(tacho);
+    std::vector<Host::ShaftAngle> segments = Host::ShaftAngle::segmentsOf(reading.knots);
+    if (segments.empty())
+        throw HostError(settings.name + " gives " + std::to_string(reading.pulses) +
+                        " pulses that can't be read as those of a shaft" +
+                        (reading.events.empty() ? "." : ": " + reading.events.back().text()));
+    source.angle =
+        *std::max_element(segments.begin(), segments.end(), [](const auto& a, const auto& b) {
+            return a.turns() < b.turns();
+        });
+    source.knots = std::move(reading.knots);
+    source.tachoEvents = std::move(reading.events);
+    source.hasMark = settings.gearRatio == 1.0;
 }
 
 Source readAudio(const SourceOptions& options, std::size_t mostSignals)
@@ -112,8 +126,7 @@ Source readAudio(const SourceOptions& options, std::size_t mostSignals)
 
     source.signals = readChannels(file, name, channels);
     if (hasTacho) {
-        source.angle = angleOf(source.signals.back(), options);
-        source.hasMark = true;
+        addAngle(source.signals.back(), options, source);
         source.signals.pop_back();
     }
     for (UniformSignal& signal : source.signals) {
@@ -137,7 +150,10 @@ Source readTable(const SourceOptions& options, std::size_t mostSignals)
     Source source;
     source.file = std::filesystem::path(options.csvFile).filename().string();
     source.names = options.signalColumns;
-    if (hasSpeed) source.angle = Host::ShaftAngle::fromSpeed(columns.front(), columns.back());
+    if (hasSpeed) {
+        source.angle = Host::ShaftAngle::fromSpeed(columns.front(), columns.back());
+        source.knots = source.angle->knots();
+    }
     for (std::size_t c = 1; c <= options.signalColumns.size(); ++c)
         source.signals.push_back(Host::toUniform(columns.front(), columns[c]));
     return source;

@@ -2,7 +2,9 @@
 
 #include "source_options.h"
 
+#include "host/angle_knot.h"
 #include "host/shaft_angle.h"
+#include "host/tacho_event.h"
 #include "host/uniform_signal.h"
 
 #include <cstddef>
@@ -18,6 +20,9 @@ struct Source {
     std::vector<Host::UniformSignal> signals;
     std::vector<std::string> names; ///< of the signals
     std::optional<Host::ShaftAngle> angle;
+    /// The same in all its segments; `angle` is the longest of them.
+    std::vector<Host::AngleKnot> knots;
+    std::vector<Host::TachoEvent> tachoEvents; ///< what was mended or dropped
     bool hasMark = false; ///< angle 0 is a mark on the shaft, and phases against it mean something
 };
 

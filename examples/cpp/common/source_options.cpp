@@ -13,7 +13,8 @@ namespace {
 
 using Host::HostError;
 
-const Names<Host::Edge> kEdges{{"rising", Host::Edge::Rising}, {"falling", Host::Edge::Falling}};
+const Names<Host::Edge> kEdges{
+    {"rising", Host::Edge::Rising}, {"falling", Host::Edge::Falling}, {"both", Host::Edge::Both}};
 const Names<double> kTimeUnits{{"s", 1.0}, {"ms", 1e-3}, {"us", 1e-6}};
 
 void addAudio(CLI::App& app, SourceOptions& options)
@@ -22,9 +23,21 @@ void addAudio(CLI::App& app, SourceOptions& options)
     app.add_option("--tacho", options.tachoChannel, "Channel of the tacho, counted from 1")
         ->type_name("CHANNEL");
     app.add_option("--pulses-per-revolution",
-                   options.pulsesPerRevolution,
-                   "Tacho pulses in one revolution (1)")
+                   options.tacho.pulsesPerRevolution,
+                   "Tacho pulses in one revolution, or teeth with the missing ones (1)")
         ->type_name("P");
+    app.add_option("--missing-teeth",
+                   options.tacho.missingTeeth,
+                   "Teeth left out as a mark, as 2 of a 60-2 wheel (0)")
+        ->type_name("COUNT");
+    app.add_option("--gear-ratio",
+                   options.tacho.gearRatio,
+                   "Revolutions of the shaft in one of the tacho's wheel (1)")
+        ->type_name("RATIO");
+    app.add_option("--speed-limit",
+                   options.tacho.maxRpm,
+                   "Speed that the shaft can't reach: pulses that say so are dropped")
+        ->type_name("RPM");
     app.add_option("--tacho-level", options.tacho.level, "Level of a pulse (half its height)")
         ->type_name("VALUE");
     addChoice(app, "--tacho-edge", options.tacho.edge, kEdges, "Flank that counts (rising)");

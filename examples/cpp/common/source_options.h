@@ -18,7 +18,6 @@ struct SourceOptions {
     // Either a WAV or FLAC file ...
     std::string audioFile;
     int tachoChannel = 0; ///< counted from 1; 0: none
-    double pulsesPerRevolution = 1.0;
     Host::TachometerSettings tacho;
     std::vector<int> signalChannels; ///< counted from 1; empty: the first that are not the tacho
     double fullScale = 1.0;          ///< value of a sample at full scale, in the signals' unit

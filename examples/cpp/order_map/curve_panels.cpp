@@ -136,8 +136,10 @@ std::vector<Curve> amplitudeCurves(const Report& report, const std::vector<std::
 
 std::vector<Curve> phaseCurves(const Report& report, const std::vector<std::size_t>& shown)
 {
+    const bool toShaft = report.settings.phaseMode == Host::PhaseMode::Shaft;
     constexpr double kHalfTurn = 180.0;
-    constexpr double kAboveUsual = 4.0;
+    // Without order 1 itself, what is left of a machine is seldom far above the noise.
+    const double aboveUsual = toShaft ? 4.0 : 2.0;
     std::vector<Curve> curves;
     for (std::size_t s = 0; s < report.results.signals.size(); ++s) {
         const Host::SignalResults& signal = report.results.signals[s];
@@ -145,9 +147,10 @@ std::vector<Curve> phaseCurves(const Report& report, const std::vector<std::size
         for (std::size_t i = 0; i < shown.size(); ++i) {
             const float order = report.settings.harmonics[shown[i]];
             if (order != std::floor(order)) continue; // its phase is not that to the shaft
+            if (!toShaft && order == 1.0F) continue;  // against itself it is 0
             const auto phase = [&](std::size_t b) {
                 const std::complex<double> value = signal.harmonics[shown[i]][b];
-                return std::abs(value) > kAboveUsual * usual[b]
+                return std::abs(value) > aboveUsual * usual[b]
                            ? std::arg(value) * kHalfTurn / std::numbers::pi
                            : kNothing;
             };

@@ -4,10 +4,12 @@
 
 #include "host/equal_angle_axis.h"
 #include "host/host_error.h"
+#include "host/shaft_angle.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 namespace Harmotrack::Examples {
 namespace {
@@ -60,30 +62,48 @@ double resolutionFor(double turns)
     return turns >= 25.0 ? 0.2 : 0.5;
 }
 
+struct SpeedRange {
+    double lowest;
+    double highest;
+};
+
+// Of the recorded part of the shaft's rotation.
+SpeedRange speedRange(const Recording& recording)
+{
+    const Host::UniformSignal& signal = recording.signals.front();
+    SpeedRange range{std::numeric_limits<double>::infinity(), 0.0};
+    for (const Host::ShaftAngle& segment : Host::ShaftAngle::segmentsOf(recording.knots)) {
+        for (const Host::EqualAngleStep& step :
+             Host::equalAngleSteps(segment, 16, signal.startSeconds, signal.endSeconds())) {
+            range.lowest = std::min(range.lowest, step.speedRpm);
+            range.highest = std::max(range.highest, step.speedRpm);
+        }
+    }
+    if (!(range.highest > 0.0))
+        throw HostError("The recording holds less than two revolutions with a known angle.");
+    return range;
+}
+
 } // namespace
 
 Host::AnalysisSettings settingsFor(const Recording& recording, const Options& options)
 {
     Host::AnalysisSettings settings = options.settings;
     const Host::UniformSignal& signal = recording.signals.front();
-    const Host::EqualAngleAxis axis =
-        Host::equalAngleAxis(recording.angle, 16, signal.startSeconds, signal.endSeconds());
-    if (axis.seconds.empty())
-        throw HostError("The recording holds less than two revolutions with a known angle.");
-    const auto [lowest, highest] = std::minmax_element(axis.speedRpm.begin(), axis.speedRpm.end());
+    const auto [lowest, highest] = speedRange(recording);
 
-    chooseSpeedAxis(*lowest, *highest, options, settings);
+    chooseSpeedAxis(lowest, highest, options, settings);
     settings.highestOrder =
-        options.highestOrder ? *options.highestOrder : highestOrderFor(*highest, signal.rateHz);
+        options.highestOrder ? *options.highestOrder : highestOrderFor(highest, signal.rateHz);
     settings.orderResolution =
-        options.orderResolution ? *options.orderResolution : resolutionFor(recording.angle.turns());
+        options.orderResolution ? *options.orderResolution : resolutionFor(recording.turns());
     settings.harmonics.clear();
     for (const double order : options.harmonics)
         settings.harmonics.push_back(static_cast<float>(checked(order, "--harmonics")));
     for (double order = 1.0; options.harmonics.empty() && order <= 4.0; ++order) {
         if (order <= settings.highestOrder) settings.harmonics.push_back(static_cast<float>(order));
     }
-    const bool steady = *highest - *lowest < 0.05 * *highest;
+    const bool steady = highest - lowest < 0.05 * highest;
     settings.blockMode = options.blockMode.value_or(steady ? Host::BlockMode::Contiguous
                                                            : Host::BlockMode::AtCrossing);
     settings.phaseMode = options.phaseMode.value_or(

@@ -18,6 +18,7 @@
 #include "host/host_error.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Harmotrack::Examples {
 namespace {
@@ -25,11 +26,14 @@ namespace {
 Host::AnalysisResults analyse(const Recording& recording, const Host::AnalysisSettings& settings)
 {
     ProgressBar bar("Analysing");
-    return Host::AnalysisRun(settings).run(
-        recording.signals, recording.angle, [&bar](double share) {
-            Interruption::check();
-            bar.show(share);
-        });
+    return std::move(Host::AnalysisRun(settings)
+                         .runPasses(recording.signals,
+                                    recording.knots,
+                                    [&bar](double share) {
+                                        Interruption::check();
+                                        bar.show(share);
+                                    })
+                         .front());
 }
 
 void requireResults(const Host::AnalysisResults& results)

@@ -2,6 +2,8 @@
 
 #include "tracking.h"
 
+#include "host/shaft_angle.h"
+
 #include <cstddef>
 #include <utility>
 
@@ -16,12 +18,21 @@ Recording withTrackedSpeed(Source source, const TrackingOptions& options)
     return {std::move(source.file),
             std::move(source.signals),
             source.names,
-            shaftOf(speed),
+            shaftOf(speed).knots(),
             false,
-            "tracked in " + source.names.front() + ", " + foundText(speed)};
+            "tracked in " + source.names.front() + ", " + foundText(speed),
+            {}};
 }
 
 } // namespace
+
+double Recording::turns() const
+{
+    double turns = 0.0;
+    for (const Host::ShaftAngle& segment : Host::ShaftAngle::segmentsOf(knots))
+        turns += segment.turns();
+    return turns;
+}
 
 Recording readRecording(const Options& options)
 {
@@ -30,9 +41,10 @@ Recording readRecording(const Options& options)
     return {std::move(source.file),
             std::move(source.signals),
             std::move(source.names),
-            std::move(*source.angle),
+            std::move(source.knots),
             source.hasMark,
-            source.hasMark ? "from the tacho" : "from the column of speed"};
+            options.source.tachoChannel != 0 ? "from the tacho" : "from the column of speed",
+            std::move(source.tachoEvents)};
 }
 
 } // namespace Harmotrack::Examples

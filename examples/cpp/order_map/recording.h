@@ -3,7 +3,8 @@
 #include "options.h"
 #include "source.h"
 
-#include "host/shaft_angle.h"
+#include "host/angle_knot.h"
+#include "host/tacho_event.h"
 #include "host/uniform_signal.h"
 
 #include <string>
@@ -16,10 +17,14 @@ namespace Harmotrack::Examples {
 struct Recording {
     std::string file; ///< name without folders
     std::vector<Host::UniformSignal> signals;
-    std::vector<std::string> names; ///< of the signals
-    Host::ShaftAngle angle;
+    std::vector<std::string> names;     ///< of the signals
+    std::vector<Host::AngleKnot> knots; ///< of the shaft's angle
     bool hasMark = false; ///< angle 0 is a mark on the shaft, and phases against it mean something
-    std::string speedSource; ///< a few words
+    std::string speedSource;                   ///< a few words
+    std::vector<Host::TachoEvent> tachoEvents; ///< what was mended or dropped
+
+    /// Revolutions with known angle.
+    [[nodiscard]] double turns() const;
 };
 
 /// Reads a WAV or FLAC file, or a table, as the options say, and tracks the speed if asked to.

@@ -39,6 +39,21 @@ std::string blocksText(const Report& report)
                            rounded(std::round(1.0 / settings.orderResolution)) + " revolutions)");
 }
 
+// What was mended in the tacho: how many repairs, and the first of them in full.
+std::string tachoText(const Report& report)
+{
+    const std::vector<Host::TachoEvent>& events = report.recording.tachoEvents;
+    if (events.empty()) return {};
+    constexpr std::size_t kShown = 3;
+    std::string text = summaryLine(
+        "Tacho", std::to_string(events.size()) + (events.size() == 1 ? " repair" : " repairs"));
+    for (std::size_t i = 0; i < std::min(events.size(), kShown); ++i)
+        text += summaryLine("", events[i].text());
+    if (events.size() > kShown)
+        text += summaryLine("", "and " + std::to_string(events.size() - kShown) + " more");
+    return text;
+}
+
 std::string signalText(const Report& report, std::size_t s)
 {
     const Host::AnalysisResults& results = report.results;
@@ -111,9 +126,9 @@ std::string summaryText(const Report& report)
                        summaryLine("Speed",
                                    fourDigits(report.results.lowestRpm) + " to " +
                                        fourDigits(report.results.highestRpm) + " rpm over " +
-                                       rounded(report.recording.angle.turns()) + " revolutions, " +
+                                       rounded(report.recording.turns()) + " revolutions, " +
                                        report.recording.speedSource) +
-                       blocksText(report);
+                       tachoText(report) + blocksText(report);
     for (std::size_t s = 0; s < report.results.signals.size(); ++s) text += signalText(report, s);
     return text;
 }

@@ -200,8 +200,8 @@ TEST(Remez, OneTapHasTooFewExtremes)
 }
 
 // An even symmetric filter has no gain at 0.5 and can never approach the 1 that is asked there.
-// The taps are those of the fortieth exchange. With more than four of them, the last bit of a cosine
-// decides whether the exchange settles by chance.
+// The taps are those of the fortieth exchange. With more than four of them, the last bit of a
+// cosine decides whether the exchange settles by chance.
 TEST(Remez, HighPassOfEvenLengthDoesNotConvergeAndStillWritesItsTaps)
 {
     EquirippleDesign wish = lowPass(4, 0.22, 0.25);

@@ -239,6 +239,46 @@ TEST_F(OrderMap, RecordingCutShortIsRefused)
     expectRefusal(audioArguments(), "is cut short");
 }
 
+// At every byte of the head, where the structure is, and here and there in the samples: a sentence
+// and no output, or a whole analysis of what is there; never a crash.
+TEST_F(OrderMap, FileCutAtAnyByteIsRefusedOrAnalysed)
+{
+    const std::string wav = folder_ / "cut.wav";
+    storeAudio(wav, SmallMachine().frames(), SmallMachine().rateHz, kWav);
+    for (const std::string& file : {wav, table_}) {
+        const bool isTable = file == table_;
+        const std::string whole = contentOf(file);
+        for (std::size_t size = 0; size < whole.size(); size += size < 64 ? 1 : whole.size() / 7) {
+            store(file, whole.substr(0, size));
+            auto arguments = isTable ? tableArguments() : audioArguments();
+            std::replace(arguments.begin(), arguments.end(), recording_, file);
+            arguments.emplace_back("--no-picture");
+            const Outcome outcome = orderMap(arguments);
+            EXPECT_TRUE(outcome.exitCode == 2 || (outcome.exitCode == 0 && size > 64))
+                << file << " cut at " << size << ": " << outcome.exitCode << outcome.errors;
+            EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'),
+                      outcome.exitCode == 2 ? 1 : 0);
+            EXPECT_EQ(std::filesystem::exists(output_), outcome.exitCode == 0);
+            std::filesystem::remove_all(output_);
+        }
+    }
+}
+
+// A pulse of the tacho is wiped out: the map is there, and the summary says what was done.
+TEST_F(OrderMap, RepairsOfTheTachoStandInTheSummary)
+{
+    std::vector<double> frames = SmallMachine().frames();
+    for (std::size_t k = 0; k < frames.size() / 3; ++k) {
+        const double t = static_cast<double>(k) / SmallMachine().rateHz;
+        if (std::abs(SmallMachine().turnsAt(t) - 50.0) < 0.5) frames[3 * k + 2] = 0.0;
+    }
+    storeAudio(recording_, frames, SmallMachine().rateHz, kFlac);
+    const Outcome outcome = orderMap(with(audioArguments(), {"--no-picture"}));
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("Tacho             1 repair"));
+    EXPECT_THAT(outcome.output, HasSubstr("1 pulse is missing: filled in."));
+}
+
 TEST_F(OrderMap, ChannelsThatAreNotThereAreRefused)
 {
     expectRefusal({"--tacho", "4", recording_, "--output", output_},

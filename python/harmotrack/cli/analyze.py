@@ -1,0 +1,175 @@
+"""harmotrack analyze FILE"""
+
+from __future__ import annotations
+
+from collections.abc import Callable
+from pathlib import Path
+from typing import TYPE_CHECKING, Any
+
+import click
+
+from harmotrack.cli import words
+from harmotrack.cli.options import Request, analysis_options, file_argument, json_option
+
+if TYPE_CHECKING:
+    from harmotrack.files import OutputFolder
+    from harmotrack.order_analysis import OrderAnalysis
+
+
+@click.command("analyze")
+@file_argument
+@click.option(
+    "--output", "-o", type=click.Path(path_type=Path), help="Folder; FILE's name without its end."
+)
+@click.option(
+    "--tables",
+    type=click.Choice(["csv", "parquet", "none"]),
+    default="csv",
+    show_default=True,
+    help="Kind of the tables.",
+)
+@click.option("--no-pictures", is_flag=True, help="Tables and results alone.")
+@analysis_options
+@json_option
+def command(
+    file: Path, output: Path | None, tables: str, no_pictures: bool, as_json: bool, **options: Any
+) -> None:
+    """Pictures and tables of everything, into a folder; and results.nc, which load() reads.
+
+    Without options the tacho is found by itself.
+    """
+    from harmotrack.files import OutputFolder
+    from harmotrack.storage import write_tables
+
+    if output is None:
+        output = file.with_suffix("") if file.suffix else Path(f"{file}_orders")
+    analysis = Request(options).analyze(file)
+    with OutputFolder(output) as folder:
+        if not no_pictures:
+            write_pictures(analysis, folder)
+        if tables != "none":
+            write_tables(analysis, folder, tables)
+        analysis.save(folder / "results.nc")
+    summary = summary_of(analysis)
+    if as_json:
+        words.as_json({**summary, "files": [str(path) for path in folder.files]})
+        return
+    show_summary(analysis, summary)
+    print(f"{len(folder.files)} files in {output}")
+
+
+def pictures_of(analysis: OrderAnalysis) -> dict[str, Callable[[], Any]]:
+    """What draws each picture, by its name."""
+    pictures: dict[str, Callable[[], Any]] = {}
+    several = len(analysis.channels) > 1
+    kinds = ["order_map", "frequency_map", "waterfall", "campbell", "orders", "overall"]
+    if analysis.harmonics.sizes["harmonic"] > 0:
+        kinds += ["bode", "polar"]
+    for number, channel in enumerate(analysis.channels, start=1):
+        for kind in kinds:
+            name = f"{kind}_{number}" if several else kind
+            pictures[name] = _drawer(getattr(analysis, f"plot_{kind}"), channel)
+    if analysis.directional is not None:
+        pictures["full_spectrum"] = analysis.plot_full_spectrum
+        if analysis.harmonics.sizes["harmonic"] > 0:
+            pictures["orbit"] = analysis.plot_orbit
+    pictures["speed"] = analysis.plot_speed
+    return pictures
+
+
+def _drawer(plot: Callable[[str], Any], channel: str) -> Callable[[], Any]:
+    return lambda: plot(channel)
+
+
+def write_pictures(analysis: OrderAnalysis, folder: OutputFolder) -> None:
+    import matplotlib as mpl
+
+    mpl.use("Agg")
+    from harmotrack.cli.progress import shown
+
+    pictures = pictures_of(analysis)
+    with shown("Drawing") as progress:
+        for done, (name, draw) in enumerate(pictures.items(), start=1):
+            save_picture(draw(), folder / f"{name}.png")
+            if progress is not None:
+                progress(done / len(pictures))
+
+
+def save_picture(axes: Any, path: Path) -> None:
+    """Of one axes or of several that share a figure."""
+    import matplotlib.pyplot as plt
+
+    figure = (axes if hasattr(axes, "figure") else axes[0]).figure
+    figure.savefig(path, dpi=130)
+    plt.close(figure)
+
+
+def summary_of(analysis: OrderAnalysis) -> dict[str, Any]:
+    """What a script wants to know."""
+    import numpy as np
+
+    attrs = analysis.attrs
+    channels = []
+    for channel in analysis.channels:
+        orders = []
+        for order in analysis.harmonics["harmonic"].values:
+            cut = analysis.harmonics.sel(channel=channel, harmonic=order).dropna("speed")
+            if cut.size == 0:
+                continue
+            top = int(np.argmax(np.abs(cut.values)))
+            orders.append(
+                {
+                    "order": float(order),
+                    "largest": float(np.abs(cut.values[top])),
+                    "at_rpm": float(cut["speed"].values[top]),
+                    "phase_deg": float(np.degrees(np.angle(cut.values[top]))),
+                }
+            )
+        overall = analysis.overall.sel(channel=channel).dropna("speed")
+        channels.append(
+            {
+                "name": channel,
+                "unit": analysis.unit(channel),
+                "overall_rms": float(overall.max()) if overall.size else None,
+                "orders": orders,
+            }
+        )
+    return {
+        "recording": analysis.title,
+        "speed_source": attrs["speed_source"],
+        "lowest_rpm": attrs["lowest_rpm"],
+        "highest_rpm": attrs["highest_rpm"],
+        "bins_measured": int((analysis.order_blocks > 0).sum()),
+        "bins": int(analysis.order_blocks.size),
+        "amplitude": attrs["amplitude"],
+        "order_resolution": analysis.order_map.attrs["resolution"],
+        "frequency_resolution_hz": analysis.frequency_map.attrs["resolution"],
+        "channels": channels,
+    }
+
+
+def show_summary(analysis: OrderAnalysis, summary: dict[str, Any]) -> None:
+    print(
+        f"{summary['recording']}: {summary['lowest_rpm']:.0f} to {summary['highest_rpm']:.0f} rpm, "
+        f"speed from {summary['speed_source']}"
+    )
+    print(
+        f"{summary['bins_measured']} of {summary['bins']} speeds measured; resolution "
+        f"{summary['order_resolution']:.3g} orders and {summary['frequency_resolution_hz']:.3g} Hz"
+    )
+    words.table(
+        f"Largest amplitudes, {summary['amplitude']}",
+        ["channel", "order", "amplitude", "unit", "at rpm", "phase in degrees"],
+        [
+            [
+                channel["name"],
+                f"{order['order']:g}",
+                f"{order['largest']:.4g}",
+                channel["unit"],
+                f"{order['at_rpm']:.0f}",
+                f"{order['phase_deg']:.0f}",
+            ]
+            for channel in summary["channels"]
+            for order in channel["orders"]
+        ],
+    )

@@ -1,0 +1,55 @@
+"""harmotrack orders FILE"""
+
+from __future__ import annotations
+
+from pathlib import Path
+from typing import Any
+
+import click
+
+from harmotrack.cli import words
+from harmotrack.cli.options import Request, analysis_options, file_argument, json_option
+from harmotrack.errors import HarmotrackError
+
+
+@click.command("orders")
+@file_argument
+@click.option("--output", "-o", type=click.Path(path_type=Path), help="Table: .csv or .parquet.")
+@analysis_options
+@json_option
+def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> None:
+    """The amplitudes and phases of orders over the speed: on the terminal, or into a table."""
+    if output is not None and output.suffix.lower() not in (".csv", ".parquet"):
+        raise HarmotrackError(f"The name {output.name} must end in .csv or in .parquet.")
+    analysis = Request(options).analyze(file)
+    table = analysis.tables()["harmonics"]
+    if output is not None:
+        from harmotrack.storage import write_table
+
+        write_table(table, output)
+        words.as_json({"table": str(output)}) if as_json else print(output)
+        return
+    if as_json:
+        words.as_json(
+            {
+                "amplitude": analysis.attrs["amplitude"],
+                "phase_reference": analysis.attrs["phase_reference"],
+                "rows": table.to_dict("records"),
+            }
+        )
+        return
+    words.table(
+        f"{analysis.title}: orders, {analysis.attrs['amplitude']}",
+        ["channel", "order", "rpm", "amplitude", "unit", "phase in degrees"],
+        [
+            [
+                row.channel,
+                f"{row.order:g}",
+                f"{row.speed_rpm:g}",
+                f"{row.amplitude:.4g}",
+                row.unit,
+                f"{row.phase_deg:.0f}",
+            ]
+            for row in table.itertuples()
+        ],
+    )

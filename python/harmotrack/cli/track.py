@@ -1,0 +1,77 @@
+"""harmotrack track FILE"""
+
+from __future__ import annotations
+
+from pathlib import Path
+from typing import Any
+
+import click
+
+from harmotrack.cli import words
+from harmotrack.cli.options import (
+    Request,
+    file_argument,
+    json_option,
+    reading_options,
+    tracking_options,
+)
+from harmotrack.errors import HarmotrackError
+
+
+@click.command("track")
+@file_argument
+@click.option("--output", "-o", type=click.Path(path_type=Path), help="Table: .csv or .parquet.")
+@click.option(
+    "--picture", type=click.Path(path_type=Path), help="Of the speed: .png, .svg or .pdf."
+)
+@click.option("--channels", metavar="CHANNEL", help="By name or by number from 1; the first one.")
+@tracking_options
+@reading_options
+@json_option
+def command(
+    file: Path, output: Path | None, picture: Path | None, as_json: bool, **options: Any
+) -> None:
+    """The speed of a machine from one of its signals, without a tacho, within --track MIN:MAX."""
+    if options["track"] is None:
+        raise HarmotrackError("The range of the speed is missing: --track MIN:MAX, in rpm.")
+    if output is not None and output.suffix.lower() not in (".csv", ".parquet"):
+        raise HarmotrackError(f"The name {output.name} must end in .csv or in .parquet.")
+    if picture is not None and picture.suffix.lower() not in (".png", ".svg", ".pdf"):
+        raise HarmotrackError(f"The name {picture.name} must end in .png, .svg or .pdf.")
+    request = Request(options)
+    tracked = request.track(request.read(file))
+    table = tracked.table()
+    if output is not None:
+        from harmotrack.storage import write_table
+
+        write_table(table, output)
+    if picture is not None:
+        _draw(tracked, picture)
+    if as_json:
+        words.as_json(
+            {
+                "channel": tracked.channel,
+                "orders": tracked.orders,
+                "valid_share": float(tracked.valid.mean()),
+                "lost": tracked.lost,
+                "estimates": table.to_dict("list"),
+            }
+        )
+        return
+    print(f"{tracked.channel}: {tracked.summary}")
+    for start, end in tracked.lost:
+        print(f"lost from {start:.3g} s to {end:.3g} s")
+    for path in (output, picture):
+        if path is not None:
+            print(path)
+
+
+def _draw(tracked: Any, picture: Path) -> None:
+    import matplotlib as mpl
+
+    mpl.use("Agg")
+    from harmotrack.cli.analyze import save_picture
+    from harmotrack.files import pending
+
+    with pending(picture) as hidden:
+        save_picture(tracked.plot(), hidden)

@@ -1,0 +1,509 @@
+"""What an analysis found."""
+
+from __future__ import annotations
+
+from collections.abc import Mapping, Sequence
+from dataclasses import dataclass
+from pathlib import Path
+from typing import TYPE_CHECKING, Any
+
+import numpy as np
+import xarray as xr
+
+from harmotrack.errors import HarmotrackError
+from harmotrack.settings import NOISE_BANDWIDTHS, AnalysisSettings, weighted_unit
+
+if TYPE_CHECKING:
+    import pandas as pd
+    from matplotlib.axes import Axes
+    from numpy.typing import ArrayLike, NDArray
+
+    Channel = str | int | None
+
+
+@dataclass(frozen=True, eq=False)
+class OrderAnalysis:
+    """Order spectra, frequency spectra, orders and levels of a recording, over the speed.
+
+    Everything stands in one xarray data set, ``dataset``; the members below are its variables.
+    Amplitudes are float32 in the unit of the signal and in the convention of
+    ``attrs["amplitude"]`` ("peak", "rms" or "peak-to-peak"); rows of speeds at which no block was
+    measured hold NaN.
+
+    ===================  ==============================  =========================================
+    member               dimensions                      holds
+    ===================  ==============================  =========================================
+    order_map            channel, speed, order           amplitudes
+    frequency_map        channel, speed, frequency       amplitudes
+    harmonics            channel, harmonic, speed        complex amplitudes; the phase is that of
+                                                         a cos(order · φ + phase)
+    order_slices         channel, harmonic, speed        amplitudes of all that lies within
+                                                         slice_width round each order
+    overall              channel, speed                  RMS, whatever the convention
+    directional          speed, directional_order        radii of circles in the plane of two
+                                                         channels: forward at positive orders,
+                                                         backward at negative ones; or None
+    angle_signal         channel, angle                  the signals at equal angles, or None
+    speed_profile        time                            speed of the shaft, rpm, once a turn
+    order_blocks         speed                           blocks that fell into each bin
+    frequency_blocks     speed                           likewise, of the frequency spectra
+    ===================  ==============================  =========================================
+
+    ====================  ==================  ======================================================
+    coordinate            dimension           holds
+    ====================  ==================  ======================================================
+    channel               channel             names
+    unit                  channel             units of the results
+    speed                 speed               bin centres, rpm, rising
+    order                 order               0, resolution, 2 resolution ...
+    frequency             frequency           Hz, likewise
+    harmonic              harmonic            the orders that were extracted
+    directional_order     directional_order   -highest ... highest
+    angle                 angle               turns of the shaft; whole at its mark
+    angle_time            angle               when it stood there, seconds
+    time                  time                seconds of the recording
+    ====================  ==================  ======================================================
+
+    Each variable has ``attrs["long_name"]``, and ``attrs["units"]`` if all channels share one.
+    The maps have ``attrs["resolution"]``, the distance of two lines that was really achieved, in
+    orders or Hz, and ``attrs["noise_bandwidth"]``, that of the window in lines. The data set's own
+    attributes are the settings by their names (AnalysisSettings), and
+
+        title              name of the recording
+        speed_source       where the speed came from, in words
+        has_mark           1 if phases stand against a mark on the shaft
+        lowest_rpm, highest_rpm   extremes of the speed
+        speed_repairs      sentences on what was mended in the pulses of a tacho, one a line, empty
+                           if nothing was; missing if that is not known
+        directional_x, directional_y   the channels of the directional spectrum, if there is one
+        harmotrack         version that made it
+
+    Objects are immutable as far as Python allows: the arrays are read-only.
+    """
+
+    dataset: xr.Dataset
+
+    # Of arrays: for results that come from elsewhere, and for tests.
+
+    @classmethod
+    def from_arrays(  # noqa: PLR0913 -- as many as there are members
+        cls,
+        *,
+        channels: Sequence[str],
+        units: Sequence[str],
+        speed: ArrayLike,
+        orders: ArrayLike,
+        order_map: ArrayLike,
+        frequencies: ArrayLike,
+        frequency_map: ArrayLike,
+        harmonic_orders: ArrayLike,
+        harmonics: ArrayLike,
+        overall: ArrayLike,
+        order_blocks: ArrayLike,
+        frequency_blocks: ArrayLike,
+        speed_times: ArrayLike,
+        speed_values: ArrayLike,
+        directional_orders: ArrayLike | None = None,
+        directional: ArrayLike | None = None,
+        directional_pair: tuple[str, str] | None = None,
+        angle: ArrayLike | None = None,
+        angle_time: ArrayLike | None = None,
+        angle_signal: ArrayLike | None = None,
+        settings: AnalysisSettings | None = None,
+        title: str = "",
+        speed_source: str = "unknown",
+        has_mark: bool = True,
+        attributes: Mapping[str, Any] | None = None,
+    ) -> OrderAnalysis:
+        """Labels arrays whose shapes are those of the table above.
+
+        ``units`` are those of the signals; what a weighting makes of them is worked out here.
+        Rows of the maps whose number of blocks is 0 become NaN.
+        """
+        settings = settings or AnalysisSettings()
+        builder = _Builder(channels, units, speed, settings)
+        builder.add_maps(
+            orders, order_map, order_blocks, frequencies, frequency_map, frequency_blocks
+        )
+        builder.add_curves(harmonic_orders, harmonics, overall)
+        if directional is not None:
+            if directional_orders is None or directional_pair is None:
+                raise HarmotrackError("A directional spectrum needs its orders and its channels.")
+            builder.add_directional(directional_orders, directional, directional_pair)
+        if angle_signal is not None:
+            if angle is None or angle_time is None:
+                raise HarmotrackError("An angle signal needs its angles and their times.")
+            builder.add_angle_signal(angle, angle_time, angle_signal)
+        builder.add_speed(speed_times, speed_values)
+        dataset = builder.dataset
+        dataset.attrs.update(
+            {
+                "title": title,
+                "speed_source": speed_source,
+                "has_mark": int(has_mark),
+                **dict(attributes or {}),
+            }
+        )
+        return cls(dataset)
+
+    # The members.
+
+    @property
+    def order_map(self) -> xr.DataArray:
+        return self.dataset["order_map"]
+
+    @property
+    def frequency_map(self) -> xr.DataArray:
+        return self.dataset["frequency_map"]
+
+    @property
+    def harmonics(self) -> xr.DataArray:
+        return self.dataset["harmonics"]
+
+    @property
+    def order_slices(self) -> xr.DataArray:
+        return self.dataset["order_slices"]
+
+    @property
+    def overall(self) -> xr.DataArray:
+        return self.dataset["overall"]
+
+    @property
+    def directional(self) -> xr.DataArray | None:
+        return self.dataset.get("directional")
+
+    @property
+    def angle_signal(self) -> xr.DataArray | None:
+        return self.dataset.get("angle_signal")
+
+    @property
+    def speed_profile(self) -> xr.DataArray:
+        return self.dataset["speed_profile"]
+
+    @property
+    def order_blocks(self) -> xr.DataArray:
+        return self.dataset["order_blocks"]
+
+    @property
+    def frequency_blocks(self) -> xr.DataArray:
+        return self.dataset["frequency_blocks"]
+
+    @property
+    def attrs(self) -> dict[str, Any]:
+        return self.dataset.attrs
+
+    @property
+    def title(self) -> str:
+        return str(self.dataset.attrs.get("title", ""))
+
+    @property
+    def channels(self) -> tuple[str, ...]:
+        return tuple(str(name) for name in self.dataset["channel"].values)
+
+    def channel(self, which: Channel = None) -> str:
+        """The name of a channel given by name or by number from 0; None is the first one."""
+        names = self.channels
+        if which is None:
+            return names[0]
+        if isinstance(which, str) and which in names:
+            return which
+        if isinstance(which, (int, np.integer)) and -len(names) <= which < len(names):
+            return names[which]
+        raise HarmotrackError(
+            f"There is no channel {which!r}; the analysis has {', '.join(map(repr, names))}."
+        )
+
+    def unit(self, which: Channel = None) -> str:
+        return str(self.dataset["unit"].sel(channel=self.channel(which)).item())
+
+    def __repr__(self) -> str:
+        sizes = self.dataset.sizes
+        return (
+            f"<OrderAnalysis {self.title!r}: {', '.join(self.channels)}; "
+            f"{sizes['speed']} speeds, {sizes['order']} orders, "
+            f"{sizes['frequency']} frequencies>"
+        )
+
+    def _repr_html_(self) -> str:
+        return str(self.dataset._repr_html_())
+
+    # Storage.
+
+    def save(self, path: str | Path) -> Path:
+        """Stores everything: NetCDF under a name that ends in .nc, Zarr under one in .zarr."""
+        from harmotrack import storage
+
+        return storage.save(self, path)
+
+    def tables(self) -> dict[str, pd.DataFrame]:
+        """The results as tables by name; the maps have a column for each order or frequency."""
+        from harmotrack import storage
+
+        return storage.tables(self)
+
+    def save_tables(self, folder: str | Path, kind: str = "csv") -> list[Path]:
+        """Writes tables() into a folder, as "csv" or as "parquet"; all of them or none."""
+        from harmotrack import storage
+
+        return storage.save_tables(self, folder, kind)
+
+    # Pictures. Each draws into the axes given, or into new ones, and returns them.
+
+    def plot_order_map(self, channel: Channel = None, **options: Any) -> Axes:
+        """Colour map of the amplitudes over order and speed; orders are vertical lines."""
+        from harmotrack import plots
+
+        return plots.order_map(self, channel, **options)
+
+    def plot_frequency_map(self, channel: Channel = None, **options: Any) -> Axes:
+        """Colour map over frequency and speed; orders are rays from the origin."""
+        from harmotrack import plots
+
+        return plots.frequency_map(self, channel, **options)
+
+    def plot_waterfall(self, channel: Channel = None, **options: Any) -> Axes:
+        """Order spectra one behind the other, from the lowest speed to the highest."""
+        from harmotrack import plots
+
+        return plots.waterfall(self, channel, **options)
+
+    def plot_campbell(self, channel: Channel = None, **options: Any) -> Axes:
+        """Campbell diagram: frequencies over speed, circles as large as the amplitudes."""
+        from harmotrack import plots
+
+        return plots.campbell(self, channel, **options)
+
+    def plot_orders(self, channel: Channel = None, **options: Any) -> Axes:
+        """Order cuts: the amplitudes of the extracted orders over the speed."""
+        from harmotrack import plots
+
+        return plots.orders(self, channel, **options)
+
+    def plot_bode(self, channel: Channel = None, **options: Any) -> NDArray[np.object_]:
+        """Phase (above) and amplitude (below) of one order over the speed; two axes."""
+        from harmotrack import plots
+
+        return plots.bode(self, channel, **options)
+
+    def plot_polar(self, channel: Channel = None, **options: Any) -> Axes:
+        """Amplitude and phase of one order in the plane, with the speed along the curve."""
+        from harmotrack import plots
+
+        return plots.polar(self, channel, **options)
+
+    def plot_orbit(self, **options: Any) -> Axes:
+        """The path of the shaft in the plane of two channels, of one order at some speeds."""
+        from harmotrack import plots
+
+        return plots.orbit(self, **options)
+
+    def plot_full_spectrum(self, **options: Any) -> Axes:
+        """Colour map of the directional spectrum: forward to the right, backward to the left."""
+        from harmotrack import plots
+
+        return plots.full_spectrum(self, **options)
+
+    def plot_overall(self, channel: Channel = None, **options: Any) -> Axes:
+        """The overall level over the speed."""
+        from harmotrack import plots
+
+        return plots.overall(self, channel, **options)
+
+    def plot_speed(self, **options: Any) -> Axes:
+        """The speed of the shaft over time."""
+        from harmotrack import plots
+
+        return plots.speed(self, **options)
+
+
+class _Builder:
+    """Labels arrays and checks that their shapes fit together."""
+
+    def __init__(
+        self,
+        channels: Sequence[str],
+        units: Sequence[str],
+        speed: ArrayLike,
+        settings: AnalysisSettings,
+    ) -> None:
+        if len(channels) == 0 or len(set(channels)) != len(channels):
+            raise HarmotrackError(
+                f"The channels are {', '.join(map(repr, channels))}, and each name must stand once."
+            )
+        if len(units) != len(channels):
+            raise HarmotrackError(f"There are {len(units)} units for {len(channels)} channels.")
+        self._settings = settings
+        self._units = [weighted_unit(unit, settings.weighting) for unit in units]
+        self._sources = list(units)
+        self.dataset = xr.Dataset(
+            coords={
+                "channel": ("channel", np.asarray(channels, dtype=str)),
+                "unit": ("channel", np.asarray(self._units, dtype=str)),
+                "speed": ("speed", _frozen(speed, np.float64), _attrs("Speed", "rpm")),
+            },
+            attrs=settings.describe(),
+        )
+
+    def add_maps(
+        self,
+        orders: ArrayLike,
+        order_map: ArrayLike,
+        order_blocks: ArrayLike,
+        frequencies: ArrayLike,
+        frequency_map: ArrayLike,
+        frequency_blocks: ArrayLike,
+    ) -> None:
+        self._coordinate("order", orders, "Order", "1")
+        self._coordinate("frequency", frequencies, "Frequency", "Hz")
+        self._add("order_blocks", ("speed",), _frozen(order_blocks, np.int64), "Blocks", "1")
+        self._add(
+            "frequency_blocks", ("speed",), _frozen(frequency_blocks, np.int64), "Blocks", "1"
+        )
+        bandwidth = NOISE_BANDWIDTHS[self._settings.window]
+        for name, axis, given, blocks in (
+            ("order_map", "order", order_map, "order_blocks"),
+            ("frequency_map", "frequency", frequency_map, "frequency_blocks"),
+        ):
+            values = np.array(given, dtype=np.float32)
+            self._fits(name, ("channel", "speed", axis), values)
+            values[:, self.dataset[blocks].values == 0] = np.nan
+            self._add(name, ("channel", "speed", axis), values, "Amplitude", self._common_unit())
+            self.dataset[name].attrs.update(
+                resolution=_step(self.dataset[axis].values),
+                noise_bandwidth=bandwidth,
+                amplitude=self._settings.amplitude,
+            )
+
+    def add_curves(
+        self, harmonic_orders: ArrayLike, harmonics: ArrayLike, overall: ArrayLike
+    ) -> None:
+        self._coordinate("harmonic", harmonic_orders, "Order", "1")
+        empty = self.dataset["order_blocks"].values == 0
+        cuts = np.array(harmonics, dtype=np.complex64)
+        self._fits("harmonics", ("channel", "harmonic", "speed"), cuts)
+        cuts[:, :, empty] = np.nan
+        unit = self._common_unit()
+        self._add(
+            "harmonics", ("channel", "harmonic", "speed"), cuts, "Complex amplitude of order", unit
+        )
+        self._add(
+            "order_slices",
+            ("channel", "harmonic", "speed"),
+            self._slices(),
+            "Amplitude of order slice",
+            unit,
+        )
+        self.dataset["harmonics"].attrs.update(
+            amplitude=self._settings.amplitude, phase_reference=self._settings.phase_reference
+        )
+        self.dataset["order_slices"].attrs.update(
+            amplitude=self._settings.amplitude, width=self._settings.slice_width
+        )
+        levels = np.array(overall, dtype=np.float32)
+        self._fits("overall", ("channel", "speed"), levels)
+        levels[:, empty] = np.nan
+        self._add("overall", ("channel", "speed"), levels, "Overall level", unit)
+        self.dataset["overall"].attrs.update(amplitude="rms")
+
+    def add_directional(self, orders: ArrayLike, values: ArrayLike, pair: tuple[str, str]) -> None:
+        self._coordinate("directional_order", orders, "Order, backward below 0", "1")
+        radii = np.array(values, dtype=np.float32)
+        self._fits("directional", ("speed", "directional_order"), radii)
+        radii[self.dataset["order_blocks"].values == 0] = np.nan
+        names = [str(name) for name in self.dataset["channel"].values]
+        self._add(
+            "directional",
+            ("speed", "directional_order"),
+            radii,
+            "Radius of circular motion",
+            self._units[names.index(pair[0])],
+        )
+        self.dataset["directional"].attrs.update(
+            resolution=_step(self.dataset["directional_order"].values),
+            amplitude=self._settings.amplitude,
+        )
+        self.dataset.attrs.update(directional_x=pair[0], directional_y=pair[1])
+
+    def add_angle_signal(self, angle: ArrayLike, times: ArrayLike, values: ArrayLike) -> None:
+        self._coordinate("angle", angle, "Angle of the shaft", "turns")
+        self.dataset = self.dataset.assign_coords(
+            angle_time=("angle", _frozen(times, np.float64), _attrs("Time", "s"))
+        )
+        # A weighting acts on spectra; the signals stay what they were.
+        units = set(self._sources)
+        self._add(
+            "angle_signal",
+            ("channel", "angle"),
+            np.asarray(values),
+            "Signal",
+            units.pop() if len(units) == 1 else None,
+        )
+
+    def add_speed(self, times: ArrayLike, values: ArrayLike) -> None:
+        self._coordinate("time", times, "Time", "s")
+        self._add("speed_profile", ("time",), _frozen(values, np.float64), "Speed", "rpm")
+
+    def _coordinate(self, name: str, values: ArrayLike, long_name: str, unit: str) -> None:
+        self.dataset = self.dataset.assign_coords(
+            {name: (name, _frozen(values, np.float64), _attrs(long_name, unit))}
+        )
+
+    def _add(
+        self,
+        name: str,
+        dims: tuple[str, ...],
+        values: NDArray[Any],
+        long_name: str,
+        unit: str | None,
+    ) -> None:
+        self._fits(name, dims, values)
+        values.flags.writeable = False
+        self.dataset[name] = (dims, values, _attrs(long_name, unit))
+
+    def _fits(self, name: str, dims: tuple[str, ...], values: NDArray[Any]) -> None:
+        shape = tuple(self.dataset.sizes[dim] for dim in dims)
+        if values.shape != shape:
+            raise HarmotrackError(
+                f"The shape of {name} is {values.shape}, and its axes ({', '.join(dims)}) ask for "
+                f"{shape}."
+            )
+
+    def _common_unit(self) -> str | None:
+        return self._units[0] if len(set(self._units)) == 1 else None
+
+    def _slices(self) -> NDArray[np.float32]:
+        """Energy of the lines round each order, corrected for the width of the window.
+
+        slice = sqrt(Σ A² / noise bandwidth), so that a sine reads its own amplitude wherever it
+        stands within the slice; and no less than the largest of its lines, which counts where the
+        slice is narrower than the window's main lobe.
+        """
+        orders = self.dataset["order"].values
+        energy = np.square(self.dataset["order_map"].values, dtype=np.float64)
+        slices = []
+        for order in self.dataset["harmonic"].values:
+            near = np.abs(orders - order) <= 0.5 * self._settings.slice_width + 1e-9
+            if not near.any():
+                near[np.argmin(np.abs(orders - order))] = True
+            inside = energy[:, :, near]
+            total = inside.sum(axis=2) / NOISE_BANDWIDTHS[self._settings.window]
+            slices.append(np.sqrt(np.maximum(total, inside.max(axis=2))))
+        shape = tuple(self.dataset.sizes[dim] for dim in ("channel", "harmonic", "speed"))
+        if not slices:
+            return np.empty(shape, dtype=np.float32)
+        return np.stack(slices, axis=1).astype(np.float32)
+
+
+def _attrs(long_name: str, unit: str | None) -> dict[str, Any]:
+    return {"long_name": long_name} if unit is None else {"long_name": long_name, "units": unit}
+
+
+def _frozen(values: ArrayLike, dtype: Any) -> NDArray[Any]:
+    array = np.array(values, dtype=dtype)
+    array.flags.writeable = False
+    return array
+
+
+def _step(axis: NDArray[np.float64]) -> float:
+    """The distance of two lines; 0 of an axis that has only one."""
+    return float((axis[-1] - axis[0]) / (axis.size - 1)) if axis.size > 1 else 0.0

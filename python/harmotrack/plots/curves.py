@@ -1,0 +1,208 @@
+"""Amplitudes, phases and levels over the speed."""
+
+from __future__ import annotations
+
+from collections.abc import Iterable
+from typing import TYPE_CHECKING
+
+import matplotlib.pyplot as plt
+import numpy as np
+import xarray as xr
+from matplotlib.ticker import MultipleLocator
+
+from harmotrack.errors import HarmotrackError
+from harmotrack.plots.style import Scale, axes_or_new, order_name, titled
+
+if TYPE_CHECKING:
+    from matplotlib.axes import Axes
+    from numpy.typing import NDArray
+
+    from harmotrack.order_analysis import Channel, OrderAnalysis
+    from harmotrack.tracking import Track
+
+_PHASE_REFERENCES = {"cosine": "a maximum", "sine": "a rising zero"}
+
+
+def harmonic(analysis: OrderAnalysis, channel: str, order: float) -> xr.DataArray:
+    """The complex amplitudes of one extracted order, at the measured speeds."""
+    known = analysis.harmonics["harmonic"].values
+    near = np.flatnonzero(np.isclose(known, order))
+    if near.size == 0:
+        raise HarmotrackError(
+            f"The {order_name(order)} was not extracted; the orders are "
+            f"{', '.join(f'{one:g}' for one in known)}."
+        )
+    cut = analysis.harmonics.sel(channel=channel).isel(harmonic=near[0])
+    return cut[np.isfinite(cut.values)]
+
+
+def orders(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    orders: Iterable[float] | None = None,
+    slices: bool = False,
+    db: bool = False,
+    reference: float | None = None,
+) -> Axes:
+    """The amplitudes of the extracted orders; with ``slices`` those of all that lies round them."""
+    name = analysis.channel(channel)
+    axes = axes_or_new(axes, (8.0, 5.0))
+    source = analysis.order_slices if slices else analysis.harmonics
+    chosen = source["harmonic"].values if orders is None else [*orders]
+    scale = Scale(source.attrs["amplitude"], analysis.unit(name), db, reference)
+    for order in chosen:
+        cut = harmonic(analysis, name, float(order))
+        if slices:
+            values = source.sel(channel=name, harmonic=cut["harmonic"], speed=cut["speed"]).values
+        else:
+            values = np.abs(cut.values)
+        axes.plot(cut["speed"].values, scale.of(values), label=order_name(float(order)))
+    if slices:
+        axes.legend(title=f"± {0.5 * source.attrs['width']:g} orders")
+    elif len(chosen) > 0:
+        axes.legend()
+    _over_speed(axes, scale.label)
+    titled(axes, analysis.title, name)
+    return axes
+
+
+def bode(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: tuple[Axes, Axes] | None = None,
+    order: float | None = None,
+) -> NDArray[np.object_]:
+    """Phase above, amplitude below. The phase is unwrapped, so a resonance shows as its fall."""
+    name = analysis.channel(channel)
+    cut = harmonic(analysis, name, _first(analysis, order))
+    if axes is None:
+        _, (above, below) = plt.subplots(
+            2, 1, figsize=(8.0, 6.0), sharex=True, layout="constrained", height_ratios=(2, 3)
+        )
+    else:
+        above, below = axes
+    speeds = cut["speed"].values
+    above.plot(speeds, unwrapped_degrees(cut.values), color="tab:red")
+    above.yaxis.set_major_locator(MultipleLocator(90.0))
+    reference = _PHASE_REFERENCES[analysis.harmonics.attrs["phase_reference"]]
+    mark = "at the mark" if analysis.attrs.get("has_mark") else "against order 1"
+    above.set_ylabel(f"Phase in degrees,\n0: {reference} {mark}")
+    above.grid(alpha=0.4)
+    scale = Scale(analysis.harmonics.attrs["amplitude"], analysis.unit(name), db=False)
+    below.plot(speeds, np.abs(cut.values), color="tab:blue")
+    below.set_ylim(bottom=0.0)
+    _over_speed(below, scale.label)
+    titled(above, analysis.title, name, order_name(float(cut["harmonic"])))
+    return np.array([above, below], dtype=object)
+
+
+def unwrapped_degrees(values: NDArray[np.complex64]) -> NDArray[np.float64]:
+    """Phases without jumps, of which the middle one lies within -180 to 180 degrees."""
+    if values.size == 0:
+        return np.empty(0)
+    phases = np.degrees(np.unwrap(np.angle(values.astype(np.complex128))))
+    return np.asarray(phases - 360.0 * np.round(np.median(phases) / 360.0))
+
+
+def polar(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    order: float | None = None,
+    marks: int = 8,
+) -> Axes:
+    """Amplitude as radius, phase as angle, counted counter-clockwise; numbers are speeds in rpm."""
+    name = analysis.channel(channel)
+    cut = harmonic(analysis, name, _first(analysis, order))
+    axes = axes_or_new(axes, (6.5, 6.5), projection="polar")
+    angles, radii = np.angle(cut.values), np.abs(cut.values)
+    axes.plot(angles, radii, color="tab:blue")
+    for k in _evenly_along(cut.values, marks):
+        axes.plot(angles[k], radii[k], ".", color="tab:blue")
+        axes.annotate(
+            f"{cut['speed'].values[k]:.0f}",
+            (angles[k], radii[k]),
+            (4, 4),
+            textcoords="offset points",
+            fontsize="x-small",
+        )
+    scale = Scale(analysis.harmonics.attrs["amplitude"], analysis.unit(name), db=False)
+    axes.set_xlabel(f"{scale.label}; phase in degrees")
+    titled(axes, analysis.title, name, order_name(float(cut["harmonic"])))
+    return axes
+
+
+def _evenly_along(values: NDArray[np.complex64], count: int) -> list[int]:
+    """Indices of points at about equal distances along a curve."""
+    if values.size < 2:
+        return list(range(values.size))
+    length = np.concatenate([[0.0], np.cumsum(np.abs(np.diff(values)))])
+    targets = np.linspace(0.0, length[-1], count)
+    return [
+        int(k) for k in np.unique(np.clip(np.searchsorted(length, targets), 0, values.size - 1))
+    ]
+
+
+def _first(analysis: OrderAnalysis, order: float | None) -> float:
+    if order is not None:
+        return order
+    known = analysis.harmonics["harmonic"].values
+    if known.size == 0:
+        raise HarmotrackError("No orders were extracted, so there is none to be drawn.")
+    return float(known[0])
+
+
+def overall(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    db: bool = False,
+    reference: float | None = None,
+) -> Axes:
+    """The RMS of all that a block holds."""
+    name = analysis.channel(channel)
+    axes = axes_or_new(axes, (8.0, 4.0))
+    level = analysis.overall.sel(channel=name).dropna("speed")
+    scale = Scale("rms", analysis.unit(name), db, reference)
+    axes.plot(level["speed"].values, scale.of(level.values), color="black")
+    _over_speed(axes, scale.labelled("Overall level"))
+    titled(axes, analysis.title, name)
+    return axes
+
+
+def speed(analysis: OrderAnalysis, *, axes: Axes | None = None) -> Axes:
+    """Once a turn."""
+    axes = axes_or_new(axes, (8.0, 3.5))
+    profile = analysis.speed_profile
+    axes.plot(profile["time"].values, profile.values, color="black", linewidth=1.0)
+    axes.set_xlabel("Time in s")
+    axes.set_ylabel("Speed in rpm")
+    axes.grid(alpha=0.4)
+    titled(axes, analysis.title, str(analysis.attrs.get("speed_source", "")))
+    return axes
+
+
+def tracked(track: Track, *, axes: Axes | None = None) -> Axes:
+    """The estimates; those that are not to be believed in grey."""
+    axes = axes_or_new(axes, (8.0, 3.5))
+    doubtful = ~track.valid & (track.rpm > 0.0)
+    axes.plot(track.seconds[doubtful], track.rpm[doubtful], ".", color="0.75", label="doubtful")
+    believed = np.where(track.valid, track.rpm, np.nan)
+    axes.plot(track.seconds, believed, color="tab:blue", label="valid")
+    axes.legend()
+    axes.set_xlabel("Time in s")
+    axes.set_ylabel("Speed in rpm")
+    axes.grid(alpha=0.4)
+    titled(axes, track.channel, track.summary)
+    return axes
+
+
+def _over_speed(axes: Axes, label: str) -> None:
+    axes.set_xlabel("Speed in rpm")
+    axes.set_ylabel(label)
+    axes.grid(alpha=0.4)

@@ -1,0 +1,243 @@
+"""Amplitudes over two axes."""
+
+from __future__ import annotations
+
+from collections.abc import Iterable
+from typing import TYPE_CHECKING
+
+import matplotlib.pyplot as plt
+import numpy as np
+
+from harmotrack.errors import HarmotrackError
+from harmotrack.plots.style import (
+    COLOURS,
+    UNMEASURED,
+    Scale,
+    axes_or_new,
+    colour_limits,
+    edges,
+    titled,
+)
+
+if TYPE_CHECKING:
+    import xarray as xr
+    from matplotlib.axes import Axes
+    from numpy.typing import NDArray
+
+    from harmotrack.order_analysis import Channel, OrderAnalysis
+
+
+def order_map(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    db: bool = True,
+    reference: float | None = None,
+    highest_order: float | None = None,
+    colours: str = COLOURS,
+) -> Axes:
+    """Orders are vertical lines, resonances of the structure hyperbolas."""
+    name = analysis.channel(channel)
+    values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
+    axes = axes_or_new(axes, (9.0, 6.0))
+    scale = Scale(values.attrs["amplitude"], analysis.unit(name), db, reference)
+    draw_map(axes, values, "order", scale, colours)
+    axes.set_xlabel("Order")
+    axes.set_ylabel("Speed in rpm")
+    titled(axes, analysis.title, name, f"order resolution {values.attrs['resolution']:.3g}")
+    return axes
+
+
+def frequency_map(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    db: bool = True,
+    reference: float | None = None,
+    highest_frequency: float | None = None,
+    rays: Iterable[float] | None = None,
+    colours: str = COLOURS,
+) -> Axes:
+    """Orders are rays from the origin, drawn for ``rays`` (by default the extracted orders);
+    resonances of the structure are vertical lines."""
+    name = analysis.channel(channel)
+    if highest_frequency is None:
+        highest_frequency = _interesting_frequency(analysis)
+    values = analysis.frequency_map.sel(channel=name, frequency=slice(None, highest_frequency))
+    axes = axes_or_new(axes, (9.0, 6.0))
+    scale = Scale(values.attrs["amplitude"], analysis.unit(name), db, reference)
+    draw_map(axes, values, "frequency", scale, colours)
+    limits = axes.axis()
+    shown = analysis.harmonics["harmonic"].values if rays is None else np.asarray([*rays])
+    for order in shown:
+        if order > 0:
+            _ray(axes, float(order), limits)
+    axes.axis(limits)
+    axes.set_xlabel("Frequency in Hz")
+    axes.set_ylabel("Speed in rpm")
+    resolution = values.attrs["resolution"]
+    titled(axes, analysis.title, name, f"frequency resolution {resolution:.3g} Hz", pad=16.0)
+    return axes
+
+
+def _interesting_frequency(analysis: OrderAnalysis) -> float:
+    """That of the highest order at the highest speed: what lies above was not asked for."""
+    speeds = analysis.order_map["speed"].values
+    highest = float(analysis.order_map["order"].values[-1]) * float(speeds[-1]) / 60.0
+    return min(highest, float(analysis.frequency_map["frequency"].values[-1]))
+
+
+def _ray(axes: Axes, order: float, limits: tuple[float, float, float, float]) -> None:
+    """A thin line of frequency = order · speed / 60, named where it leaves the picture."""
+    _, right, _, top = limits
+    axes.axline((0.0, 0.0), (order / 60.0, 1.0), color="white", linewidth=0.6, alpha=0.7)
+    at = (order * top / 60.0, top) if order * top / 60.0 <= right else (right, 60.0 * right / order)
+    axes.annotate(
+        f"{order:g}",
+        at,
+        (2, 2),
+        textcoords="offset points",
+        fontsize="x-small",
+        annotation_clip=False,
+    )
+
+
+def draw_map(
+    axes: Axes,
+    values: xr.DataArray,
+    axis: str,
+    scale: Scale,
+    colours: str,
+    quantity: str = "Amplitude",
+) -> None:
+    """Cells over an axis and the speed, with a colour bar; grey where nothing was measured."""
+    cells = scale.of(values.transpose("speed", axis).values)
+    least, most = colour_limits(cells, scale)
+    palette = plt.get_cmap(colours).with_extremes(bad=UNMEASURED)
+    # An amplitude of 0 is below every level, not unmeasured.
+    cells = np.where(np.isneginf(cells), least, cells)
+    mesh = axes.pcolormesh(
+        edges(values[axis].values),
+        edges(values["speed"].values),
+        np.ma.masked_invalid(cells),
+        cmap=palette,
+        vmin=least,
+        vmax=most,
+        rasterized=True,
+    )
+    axes.figure.colorbar(
+        mesh, ax=axes, label=scale.labelled(quantity), extend="min" if scale.db else "neither"
+    )
+
+
+def waterfall(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    highest_order: float | None = 10.0,
+    lines: int = 40,
+) -> Axes:
+    """Order spectra one behind the other; the bar at the right is the height of the largest."""
+    name = analysis.channel(channel)
+    values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
+    measured = np.flatnonzero(analysis.order_blocks.values > 0)
+    if measured.size == 0:
+        raise HarmotrackError("There is no spectrum to be drawn: no speed was measured.")
+    chosen = measured[np.unique(np.linspace(0, measured.size - 1, lines).round().astype(int))]
+    axes = axes_or_new(axes, (8.0, 7.0))
+    orders, speeds = values["order"].values, values["speed"].values
+    largest = float(np.nanmax(values.values))
+    span = max(float(speeds[chosen[-1]] - speeds[chosen[0]]), 1.0)
+    height = 0.35 * span / (largest or 1.0)
+    for depth, row in enumerate(chosen[::-1]):
+        curve = speeds[row] + height * values.values[row]
+        axes.fill_between(orders, speeds[row], curve, facecolor="white", zorder=depth)
+        axes.plot(orders, curve, color="tab:blue", linewidth=0.8, zorder=depth + 0.5)
+    axes.set_xlim(orders[0], orders[-1])
+    axes.margins(y=0.01)
+    axes.set_xlabel("Order")
+    axes.set_ylabel("Speed in rpm")
+    scale = Scale(values.attrs["amplitude"], analysis.unit(name), db=False)
+    right = axes.secondary_yaxis(
+        "right",
+        functions=(
+            lambda y: (np.asarray(y) - speeds[chosen[0]]) / height,
+            lambda a: speeds[chosen[0]] + height * np.asarray(a),
+        ),
+    )
+    right.set_ylabel(f"{scale.label} (above each line's speed)")
+    right.set_yticks(np.linspace(0.0, largest, 3))
+    right.yaxis.set_major_formatter("{x:.3g}")
+    titled(axes, analysis.title, name)
+    return axes
+
+
+def campbell(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    highest_order: float | None = 10.0,
+    rays: Iterable[float] | None = None,
+    floor: float = 0.02,
+) -> Axes:
+    """Peaks of the spectra as circles at speed and frequency, their areas in proportion to the
+    amplitude; those below ``floor`` of the largest are left out. Orders are rays."""
+    name = analysis.channel(channel)
+    values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
+    axes = axes_or_new(axes, (8.0, 6.0))
+    amplitudes = np.nan_to_num(values.values.astype(np.float64))
+    largest = float(amplitudes.max())
+    rows, lines = _peaks(amplitudes, floor * largest)
+    speeds, orders = values["speed"].values, values["order"].values
+    heights = amplitudes[rows, lines]
+    axes.scatter(
+        speeds[rows],
+        orders[lines] * speeds[rows] / 60.0,
+        s=400.0 * heights / (largest or 1.0),
+        facecolor="none",
+        edgecolor="tab:blue",
+        linewidth=0.9,
+    )
+    top = float(orders[-1] * speeds[-1]) / 60.0
+    shown = _strong_orders(orders, lines, heights) if rays is None else [*rays]
+    for order in shown:
+        axes.axline((0.0, 0.0), (60.0, order), color="0.6", linewidth=0.6, zorder=0)
+        axes.annotate(
+            f"{order:g}",
+            (speeds[-1], order * speeds[-1] / 60.0),
+            (4, 0),
+            textcoords="offset points",
+            fontsize="x-small",
+        )
+    axes.set_xlim(0.0, 1.04 * speeds[-1])
+    axes.set_ylim(0.0, min(top, 1.15 * max([o * speeds[-1] / 60.0 for o in shown], default=top)))
+    axes.set_xlabel("Speed in rpm")
+    axes.set_ylabel("Frequency in Hz")
+    label = Scale(values.attrs["amplitude"], analysis.unit(name), db=False).label
+    titled(axes, analysis.title, name, f"largest circle {largest:.3g}: {label}")
+    return axes
+
+
+def _peaks(
+    amplitudes: NDArray[np.float64], least: float
+) -> tuple[NDArray[np.intp], NDArray[np.intp]]:
+    """Rows and lines of all cells above both neighbours in their row."""
+    inner = amplitudes[:, 1:-1]
+    higher = (inner > amplitudes[:, :-2]) & (inner >= amplitudes[:, 2:]) & (inner > least)
+    rows, lines = np.nonzero(higher)
+    return rows, lines + 1
+
+
+def _strong_orders(
+    orders: NDArray[np.float64], lines: NDArray[np.intp], heights: NDArray[np.float64]
+) -> list[float]:
+    """The orders that peaks stand at, up to eight, the strongest by their sum."""
+    if lines.size == 0:
+        return []
+    sums = np.bincount(lines, heights, minlength=orders.size)
+    best = np.argsort(sums)[::-1][:8]
+    return sorted(float(orders[line]) for line in best if sums[line] > 0.02 * sums.max())

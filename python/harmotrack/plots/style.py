@@ -1,0 +1,95 @@
+"""What all pictures share: axes, scales and the words on them."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass
+from typing import TYPE_CHECKING, Any
+
+import matplotlib.pyplot as plt
+import numpy as np
+
+from harmotrack.settings import check_number
+
+if TYPE_CHECKING:
+    from matplotlib.axes import Axes
+    from numpy.typing import NDArray
+
+COLOURS = "turbo"
+UNMEASURED = "0.85"
+DECIBELS_SHOWN = 60.0
+
+_CONVENTIONS = {"peak": "peak", "rms": "RMS", "peak-to-peak": "peak-to-peak"}
+_REFERENCES = {"Pa": (20e-6, "20 µPa")}
+
+
+@dataclass(frozen=True)
+class Scale:
+    """How amplitudes are drawn: linearly, or in dB over a reference in their own unit."""
+
+    amplitude: str
+    unit: str
+    db: bool
+    reference: float | None = None
+
+    def __post_init__(self) -> None:
+        if self.reference is not None:
+            check_number("dB reference", self.reference, 1e-300, 1e300)
+
+    @property
+    def label(self) -> str:
+        return self.labelled("Amplitude")
+
+    def labelled(self, quantity: str) -> str:
+        """What stands at an axis: quantity, convention, and unit or dB reference."""
+        convention = _CONVENTIONS[self.amplitude]
+        if not self.db:
+            unit = f" in {self.unit}" if self.unit else ""
+            return f"{quantity}{unit}, {convention}"
+        value, words = self._reference()
+        return f"{quantity}, {convention}, dB re {words or f'{value:g} {self.unit}'.strip()}"
+
+    def of(self, amplitudes: NDArray[Any]) -> NDArray[np.float64]:
+        values = np.asarray(amplitudes, dtype=np.float64)
+        if not self.db:
+            return values
+        with np.errstate(divide="ignore"):
+            return np.asarray(20.0 * np.log10(values / self._reference()[0]))
+
+    def _reference(self) -> tuple[float, str]:
+        if self.reference is not None:
+            return self.reference, ""
+        return _REFERENCES.get(self.unit, (1.0, ""))
+
+
+def axes_or_new(axes: Axes | None, size: tuple[float, float], **projection: Any) -> Axes:
+    if axes is not None:
+        return axes
+    return plt.subplots(figsize=size, layout="constrained", subplot_kw=projection)[1]
+
+
+def titled(axes: Axes, *parts: str, pad: float | None = None) -> None:
+    axes.set_title(" – ".join(part for part in parts if part), fontsize="medium", pad=pad)
+
+
+def colour_limits(values: NDArray[np.float64], scale: Scale) -> tuple[float, float]:
+    """From the largest value down to DECIBELS_SHOWN below it, or to the usual line if that is
+    higher than it: what lies below says nothing."""
+    finite = values[np.isfinite(values)]
+    if finite.size == 0:
+        return 0.0, 1.0
+    largest = float(finite.max())
+    if not scale.db:
+        return 0.0, largest or 1.0
+    usual = float(np.quantile(finite, 0.25))
+    least = max(largest - DECIBELS_SHOWN, min(usual, largest - 30.0))
+    return least, largest
+
+
+def edges(centres: NDArray[np.float64]) -> NDArray[np.float64]:
+    """The borders of cells round evenly spaced centres."""
+    step = centres[1] - centres[0] if centres.size > 1 else max(abs(centres[0]) * 0.01, 1.0)
+    return np.append(centres, centres[-1] + step) - 0.5 * step
+
+
+def order_name(order: float) -> str:
+    return f"order {order:g}"

@@ -1,0 +1,108 @@
+"""The motion of a shaft in the plane of two channels."""
+
+from __future__ import annotations
+
+from collections.abc import Iterable
+from typing import TYPE_CHECKING
+
+import numpy as np
+
+from harmotrack.errors import HarmotrackError
+from harmotrack.plots.curves import harmonic
+from harmotrack.plots.maps import draw_map
+from harmotrack.plots.style import COLOURS, Scale, axes_or_new, order_name, titled
+
+if TYPE_CHECKING:
+    import xarray as xr
+    from matplotlib.axes import Axes
+
+    from harmotrack.order_analysis import OrderAnalysis
+
+
+def _pair(analysis: OrderAnalysis) -> tuple[str, str]:
+    if analysis.directional is None:
+        raise HarmotrackError(
+            "There is no directional spectrum: name the two channels of the plane "
+            "(directional=) in the analysis."
+        )
+    return str(analysis.attrs["directional_x"]), str(analysis.attrs["directional_y"])
+
+
+def full_spectrum(
+    analysis: OrderAnalysis,
+    *,
+    axes: Axes | None = None,
+    speed: float | None = None,
+    db: bool = True,
+    reference: float | None = None,
+    highest_order: float | None = 10.0,
+    colours: str = COLOURS,
+) -> Axes:
+    """Over order and speed, or as one spectrum at the measured speed next to ``speed``."""
+    pair = _pair(analysis)
+    most = None if highest_order is None else float(highest_order)
+    least = None if most is None else -most
+    assert analysis.directional is not None
+    values = analysis.directional.sel(directional_order=slice(least, most))
+    axes = axes_or_new(axes, (9.0, 6.0))
+    scale = Scale(values.attrs["amplitude"], str(values.attrs.get("units", "")), db, reference)
+    if speed is None:
+        draw_map(axes, values, "directional_order", scale, colours, "Radius")
+        axes.axvline(0.0, color="white", linewidth=0.6)
+        axes.set_ylabel("Speed in rpm")
+    else:
+        row = values.dropna("speed", how="all").sel(speed=speed, method="nearest")
+        axes.plot(values["directional_order"].values, scale.of(row.values), linewidth=1.0)
+        axes.axvline(0.0, color="0.5", linewidth=0.6)
+        axes.grid(alpha=0.4)
+        axes.set_ylabel(scale.labelled("Radius"))
+    axes.set_xlabel("backward  ←   Order   →  forward")
+    at = "" if speed is None else f"{float(row['speed']):g} rpm"
+    titled(axes, analysis.title, " / ".join(pair), at)
+    return axes
+
+
+def orbit(
+    analysis: OrderAnalysis,
+    *,
+    axes: Axes | None = None,
+    order: float | None = None,
+    speeds: Iterable[float] | None = None,
+) -> Axes:
+    """x and y of one order over a whole cycle, at some speeds; by default at five, one of them that
+    of the largest motion. The dot is the moment of the mark, and the cycle ends short of it, so the
+    gap shows the sense of the motion."""
+    x_name, y_name = _pair(analysis)
+    known = analysis.harmonics["harmonic"].values
+    wanted = float(known[0]) if order is None else order
+    x = harmonic(analysis, x_name, wanted)
+    y = harmonic(analysis, y_name, wanted)
+    axes = axes_or_new(axes, (6.5, 6.5))
+    phase = np.linspace(0.0, 2.0 * np.pi * 0.94, 200)
+    for row in _rows(x, y, speeds):
+        to_the_sides, upwards = (
+            (complex(cut.values[row]) * np.exp(1j * phase)).real for cut in (x, y)
+        )
+        (line,) = axes.plot(
+            to_the_sides, upwards, label=f"{x['speed'].values[row]:.0f} rpm", linewidth=1.2
+        )
+        axes.plot(to_the_sides[0], upwards[0], "o", color=line.get_color())
+    axes.set_aspect("equal", "datalim")
+    axes.grid(alpha=0.4)
+    axes.legend()
+    axes.set_xlabel(f"{x_name} in {analysis.unit(x_name)}")
+    axes.set_ylabel(f"{y_name} in {analysis.unit(y_name)}")
+    convention = analysis.harmonics.attrs["amplitude"]
+    titled(axes, analysis.title, order_name(wanted), f"{convention} amplitudes")
+    return axes
+
+
+def _rows(x: xr.DataArray, y: xr.DataArray, speeds: Iterable[float] | None) -> list[int]:
+    measured = x["speed"].values
+    if measured.size == 0:
+        raise HarmotrackError("There is no orbit to be drawn: no speed was measured.")
+    if speeds is not None:
+        return [int(np.argmin(np.abs(measured - speed))) for speed in speeds]
+    largest = int(np.argmax(np.abs(x.values) ** 2 + np.abs(y.values) ** 2))
+    evenly = np.linspace(0, measured.size - 1, 5).round().astype(int)
+    return sorted({largest, *(int(k) for k in evenly[1:])})

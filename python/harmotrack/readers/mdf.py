@@ -1,0 +1,78 @@
+"""MDF 4 (and 3), by asammdf."""
+
+from __future__ import annotations
+
+import gc
+import logging
+import sys
+from pathlib import Path
+from typing import TYPE_CHECKING, Any
+
+import numpy as np
+from asammdf import MDF
+
+from harmotrack.errors import HarmotrackError
+from harmotrack.readers.assembly import (
+    ReadOptions,
+    Signal,
+    channels_at_rate,
+    channels_at_times,
+    is_numeric,
+    told_apart,
+)
+from harmotrack.recording import Channel, Recording
+
+if TYPE_CHECKING:
+    from numpy.typing import NDArray
+
+    Groups = dict[bytes, tuple[NDArray[np.float64], list[Signal]]]
+
+
+def read(path: Path, options: ReadOptions) -> Recording:
+    """Channels with the same time stamps belong together."""
+    logging.getLogger("asammdf").setLevel(logging.CRITICAL)
+    notes: list[str] = []
+    channels: list[Channel] = []
+    with _opened(path) as file:
+        groups = _groups(file)
+    for times, signals in groups.values():
+        if options.rate is not None:
+            channels += channels_at_rate(signals, options.rate, float(times[0]), notes)
+        else:
+            channels += channels_at_times(times, signals, notes)
+    if not channels:
+        raise HarmotrackError(f"{path} has no channels of numbers.")
+    return Recording(told_apart(channels), path.name, tuple(notes))
+
+
+def _opened(path: Path) -> Any:
+    try:
+        return MDF(path)
+    except Exception as error:
+        reason = str(error).strip().rstrip(".") or type(error).__name__
+        _dropped_quietly(error)
+    raise HarmotrackError(
+        f"{path} can't be read as an MDF file, it may be cut or damaged: {reason}."
+    )
+
+
+def _dropped_quietly(error: Exception) -> None:
+    """What was half opened goes with the traceback, and would complain on standard error."""
+    hook = sys.unraisablehook
+    sys.unraisablehook = lambda _: None
+    try:
+        error.__traceback__ = None
+        error.__context__ = None
+        gc.collect()
+    finally:
+        sys.unraisablehook = hook
+
+
+def _groups(file: Any) -> Groups:
+    groups: Groups = {}
+    for signal in file.iter_channels(skip_master=True):
+        values, times = np.asarray(signal.samples), np.asarray(signal.timestamps, dtype=np.float64)
+        if values.ndim == 1 and values.size > 1 and is_numeric(values):
+            one = Signal(signal.name, values, signal.unit or "")
+            groups.setdefault(times.tobytes(), (times, []))[1].append(one)
+    return groups

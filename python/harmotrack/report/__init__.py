@@ -1,0 +1,26 @@
+"""The report: one HTML file that shows an analysis in any browser, without a network.
+
+    write_report(harmotrack.load("run.nc"), "run.html")
+
+It holds the results themselves, so that moving over the order map shows the spectrum, the levels
+and the phases of that speed. What the results say stands at its beginning as text.
+"""
+
+from __future__ import annotations
+
+from pathlib import Path
+
+from harmotrack.files import pending
+from harmotrack.order_analysis import OrderAnalysis
+from harmotrack.report.page import render
+
+__all__ = ["render", "write_report"]
+
+
+def write_report(analysis: OrderAnalysis, path: str | Path) -> Path:
+    """Writes render(analysis) to a file, which appears under its name when it is whole."""
+    path = Path(path)
+    page = render(analysis)
+    with pending(path) as hidden:
+        hidden.write_text(page, encoding="utf-8", newline="\n")
+    return path

@@ -1,0 +1,119 @@
+"""Finds what says the speed in a recording of which nothing was told."""
+
+from __future__ import annotations
+
+import re
+from dataclasses import dataclass
+
+import numpy as np
+
+from harmotrack.errors import HarmotrackError
+from harmotrack.recording import Channel, Recording
+from harmotrack.speed import Speed, pulse_times, rpm_of
+
+_TACHO_NAME = re.compile(r"tach|trigger|keyphas|pulse|1/rev|zphase|trig", re.IGNORECASE)
+_SPEED_NAME = re.compile(r"speed|rpm|drehzahl|\bn\b", re.IGNORECASE)
+
+#: A tacho stands at one of its two levels for most of the time, a sine near either for half of it.
+_LEAST_SHARE_AT_LEVELS = 0.62
+_NEAR_LEVEL = 0.15
+_LEAST_PULSES = 8
+
+
+@dataclass(frozen=True)
+class TachoGuess:
+    """How much a channel looks like a tacho.
+
+    ``share`` is the share of samples at the low or the high level, ``steadiness`` that of pulses
+    that follow the former one after about the same time as that one followed its own.
+    """
+
+    channel: str
+    pulses: int
+    share: float
+    steadiness: float
+    named: bool
+
+    @property
+    def likely(self) -> bool:
+        return self.share >= _LEAST_SHARE_AT_LEVELS and self.steadiness >= 0.95
+
+    @property
+    def rank(self) -> tuple[bool, float]:
+        return self.named, self.share * self.steadiness
+
+
+def guess_tacho(channel: Channel) -> TachoGuess | None:
+    """None if the channel shows no pulses at all."""
+    named = bool(_TACHO_NAME.search(channel.name))
+    share = _share_at_levels(channel)
+    if share < _LEAST_SHARE_AT_LEVELS:
+        return None
+    try:
+        seconds = pulse_times(channel)
+    except HarmotrackError:
+        return None
+    if seconds.size < _LEAST_PULSES:
+        return None
+    steps = np.diff(seconds)
+    ratios = steps[1:] / steps[:-1]
+    steadiness = float(np.mean((ratios > 0.7) & (ratios < 1.4)))
+    return TachoGuess(channel.name, int(seconds.size), share, steadiness, named)
+
+
+def _share_at_levels(channel: Channel) -> float:
+    samples = channel.samples
+    if not np.isfinite(samples).all():
+        return 0.0
+    low, high = np.quantile(samples, [0.001, 0.9995])
+    height = high - low
+    if height <= 0.0:
+        return 0.0
+    near = _NEAR_LEVEL * height
+    return float(np.mean((samples < low + near) | (samples > high - near)))
+
+
+def likely_tachos(recording: Recording) -> list[TachoGuess]:
+    """The channels that look like a tacho, the likeliest first."""
+    guesses = [guess_tacho(channel) for channel in recording]
+    likely = [guess for guess in guesses if guess is not None and guess.likely]
+    return sorted(likely, key=lambda guess: guess.rank, reverse=True)
+
+
+def likely_speed_channels(recording: Recording) -> list[str]:
+    """The channels that hold a speed, by their unit or name, and only values above 0."""
+    return [
+        channel.name
+        for channel in recording
+        if _says_speed(channel) and np.isfinite(channel.samples).all() and channel.samples.min() > 0
+    ]
+
+
+def _says_speed(channel: Channel) -> bool:
+    if channel.unit:
+        factor = rpm_of(channel.unit)
+        return factor is not None and (factor == 1.0 or bool(_SPEED_NAME.search(channel.name)))
+    return bool(_SPEED_NAME.search(channel.name))
+
+
+def find_speed(recording: Recording, pulses_per_revolution: float = 1.0) -> Speed:
+    """The speed from the likeliest tacho, or else from a speed channel.
+
+    @raises HarmotrackError  nothing in the recording says the speed
+    """
+    tachos = likely_tachos(recording)
+    if tachos:
+        return Speed.from_tacho(
+            recording[tachos[0].channel], pulses_per_revolution=pulses_per_revolution
+        )
+    channels = likely_speed_channels(recording)
+    if len(channels) == 1:
+        return Speed.from_channel(recording[channels[0]])
+    if channels:
+        raise HarmotrackError(
+            f"Several channels may hold the speed ({', '.join(map(repr, channels))}): name one."
+        )
+    raise HarmotrackError(
+        f"No channel of {recording.name or 'the recording'} looks like a tacho or a speed: name "
+        "one, give a speed profile, or track the speed."
+    )

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <nanobind/nanobind.h>
+
+namespace Harmotrack::Python {
+
+/// Settings, runs and results.
+void bindAnalysis(nanobind::module_& module);
+
+} // namespace Harmotrack::Python

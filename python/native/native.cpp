@@ -1,0 +1,38 @@
+// The module _native: the host layer with NumPy's arrays. It is the only place where Python and C++
+// meet, and checks nothing that the host layer checks itself. The interpreter's lock is open while
+// the host layer works.
+#include "analysis.h"
+#include "monitor.h"
+#include "speed.h"
+
+#include "host/host_error.h"
+
+#include <nanobind/nanobind.h>
+
+#include <exception>
+
+namespace nb = nanobind;
+
+namespace {
+
+// What the host layer complains of is raised as the package's own exception.
+void raiseHostError(const std::exception_ptr& thrown, void* /*unused*/)
+{
+    try {
+        std::rethrow_exception(thrown);
+    } catch (const Harmotrack::Host::HostError& error) {
+        const nb::object type = nb::module_::import_("harmotrack.errors").attr("HarmotrackError");
+        PyErr_SetString(type.ptr(), error.what());
+    }
+}
+
+} // namespace
+
+NB_MODULE(_native, module)
+{
+    module.doc() = "The host layer of Harmotrack, with NumPy's arrays.";
+    nb::register_exception_translator(&raiseHostError);
+    Harmotrack::Python::bindSpeed(module);
+    Harmotrack::Python::bindAnalysis(module);
+    Harmotrack::Python::bindMonitor(module);
+}

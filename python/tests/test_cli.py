@@ -1,0 +1,287 @@
+"""The command as a user calls it: in a process of its own, from another folder."""
+
+import json
+import os
+import signal
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import numpy as np
+import pytest
+from click.testing import CliRunner
+
+from harmotrack import load, read
+from harmotrack.cli.main import _COMMANDS, group, main, run
+
+
+@pytest.fixture(scope="module")
+def recording(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    path = tmp_path_factory.mktemp("machine") / "run.flac"
+    assert call("simulate", path, "--duration", 6, "--rate", 6400, "--end-rpm", 3600) == 0
+    return path
+
+
+def call(*arguments: object) -> int:
+    """The exit code; what is printed goes where pytest looks for it."""
+    return run(lambda: group.main([str(one) for one in arguments], standalone_mode=False))
+
+
+def test_the_installed_command_answers_in_a_process_of_its_own(tmp_path: Path) -> None:
+    command = Path(sys.executable).with_name("harmotrack")
+
+    answer = subprocess.run(
+        [command, "--version"], capture_output=True, text=True, cwd=tmp_path, check=True
+    )
+
+    assert answer.stdout.startswith("harmotrack, version ")
+
+
+# What is loaded decides how soon the command answers.
+def test_help_loads_neither_numpy_nor_the_library() -> None:
+    code = (
+        "import sys; from harmotrack.cli.main import group\n"
+        "group.main(['--help'], standalone_mode=False)\n"
+        "print([name for name in ('numpy', 'xarray', 'rich', 'harmotrack._native')"
+        " if name in sys.modules])"
+    )
+
+    answer = subprocess.run(
+        [sys.executable, "-c", code], capture_output=True, text=True, check=True
+    )
+
+    assert answer.stdout.splitlines()[-1] == "[]"
+
+
+@pytest.mark.parametrize("name", _COMMANDS)
+def test_every_command_explains_itself(name: str) -> None:
+    answer = CliRunner().invoke(group, [name, "--help"])
+
+    assert answer.exit_code == 0
+    assert "Usage:" in answer.output
+
+
+def test_completion_for_bash_is_offered() -> None:
+    answer = subprocess.run(
+        [Path(sys.executable).with_name("harmotrack")],
+        env={**os.environ, "_HARMOTRACK_COMPLETE": "bash_source"},
+        capture_output=True,
+        text=True,
+        check=True,
+    )
+
+    assert "complete" in answer.stdout
+
+
+def test_a_report_is_made_of_a_recording_or_of_stored_results(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    assert call("analyze", recording, "-o", tmp_path, "--no-pictures", "--tables", "none") == 0
+    capsys.readouterr()
+
+    assert call("report", tmp_path / "results.nc", "-o", tmp_path / "stored.html") == 0
+    assert call("report", recording, "-o", tmp_path / "fresh.html") == 0
+
+    out = capsys.readouterr().out.splitlines()
+    assert out == [str(tmp_path / "stored.html"), str(tmp_path / "fresh.html")]
+    assert (tmp_path / "stored.html").read_text() == (tmp_path / "fresh.html").read_text()
+
+
+def test_a_report_is_named_html(recording: Path, capsys: pytest.CaptureFixture) -> None:
+    assert call("report", recording, "-o", recording.with_name("report.pdf")) == 2
+
+    assert "The name report.pdf must end in .html." in capsys.readouterr().err
+
+
+def test_info_names_the_likely_tacho(recording: Path, capsys: pytest.CaptureFixture) -> None:
+    assert call("info", recording, "--json") == 0
+
+    told = json.loads(capsys.readouterr().out)
+    assert [channel["name"] for channel in told["channels"]] == ["x", "y", "tacho"]
+    assert told["channels"][2]["role"].startswith("likely tacho")
+    assert told["channels"][0]["role"] == ""
+    assert told["channels"][0]["unit"] == "mm/s"
+    assert told["channels"][0]["rate_hz"] == 6400.0
+
+
+def test_info_shows_a_table(recording: Path, capsys: pytest.CaptureFixture) -> None:
+    assert call("info", recording) == 0
+
+    assert "likely tacho" in capsys.readouterr().out
+
+
+def test_analyze_finds_the_tacho_and_says_so(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    assert call("analyze", recording, "-o", tmp_path / "out", "--directional", "x,y") == 0
+
+    said = capsys.readouterr()
+    assert "tacho 'tacho'" in said.err
+    assert "found by itself" in said.err
+    names = {path.name for path in (tmp_path / "out").iterdir()}
+    assert {"order_map_1.png", "bode_2.png", "orbit.png", "full_spectrum.png"} <= names
+    assert {"order_map.csv", "harmonics.csv", "results.nc"} <= names
+    for picture in (tmp_path / "out").glob("*.png"):
+        assert picture.read_bytes().startswith(b"\x89PNG")
+    assert load(tmp_path / "out" / "results.nc").channels == ("x", "y")
+
+
+def test_analyze_tells_scripts_what_it_found(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    options = ["--no-pictures", "--json", "--channels", 1, "--harmonics", "1,2"]
+    assert call("analyze", recording, "-o", tmp_path, *options) == 0
+
+    told = json.loads(capsys.readouterr().out)
+    (channel,) = told["channels"]
+    assert [order["order"] for order in channel["orders"]] == [1.0, 2.0]
+    assert channel["orders"][0]["at_rpm"] == pytest.approx(2450.0, abs=150.0)
+    assert sorted(Path(path).name for path in told["files"]) == sorted(os.listdir(tmp_path))
+
+
+@pytest.mark.parametrize("kind", ["order", "frequency", "waterfall", "campbell", "full-spectrum"])
+def test_map_draws_one_picture(recording: Path, tmp_path: Path, kind: str) -> None:
+    options = ["--kind", kind, "--directional", "x,y"]
+    assert call("map", recording, "-o", tmp_path / "map.svg", *options) == 0
+
+    assert [path.name for path in tmp_path.iterdir()] == ["map.svg"]
+    assert "<svg" in (tmp_path / "map.svg").read_text()
+
+
+def test_orders_are_those_of_the_python_package(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    assert call("orders", recording, "--channels", "x", "--harmonics", "2", "--json") == 0
+
+    rows = json.loads(capsys.readouterr().out)["rows"]
+    from harmotrack import analyze
+
+    cut = analyze(recording, harmonics=(2,)).harmonics.sel(channel="x", harmonic=2.0)
+    cut = cut.dropna("speed")
+    np.testing.assert_allclose([row["amplitude"] for row in rows], np.abs(cut.values), rtol=1e-6)
+
+
+@pytest.mark.parametrize(
+    "options",
+    [
+        ["--tacho", "tacho"],
+        ["--tacho", "3", "--pulses", "1", "--level", "2.5"],
+        ["--speed-csv", "speed.csv"],
+        ["--track", "500:4000", "--track-orders", "1,2"],
+    ],
+)
+def test_the_speed_comes_from_where_it_was_told(
+    recording: Path, tmp_path: Path, monkeypatch: pytest.MonkeyPatch, options: list[str]
+) -> None:
+    monkeypatch.chdir(tmp_path)
+    (tmp_path / "speed.csv").write_text("time [s],speed [rpm]\n0,600\n3,2100\n6,3600\n")
+
+    assert call("orders", recording, "-o", "orders.csv", "--channels", "x", *options) == 0
+
+    header, first = (tmp_path / "orders.csv").read_text().splitlines()[:2]
+    assert header == "channel,unit,speed_rpm,order,amplitude,phase_deg,slice"
+    assert first.startswith("x,mm/s,")
+
+
+def test_track_writes_the_speed_and_draws_it(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    files = ["-o", tmp_path / "speed.csv", "--picture", tmp_path / "speed.png"]
+    assert call("track", recording, "--track", "500:4000", *files, "--json") == 0
+
+    told = json.loads(capsys.readouterr().out)
+    assert told["channel"] == "x"
+    assert told["valid_share"] > 0.5
+    header = (tmp_path / "speed.csv").read_text().splitlines()[0]
+    assert header == "time_s,speed_rpm,valid,explained"
+    assert (tmp_path / "speed.png").exists()
+
+
+@pytest.mark.parametrize(
+    "name", ["a.wav", "a.flac", "a.csv", "a.parquet", "a.h5", "a.mat", "a.tdms", "a.mf4"]
+)
+def test_converted_recordings_hold_the_same(recording: Path, tmp_path: Path, name: str) -> None:
+    assert call("convert", recording, tmp_path / name, "--channels", "x,tacho") == 0
+
+    original, converted = read(recording), read(tmp_path / name)
+    for channel in ("x", "tacho"):
+        assert converted[channel].rate == original[channel].rate
+        np.testing.assert_allclose(converted[channel].samples, original[channel].samples, atol=3e-6)
+        if name != "a.mat":  # which has no place for it
+            assert converted[channel].unit == original[channel].unit
+
+
+def sentence(capsys: pytest.CaptureFixture) -> str:
+    said = capsys.readouterr()
+    assert said.out == ""
+    lines = [line for line in said.err.splitlines() if line.startswith("harmotrack: ")]
+    assert len(lines) == 1
+    return lines[0]
+
+
+@pytest.mark.parametrize(
+    ("arguments", "words"),
+    [
+        (["analyze", "none.wav"], "There is no file none.wav"),
+        (["info", "RUN", "--rate", "-1"], "The rate is -1"),
+        (["analyze", "RUN", "--tacho", "9"], "There is no channel 9; run.flac has 3"),
+        (["analyze", "RUN", "--track", "fast"], "--track is 'fast', and it must be two speeds"),
+        (["track", "RUN"], "The range of the speed is missing: --track MIN:MAX"),
+        (["analyze", "RUN", "--channels", "x,q"], "There is no channel 'q'"),
+        (["analyze", "RUN", "--tacho", "3", "--speed-channel", "1"], "one of --tacho and --speed"),
+        (["analyze", "RUN", "--speed-channel", "1"], "The unit of the speed channel 'x' is 'mm/s'"),
+        (["analyze", "RUN", "--harmonics", "one"], "--harmonics is 'one', and it must be numbers"),
+        (["analyze", "RUN", "--window", "hann"], "The window is 'hann', and it must be one of"),
+        (["analyze", "RUN", "--directional", "x"], "--directional is 'x', and it must be two"),
+        (["map", "RUN", "-o", "map.jpg"], "The name map.jpg must end in .png"),
+        (["orders", "RUN", "-o", "orders.xlsx"], "The name orders.xlsx must end in .csv"),
+        (["convert", "RUN", "a.xyz"], "The name a.xyz must end in .wav"),
+        (["simulate", "a.mp3"], "The name a.mp3 must end in .flac or in .wav"),
+        (["simulate", "a.wav", "--rate", "10"], "The rate is 10 Hz"),
+        (["analyze", "RUN", "--min-rpm", "many"], "Invalid value for '--min-rpm'"),
+        (["analyse", "RUN"], "No such command 'analyse'"),
+        (["analyze"], "Missing argument 'FILE'"),
+    ],
+)
+def test_bad_input_meets_one_sentence_and_exit_code_2(
+    recording: Path,
+    tmp_path: Path,
+    monkeypatch: pytest.MonkeyPatch,
+    capsys: pytest.CaptureFixture,
+    arguments: list[str],
+    words: str,
+) -> None:
+    monkeypatch.chdir(tmp_path)
+
+    code = call(*(recording if one == "RUN" else one for one in arguments))
+
+    assert code == 2
+    assert words in sentence(capsys)
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_main_ends_the_process_with_the_code() -> None:
+    with pytest.raises(SystemExit) as end:
+        main(["info", "none.wav"])
+
+    assert end.value.code == 2
+
+
+# The interrupt comes while pictures are drawn; whether it comes earlier or later, the same holds.
+def test_an_interrupt_leaves_no_half_written_file(recording: Path, tmp_path: Path) -> None:
+    output = tmp_path / "out"
+    process = subprocess.Popen(
+        [sys.executable, "-m", "harmotrack", "analyze", recording, "-o", output],
+        stderr=subprocess.PIPE,
+        text=True,
+    )
+    until = time.monotonic() + 60.0
+    while not list(tmp_path.glob("out/.harmotrack-*/*.png")) and time.monotonic() < until:
+        time.sleep(0.01)
+    process.send_signal(signal.SIGINT)
+    _, said = process.communicate(timeout=60)
+
+    assert process.returncode == 130
+    assert said.splitlines()[-1] == "harmotrack: interrupted; nothing was left half written."
+    assert not output.exists()

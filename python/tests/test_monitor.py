@@ -1,0 +1,122 @@
+"""A run in pieces against the same run at once, and against the simulated truth."""
+
+from functools import cache
+
+import numpy as np
+import pytest
+
+from harmotrack import (
+    HarmotrackError,
+    Monitor,
+    MonitorResult,
+    OrderAnalysis,
+    analyze,
+    simulate_run_up,
+)
+
+AXIS = {"min_rpm": 700.0, "max_rpm": 3500.0, "step_rpm": 50.0, "highest_order": 20.0}
+
+
+@cache
+def machine():
+    return simulate_run_up(duration=12.0, rate=6400.0, end_rpm=3600.0)
+
+
+def monitored(*sizes: int) -> tuple[list[MonitorResult], OrderAnalysis]:
+    """What comes of chunks of these sizes, again and again."""
+    recording = machine().recording
+    signals = np.stack([recording["x"].samples, recording["y"].samples])
+    tacho = recording["tacho"].samples
+    monitor = Monitor(6400.0, ["x", "y"], units="mm/s", harmonics=(1, 2), **AXIS)
+    results: list[MonitorResult] = []
+    place = chunk = 0
+    while place < tacho.size:
+        end = place + sizes[chunk % len(sizes)]
+        results += monitor.feed(signals[:, place:end], tacho[place:end])
+        place, chunk = end, chunk + 1
+    return results, monitor.finish()
+
+
+def test_results_come_before_the_end_and_in_the_order_of_time() -> None:
+    results, _ = monitored(640)
+
+    of_angles = [one for one in results if one.order_spectrum is not None and one.channel == "x"]
+    assert len(of_angles) > 40
+    times = [one.seconds for one in of_angles]
+    assert times == sorted(times)
+    for one in of_angles:
+        assert one.rpm == pytest.approx(machine().rpm(one.seconds).item(), rel=0.01)
+        assert one.speed == pytest.approx(one.rpm, abs=25.5)  # half a bin
+
+
+def test_order_spectra_carry_the_amplitude_that_was_simulated() -> None:
+    results, _ = monitored(640)
+
+    near = [one for one in results if one.channel == "x" and one.speed == 3000.0]
+    (one,) = [result for result in near if result.order_spectrum is not None]
+    truth = machine().truth(3000.0).sel(component="misalignment", channel="x").item()
+    assert one.order_spectrum[20] == pytest.approx(abs(truth), rel=0.01)
+    assert one.harmonics[1] == pytest.approx(truth, abs=0.01 * abs(truth))
+
+
+def test_the_size_of_the_chunks_changes_nothing() -> None:
+    _, coarse = monitored(6400)
+    _, fine = monitored(1, 7, 900, 64)
+
+    np.testing.assert_array_equal(fine.order_map.values, coarse.order_map.values)
+    np.testing.assert_array_equal(fine.harmonics.values, coarse.harmonics.values)
+
+
+def test_the_end_is_what_an_analysis_at_once_finds() -> None:
+    _, live = monitored(1000)
+    at_once = analyze(machine().recording, harmonics=(1, 2), **AXIS)
+
+    assert live.channels == at_once.channels
+    np.testing.assert_allclose(
+        live.order_map.values, at_once.order_map.values, atol=1e-4, equal_nan=True
+    )
+
+
+def test_a_speed_that_is_told_takes_the_place_of_a_tacho() -> None:
+    recording = machine().recording
+    monitor = Monitor(
+        6400.0, "x", units="mm/s", pulses_per_revolution=None, harmonics=(1, 2), **AXIS
+    )
+    results: list[MonitorResult] = []
+    for second in range(12):
+        times = second + np.arange(0.0, 1.01, 0.1)[1 if second else 0 :]
+        results += monitor.feed_speed(times, machine().rpm(times))
+        piece = slice(6400 * second, 6400 * (second + 1))
+        results += monitor.feed(recording["x"].samples[piece])
+
+    assert len(results) > 40
+    assert monitor.finish().attrs["phase_mode"] == "first-order"
+
+
+def feed(samples: object, tacho: object = None, **options: object) -> None:
+    Monitor(6400.0, ["x", "y"], **{**AXIS, **options}).feed(samples, tacho)
+
+
+@pytest.mark.parametrize(
+    ("act", "sentence"),
+    [
+        (lambda: Monitor(6400.0, "x"), "A monitor has to be told its speed axis: min_rpm, max_rpm"),
+        (lambda: Monitor(0.0, "x", **AXIS), "The rate is 0 Hz"),
+        (lambda: Monitor(6400.0, [], **AXIS), "A monitor needs at least one channel"),
+        (lambda: feed(np.zeros((3, 9)), np.zeros(9)), r"it must be \(2, n\)"),
+        (lambda: feed(np.zeros((2, 9))), "The samples of the tacho are missing"),
+        (lambda: feed(np.zeros((2, 9)), np.zeros(8)), r"and it must be \(9,\)"),
+        (lambda: feed(np.full((2, 9), np.nan), np.zeros(9)), "A sample is not a finite number"),
+        (
+            lambda: feed(np.zeros((2, 9)), np.zeros(9), pulses_per_revolution=None),
+            "This monitor has no tacho",
+        ),
+        (
+            lambda: Monitor(6400.0, "x", **AXIS).feed_speed([0.0], [600.0]),
+            "This monitor reads its speed from the tacho",
+        ),
+    ],
+)
+def test_what_cannot_be_monitored_meets_a_sentence(act: object, sentence: str) -> None:
+    with pytest.raises(HarmotrackError, match=sentence):
+        act()
