@@ -21,10 +21,10 @@ check_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev doxygen
 )
 
-# To build for Windows, run what was built, and build a host by another compiler.
+# Besides, to build for Windows, run what was built, and link a host by another compiler.
 windows_packages=(
     g++-mingw-w64-x86-64-posix wine wine64 googletest python3-pip
-    clang-14 lld-14 llvm-14
+    lld-14 llvm-14
 )
 
 # Clones of this repository share what the compiler cache holds: paths in it are relative.
