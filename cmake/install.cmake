@@ -18,9 +18,12 @@ install(
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-# The library looks for its kernels where it lies itself.
+# The kernels lie beside the library: Linux looks for them there, Windows beside the program. The
+# definition file makes import libraries for other compilers.
 if(WIN32)
     set(kernel_dir ${CMAKE_INSTALL_BINDIR})
+    install(FILES ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/harmotrack64.def
+            DESTINATION ${CMAKE_INSTALL_LIBDIR})
 else()
     set(kernel_dir ${CMAKE_INSTALL_LIBDIR})
 endif()

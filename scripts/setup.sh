@@ -17,8 +17,14 @@ browser_packages=(chromium fonts-dejavu-core)
 # To test and check them.
 check_packages=(
     "${run_packages[@]}" "${browser_packages[@]}"
-    ccache clang-format-14 clang-tidy-14 python3 binutils
+    ccache clang-14 clang-format-14 clang-tidy-14 python3 binutils
     libgtest-dev libgmock-dev libbenchmark-dev doxygen
+)
+
+# Besides, to build for Windows, run what was built, and link a host by another compiler.
+windows_packages=(
+    g++-mingw-w64-x86-64-posix wine wine64 googletest python3-pip
+    lld-14 llvm-14
 )
 
 # Clones of this repository share what the compiler cache holds: paths in it are relative.

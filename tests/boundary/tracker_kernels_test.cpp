@@ -1,14 +1,15 @@
-// Where the library finds its kernels: in the folder that it lies in itself, wherever that is. One
-// copy lies beside them, in a folder that nothing else names; the other one lies by itself, and the
-// exception comes through the boundary, with its text. The arguments are the path of the copy, and
-// those of the kernel libraries that lie beside it.
+// Where the library finds its kernels. On Linux that is the folder that it lies in itself, wherever
+// that is; on Windows it is the program's. If there are none, the exception comes through the
+// boundary, with its text. The arguments are the path of the library, and those of the kernel
+// libraries that lie where it looks.
 
 #define HARMOTRACK_NO_PROTOTYPES
 #include "harmotrack/harmotrack.h"
 
-#include <gtest/gtest.h>
+#include "platform/is_loaded.h"
+#include "platform/shared_library.h"
 
-#include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -20,21 +21,18 @@ namespace {
 std::string libraryPath;
 std::vector<std::string> kernelPaths;
 
-bool isLoaded(const std::string& path)
-{
-    return dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD) != nullptr;
-}
+using Velmora::Platform::SharedLibrary;
 
 template <typename Function>
-Function* find(void* library, const char* name)
+Function* find(const SharedLibrary& library, const char* name)
 {
-    return reinterpret_cast<Function*>(dlsym(library, name));
+    return reinterpret_cast<Function*>(library.symbol(name));
 }
 
-TEST(TrackerKernels, AreFoundBesideTheLibraryByATrackerThatDecimates)
+TEST(TrackerKernels, AreLoadedByATrackerThatDecimates)
 {
-    void* const library = dlopen(libraryPath.c_str(), RTLD_NOW);
-    ASSERT_NE(library, nullptr) << dlerror();
+    const SharedLibrary library = SharedLibrary::open(libraryPath);
+    ASSERT_TRUE(library) << libraryPath;
     const auto create = find<TrackerHandle()>(library, "autotrackerCreate");
     const auto setRate =
         find<void(TrackerHandle, double, int32_t)>(library, "autotrackerSetSampleRate");

@@ -34,18 +34,18 @@ std::string sentenceOf(const Call& call)
 
 extern "C" {
 
-__attribute__((visibility("default"))) AnalyzerHandle create(int32_t /*mode*/)
+AnalyzerHandle create(int32_t /*mode*/)
 {
     ++ownCalls;
     return nullptr;
 }
 
-__attribute__((visibility("default"))) void reset(AnalyzerHandle /*analyzer*/)
+void reset(AnalyzerHandle /*analyzer*/)
 {
     ++ownCalls;
 }
 
-__attribute__((visibility("default"))) CalculationResult calculate(AnalyzerHandle /*analyzer*/)
+CalculationResult calculate(AnalyzerHandle /*analyzer*/)
 {
     ++ownCalls;
     return {};

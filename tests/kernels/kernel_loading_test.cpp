@@ -6,6 +6,7 @@
 #include "kernels/kernel_table.h"
 
 #include "kernels/kernel_variant.h"
+#include "platform/search_folder.h"
 #include "platform/shared_library.h"
 #include "runnable_variants.h"
 
@@ -98,13 +99,13 @@ TEST(InitializeVexCalc, DirectoryMayEndInASlash)
 // No slash is added behind a backslash. Where that is no separator, it is part of the file's name.
 TEST(InitializeVexCalc, DirectoryMayEndInABackslash)
 {
-#ifndef _WIN32
     namespace fs = std::filesystem;
-    const std::string name = std::string("/vexcalc-std_64") + Platform::sharedLibrarySuffix();
-    const fs::path odd = kComplete + "\\" + name.substr(1);
-    fs::remove(odd);
-    fs::create_symlink(kComplete + name, odd);
-#endif
+    if constexpr (fs::path::preferred_separator == '/') {
+        const std::string name = std::string("/vexcalc-std_64") + Platform::sharedLibrarySuffix();
+        const fs::path odd = kComplete + "\\" + name.substr(1);
+        fs::remove(odd);
+        fs::create_symlink(kComplete + name, odd);
+    }
     EXPECT_EXIT(
         tellWhatComesOf({{1, 220, kComplete + "\\"}}), ExitedWithCode(0), tells("0 bound 1"));
 }
@@ -165,18 +166,16 @@ TEST(InitializeVexCalc, EmptyDirectoryMeansBesideOurselvesFirst)
     EXPECT_EXIT(tellWhatComesOf({{1, 220, ""}}), ExitedWithCode(0), tells("0 bound 101"));
 }
 
-#ifndef _WIN32
-// sse41 does not stand beside this program. The system's search is told at the start of a process,
-// so the child starts the program anew.
+// sse41 does not stand beside this program. Linux learns at the start of a process what it is to
+// search, so the child starts the program anew.
 TEST(InitializeVexCalc, EmptyDirectoryMeansTheSystemsSearchThen)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(tellWhatComesOf({{3, 220, ""}}), ExitedWithCode(0), tells("-1 not loaded"));
-    setenv("LD_LIBRARY_PATH", kComplete.c_str(), 1);
+    addSearchFolder(kComplete);
     EXPECT_EXIT(
         tellWhatComesOf({{3, 220, ""}, {1, 220, ""}}), ExitedWithCode(0), tells("0 1 bound 3"));
 }
-#endif
 
 // Our own builds, which have the FIR filter alone: 1 · 1.
 TEST(InitializeVexCalc, LoadsTheBuildsBesideTheLibrary)

@@ -288,7 +288,8 @@ private:
     bool createFailed_ = false;
     Pool<AnalyzerHandle> analyzers_;
     Pool<TrackerHandle> trackers_;
-    std::once_flag kernelsOnce_;
+    std::mutex kernelsMutex_;
+    bool kernelsAreLoaded_ = false;
     std::mutex filterMutex_;
 };
 
@@ -305,32 +306,34 @@ inline const bool kLinkedNamesOffered = Library::instance().offer([] {
 
 #undef HARMOTRACK_FUNCTIONS
 
+// No std::call_once: that of MinGW never returns after a call that has thrown.
 inline void Library::loadKernels()
 {
-    std::call_once(kernelsOnce_, [this] {
-        ThrowAwayTracker throwAway;
-        TrackerHandle tracker = takeTracker();
-        try {
-            functions_.autotrackerSetSampleRate(tracker, 1000.0, 1);
-            functions_.autotrackerSetTrackingSetup(tracker, &throwAway.setup);
-            functions_.autotrackerSetSignalBuffer(
-                tracker, {throwAway.silence.data(), ThrowAwayTracker::kSlots, 0, 0, 0});
-            functions_.autotrackerPreinitiate(tracker);
-            initiateTracker(tracker);
-            functions_.autotrackerReset(tracker);
-            functions_.autotrackerUpdateNewSamples(tracker, 1);
-            functions_.autotrackerCalculate(tracker);
-        } catch (const std::bad_alloc&) {
-            giveBack(tracker, false);
-            throw Error("Memory ran out for a tracker.");
-        } catch (const std::runtime_error&) {
-            giveBack(tracker, true);
-            throw Error(
-                "The kernel library could not be loaded, which trackers need that decimate: "
-                "the files vexcalc-..._64 belong into the folder of the library.");
-        }
+    const std::lock_guard lock(kernelsMutex_);
+    if (kernelsAreLoaded_) return;
+    ThrowAwayTracker throwAway;
+    TrackerHandle tracker = takeTracker();
+    try {
+        functions_.autotrackerSetSampleRate(tracker, 1000.0, 1);
+        functions_.autotrackerSetTrackingSetup(tracker, &throwAway.setup);
+        functions_.autotrackerSetSignalBuffer(
+            tracker, {throwAway.silence.data(), ThrowAwayTracker::kSlots, 0, 0, 0});
+        functions_.autotrackerPreinitiate(tracker);
+        initiateTracker(tracker);
+        functions_.autotrackerReset(tracker);
+        functions_.autotrackerUpdateNewSamples(tracker, 1);
+        functions_.autotrackerCalculate(tracker);
+    } catch (const std::bad_alloc&) {
+        giveBack(tracker, false);
+        throw Error("Memory ran out for a tracker.");
+    } catch (const std::runtime_error&) {
         giveBack(tracker, true);
-    });
+        throw Error("The kernel library could not be loaded, which trackers need that decimate: "
+                    "the files vexcalc-..._64 belong into the folder of the library, on Windows "
+                    "into that of the program.");
+    }
+    kernelsAreLoaded_ = true;
+    giveBack(tracker, true);
 }
 
 } // namespace Detail

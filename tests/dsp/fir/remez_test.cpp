@@ -200,10 +200,11 @@ TEST(Remez, OneTapHasTooFewExtremes)
 }
 
 // An even symmetric filter has no gain at 0.5 and can never approach the 1 that is asked there.
-// The taps are those of the fortieth exchange.
+// The taps are those of the fortieth exchange. With more than four of them, the last bit of a
+// cosine decides whether the exchange settles by chance.
 TEST(Remez, HighPassOfEvenLengthDoesNotConvergeAndStillWritesItsTaps)
 {
-    EquirippleDesign wish = lowPass(12, 0.27, 0.3);
+    EquirippleDesign wish = lowPass(4, 0.22, 0.25);
     wish.gains = {0.0, 0.0, 1.0, 1.0};
     const Designed filter = design(wish);
     EXPECT_EQ(filter.result, -1);

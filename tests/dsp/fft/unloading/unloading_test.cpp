@@ -1,34 +1,27 @@
 #include "dsp/fft/fft.h"
 #include "dsp/fft/fftw_lib.h"
 
+#include "platform/is_loaded.h"
+
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
-
+#include <algorithm>
 #include <memory>
 
 namespace Velmora::KorLib::Dsp::Fft {
 namespace {
 
-/// The loaded FFTW, to be closed again; null if it is not loaded.
-void* openIfLoaded()
+bool fftwIsLoaded()
 {
-    return dlopen(FFTWLib<double>::instance().libraryName(), RTLD_NOW | RTLD_NOLOAD);
-}
-
-bool isLoaded()
-{
-    void* const library = openIfLoaded();
-    if (library != nullptr) dlclose(library);
-    return library != nullptr;
+    return isLoaded(FFTWLib<double>::instance().libraryName());
 }
 
 // The tables of FFTW's planner would be lost with the library, and a leak detector would say so.
 void clearPlannerTables()
 {
-    void* const library = openIfLoaded();
-    reinterpret_cast<void (*)()>(dlsym(library, "fftw_cleanup"))();
-    dlclose(library);
+    auto library = Platform::SharedLibrary::open(FFTWLib<double>::instance().libraryName());
+    reinterpret_cast<void (*)()>(library.symbol("fftw_cleanup"))();
+    library.close();
 }
 
 double firstLineOfOnes(FFT<double>& fft)
@@ -41,21 +34,21 @@ double firstLineOfOnes(FFT<double>& fft)
 
 TEST(FFTWLib, IsLoadedWithTheFirstObjectAndUnloadedWithTheLast)
 {
-    ASSERT_FALSE(isLoaded());
+    ASSERT_FALSE(fftwIsLoaded());
     for (int cycle = 0; cycle < 3; ++cycle) {
         auto first = std::make_unique<FFT<double>>(kScaleToAmplitude, kInPlace);
-        EXPECT_TRUE(isLoaded());
+        EXPECT_TRUE(fftwIsLoaded());
         auto second = std::make_unique<FFT<double>>(kScaleToAmplitude, kInPlace);
         EXPECT_EQ(FFTWLib<double>::instance().referenceCount(), 2);
 
         first.reset();
-        EXPECT_TRUE(isLoaded());
+        EXPECT_TRUE(fftwIsLoaded());
         EXPECT_EQ(firstLineOfOnes(*second), 1.0);
 
         second->setSize(0);
         clearPlannerTables();
         second.reset();
-        EXPECT_FALSE(isLoaded());
+        EXPECT_FALSE(fftwIsLoaded());
         EXPECT_EQ(FFTWLib<double>::instance().referenceCount(), 0);
     }
 }
