@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <exception>
 #include <optional>
+#include <span>
 #include <string>
 #include <thread>
 
@@ -125,9 +126,9 @@ void watch(const Options& options)
     std::printf("%d spectra\n", monitor.spectra());
 }
 
-int runGuarded(int argc, const char* const* argv)
+/// @return  the exit code if the arguments ask for no run
+std::optional<int> parse(int argc, const char* const* argv, Options& options)
 {
-    Options options;
     CLI::App app("Draws the order spectrum of a simulated machine in the terminal, over and over.");
     app.add_option("--seconds", options.seconds, "End after so much of the signal (never)")
         ->check(CLI::PositiveNumber)
@@ -136,9 +137,16 @@ int runGuarded(int argc, const char* const* argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error);
+        return app.exit(error) == 0 ? 0 : 2;
     }
+    return std::nullopt;
+}
+
+int runGuarded(int argc, const char* const* argv)
+{
     try {
+        Options options;
+        if (const std::optional<int> ended = parse(argc, argv, options)) return *ended;
         std::signal(SIGINT, [](int) { interrupted = 1; });
         watch(options);
         return 0;
