@@ -36,7 +36,7 @@ TEST(LiveMonitor, DrawsSpectraUntilItsTimeIsOver)
 TEST(LiveMonitor, TimeThatIsNoneIsRefused)
 {
     const Outcome outcome = monitor({"--seconds", "-1"});
-    EXPECT_NE(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.exitCode, 2);
     EXPECT_THAT(outcome.errors, HasSubstr("--seconds"));
 }
 
