@@ -2,9 +2,9 @@
 
 #include "dsp/dsp_object.h"
 #include "dsp/fft/amplitude_kind.h"
-#include "dsp/fft/spectrum_component.h"
-#include "dsp/fft/spectrum_form.h"
-#include "dsp/fft/spectrum_value.h"
+#include "dsp/fft/line_component.h"
+#include "dsp/fft/line_form.h"
+#include "dsp/fft/line_value.h"
 #include "dsp/window/window_type.h"
 
 #include <complex>

@@ -8,7 +8,7 @@ import { freeNumber, makeCut } from "./cuts.js";
 import { makeMaps } from "./maps.js";
 import { makeReadout } from "./readout.js";
 import { Results } from "./results.js";
-import { makeSpectra } from "./spectra.js";
+import { makeSpectra } from "./row_plots.js";
 import { onThemeChange, watchTheme } from "./theme.js";
 
 const LARGEST_SPAN_DB = 80;
