@@ -38,6 +38,7 @@ file(MAKE_DIRECTORY ${WORK}/moved)
 file(RENAME ${WORK}/first ${moved})
 set(ENV{PKG_CONFIG_PATH} ${moved}/${LIBDIR}/pkgconfig)
 set(ENV{LD_LIBRARY_PATH} ${moved}/${LIBDIR})
+set(ENV{CMAKE_GENERATOR} ${GENERATOR}) # the default one's tool may not be there
 
 # Nothing in it knows where it was, or where it was built.
 file(GLOB_RECURSE texts ${moved}/*.cmake ${moved}/*.pc ${moved}/*.h ${moved}/*.hpp)
