@@ -1,6 +1,5 @@
 #include "host/analysis_run.h"
 
-#include "host/analysis_rings.h"
 #include "host/analyzer_pass.h"
 #include "host/equal_angle_axis.h"
 #include "host/equal_angle_resampler.h"
@@ -79,13 +78,14 @@ public:
     void feedStamp(double seconds) { rate_.add(resampler_.written(), seconds); }
 
     void feedTacho(std::span<const double> samples);
-    void feedPulses(std::span<const double> seconds);
+    void feedEdges(std::span<const PulseEdge> edges);
     void feedSpeed(std::span<const double> seconds, std::span<const double> speedRpm);
     void feedKnots(std::span<const AngleKnot> knots);
     std::vector<AnalysisResults> finish();
 
 private:
-    [[nodiscard]] AnalysisRings::Sizes ringSizes() const;
+    [[nodiscard]] AnalyzerPass::RingNeeds ringNeeds() const;
+    [[nodiscard]] std::size_t mostSteps() const;
     [[nodiscard]] double numberAt(double seconds) const;
     [[nodiscard]] bool isOnAxis(const EqualAngleStep& step) const;
     void takeTacho();
@@ -94,6 +94,7 @@ private:
     void deliver(const EqualAngleSamples& samples);
     void deliverSlice(const EqualAngleSamples& samples, std::size_t first, std::size_t count);
     void deliverTime();
+    void fillColumns(const EqualAngleSamples& samples, std::size_t first, std::size_t count);
     void beginStretch(const EqualAngleStep& step);
     void endStretch();
     void note(const EqualAngleStep& step);
@@ -114,10 +115,18 @@ private:
     std::size_t timeBlock_;
     std::size_t deliverySamples_;
     std::size_t stepsPerTurn_;
-    AnalysisRings rings_;
     RateCheck rate_;
 
+    // Of the equal-angle samples in delivery, column by column, as the library takes them.
+    struct Columns {
+        std::vector<double> speedRpm, speedHz, angleDegrees, seconds;
+    };
+
+    Columns columns_;
+
     bool inStretch_ = false;
+    double stretchSeconds_ = 0.0; ///< of its first equal-time sample
+    long long timeDelivered_ = 0; ///< number of the next equal-time sample to be delivered
     std::size_t stretchSamples_ = 0;
     std::size_t longestStretch_ = 0;
     double lastStepSeconds_ = 0.0;
@@ -136,8 +145,8 @@ AnalysisRun::Stream::Stream(const AnalysisSettings& settings,
       passes_([&] {
           std::vector<std::unique_ptr<AnalyzerPass>> passes;
           const auto add = [&](Pass pass) {
-              passes.push_back(std::make_unique<AnalyzerPass>(
-                  settings, input.channels, input.rateHz, input.startSeconds, pass));
+              passes.push_back(
+                  std::make_unique<AnalyzerPass>(settings, input.channels, input.rateHz, pass));
           };
           if (settings.passes == Passes::Together) {
               add(Pass::Both);
@@ -151,9 +160,7 @@ AnalysisRun::Stream::Stream(const AnalysisSettings& settings,
       timeBlock_(passes_.front()->timeBlockSamples()),
       deliverySamples_(
           static_cast<std::size_t>(std::max(std::ceil(kDeliverySeconds * input.rateHz), 1.0))),
-      stepsPerTurn_(static_cast<std::size_t>(2 * settings.maxOrder())),
-      rings_(input.channels, ringSizes(), 2 * settings.maxOrder(), input.startSeconds),
-      rate_(input.rateHz)
+      stepsPerTurn_(static_cast<std::size_t>(2 * settings.maxOrder())), rate_(input.rateHz)
 {
     if (input_.tachometer) {
         TachometerSettings tacho = *input_.tachometer;
@@ -161,31 +168,37 @@ AnalysisRun::Stream::Stream(const AnalysisSettings& settings,
         tachometer_->start(input_.rateHz, input_.startSeconds);
     }
     if (input_.speed) speed_.emplace(*input_.speed);
-    for (const auto& pass : passes_) pass->initiate(rings_);
+    for (const auto& pass : passes_) pass->initiate(ringNeeds());
 }
 
-// What must stay in the rings while samples wait. An equal-angle sample waits until half an order
-// block and half a time block are newer, a delivery may come on top, and blocks reach back by up to
-// a whole one. The fastest samples come at twice the share of the rate that the orders may reach.
-AnalysisRings::Sizes AnalysisRun::Stream::ringSizes() const
+// An equal-angle sample waits until half an order block and half a time block are newer, and a
+// delivery may come on top. The fastest samples come at twice the share of the rate that the orders
+// may reach.
+AnalyzerPass::RingNeeds AnalysisRun::Stream::ringNeeds() const
 {
     const double fastest =
         2.0 * settings_.maxOrder() * kPassedShareOfRate * input_.rateHz / settings_.highestOrder;
     const double halfTime = 0.5 * static_cast<double>(timeBlock_);
     const double waitingSeconds =
         (halfTime + static_cast<double>(deliverySamples_)) / input_.rateHz;
-    // The speed of a sample is a mean over a turn; within it the shaft may run ahead a little.
-    const auto waiting = static_cast<std::size_t>(std::ceil(1.1 * waitingSeconds * fastest));
 
     // Half an order block takes longest at the start of the speed axis; a time block that is gone
     // by then is left out by the library.
     const double slowestHz =
         (settings_.minRpm > settings_.stepRpm ? settings_.minRpm : settings_.stepRpm) / 60.0;
-    const double lagSeconds =
+    const double lateSeconds =
         std::min(0.75 / settings_.orderResolution / slowestHz, kLongestWaitSeconds);
-    const auto lag = static_cast<std::size_t>(std::ceil(lagSeconds * input_.rateHz));
-    return {2 * orderBlock_ + waiting + 2 * stepsPerTurn_,
-            3 * timeBlock_ + lag + 2 * deliverySamples_};
+    return {.largestDelivery = std::max(deliverySamples_, mostSteps()),
+            // The speed of a sample is a mean over a turn; within it the shaft may run ahead a
+            // little.
+            .waitingAngle = static_cast<std::size_t>(std::ceil(1.1 * waitingSeconds * fastest)),
+            .lateTime = static_cast<std::size_t>(std::ceil(lateSeconds * input_.rateHz))};
+}
+
+// How many equal-angle samples are delivered at once.
+std::size_t AnalysisRun::Stream::mostSteps() const
+{
+    return std::max(stepsPerTurn_, orderBlock_ / 4);
 }
 
 double AnalysisRun::Stream::numberAt(double seconds) const
@@ -224,12 +237,9 @@ void AnalysisRun::Stream::feedTacho(std::span<const double> samples)
     takeTacho();
 }
 
-void AnalysisRun::Stream::feedPulses(std::span<const double> seconds)
+void AnalysisRun::Stream::feedEdges(std::span<const PulseEdge> edges)
 {
     if (!tachometer_) throw HostError("Pulses of a tacho came, and none was announced.");
-    std::vector<PulseEdge> edges;
-    edges.reserve(seconds.size());
-    for (const double time : seconds) edges.push_back({time, true});
     tachometer_->feedEdges(edges);
     takeTacho();
 }
@@ -291,7 +301,7 @@ bool AnalysisRun::Stream::isOnAxis(const EqualAngleStep& step) const
 
 void AnalysisRun::Stream::deliver(const EqualAngleSamples& samples)
 {
-    const std::size_t most = std::max(stepsPerTurn_, orderBlock_ / 4);
+    const std::size_t most = mostSteps();
     std::size_t first = 0;
     std::size_t end = 0;
     const auto flush = [&] {
@@ -302,7 +312,7 @@ void AnalysisRun::Stream::deliver(const EqualAngleSamples& samples)
         checkReach(step.speedRpm, input_.rateHz, settings_);
         note(step);
         const bool onAxis = isOnAxis(step);
-        const bool gone = resampler_.oldest() > rings_.timeWritten();
+        const bool gone = resampler_.oldest() > timeDelivered_;
         if (inStretch_ && (step.beginsSegment || !onAxis || gone)) {
             flush();
             first = end;
@@ -326,11 +336,34 @@ void AnalysisRun::Stream::deliverSlice(const EqualAngleSamples& samples,
                                        std::size_t first,
                                        std::size_t count)
 {
-    rings_.writeAngle(samples, first, count);
-    for (const auto& pass : passes_) pass->deliver(count, 0, callbacks_.onResult);
+    fillColumns(samples, first, count);
+    AngleSamples angle;
+    angle.signalA = std::span(samples.values[0]).subspan(first, count);
+    if (input_.channels == 2) angle.signalB = std::span(samples.values[1]).subspan(first, count);
+    angle.binSignal = columns_.speedRpm;
+    angle.frequency = columns_.speedHz;
+    angle.angle = columns_.angleDegrees;
+    angle.time = columns_.seconds;
+    for (const auto& pass : passes_) pass->deliver(angle, {}, callbacks_.onResult);
     stretchSamples_ += count;
     lastStepSeconds_ = samples.steps[first + count - 1].seconds;
     deliverTime();
+}
+
+void AnalysisRun::Stream::fillColumns(const EqualAngleSamples& samples,
+                                      std::size_t first,
+                                      std::size_t count)
+{
+    for (std::vector<double>* column :
+         {&columns_.speedRpm, &columns_.speedHz, &columns_.angleDegrees, &columns_.seconds})
+        column->resize(count);
+    for (std::size_t k = 0; k < count; ++k) {
+        const EqualAngleStep& step = samples.steps[first + k];
+        columns_.speedRpm[k] = step.speedRpm;
+        columns_.speedHz[k] = step.speedRpm / 60.0;
+        columns_.angleDegrees[k] = step.angleDegrees(static_cast<int>(stepsPerTurn_));
+        columns_.seconds[k] = step.seconds - stretchSeconds_;
+    }
 }
 
 // The library takes a sample once half a time block beyond it is there, and needs no more.
@@ -339,28 +372,31 @@ void AnalysisRun::Stream::deliverTime()
     const double needed =
         std::ceil(numberAt(lastStepSeconds_) + 0.5 * static_cast<double>(timeBlock_)) + 2.0;
     const long long until = std::min(resampler_.written(), static_cast<long long>(needed));
-    while (rings_.timeWritten() < until) {
+    while (timeDelivered_ < until) {
         const auto count =
-            std::min(static_cast<std::size_t>(until - rings_.timeWritten()), deliverySamples_);
-        rings_.writeTime(resampler_, count);
-        for (const auto& pass : passes_) pass->deliver(0, count, callbacks_.onResult);
+            std::min(static_cast<std::size_t>(until - timeDelivered_), deliverySamples_);
+        TimeSamples time;
+        time.signalA = resampler_.samples(0, timeDelivered_).first(count);
+        if (input_.channels == 2) time.signalB = resampler_.samples(1, timeDelivered_).first(count);
+        for (const auto& pass : passes_) pass->deliver({}, time, callbacks_.onResult);
+        timeDelivered_ += static_cast<long long>(count);
     }
 }
 
-// The equal-time ring gets what a block round the first step reaches back to.
+// The first equal-time sample of a stretch is the one that a block round the first step reaches
+// back to.
 void AnalysisRun::Stream::beginStretch(const EqualAngleStep& step)
 {
     const auto number = std::clamp(static_cast<long long>(std::floor(numberAt(step.seconds))),
                                    resampler_.oldest(),
                                    resampler_.written());
-    const long long from =
-        std::max(resampler_.oldest(), number - static_cast<long long>(timeBlock_));
-    rings_.restart(from);
-    rings_.writeTime(resampler_, static_cast<std::size_t>(number - from));
-    for (const auto& pass : passes_) pass->beginStretch(rings_);
+    timeDelivered_ = std::max(resampler_.oldest(), number - static_cast<long long>(timeBlock_));
+    stretchSeconds_ = input_.startSeconds + static_cast<double>(timeDelivered_) / input_.rateHz;
+    for (const auto& pass : passes_) pass->beginStretch(stretchSeconds_);
     inStretch_ = true;
     stretchSamples_ = 0;
     lastStepSeconds_ = step.seconds;
+    deliverTime();
 }
 
 void AnalysisRun::Stream::endStretch()
@@ -409,10 +445,10 @@ void AnalysisRun::Stream::letGo()
     const double longestWait = std::max(kLongestWaitSeconds, 2.0 * blockSeconds);
     double next = std::max(axis_.certainSeconds() - blockSeconds, newest - longestWait);
     if (inStretch_)
-        next = std::max(std::min(next,
-                                 input_.startSeconds +
-                                     static_cast<double>(rings_.timeWritten()) / input_.rateHz),
-                        newest - longestWait);
+        next = std::max(
+            std::min(next,
+                     input_.startSeconds + static_cast<double>(timeDelivered_) / input_.rateHz),
+            newest - longestWait);
     resampler_.keepFrom(next);
 }
 
@@ -561,7 +597,15 @@ void AnalysisRun::feedTacho(std::span<const double> samples)
 
 void AnalysisRun::feedPulses(std::span<const double> seconds)
 {
-    stream().feedPulses(seconds);
+    std::vector<PulseEdge> edges;
+    edges.reserve(seconds.size());
+    for (const double time : seconds) edges.push_back({time, true});
+    stream().feedEdges(edges);
+}
+
+void AnalysisRun::feedEdges(std::span<const PulseEdge> edges)
+{
+    stream().feedEdges(edges);
 }
 
 void AnalysisRun::feedSpeed(std::span<const double> seconds, std::span<const double> speedRpm)

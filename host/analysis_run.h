@@ -3,6 +3,7 @@
 #include "host/analysis_results.h"
 #include "host/analysis_settings.h"
 #include "host/angle_knot.h"
+#include "host/pulse_detector.h"
 #include "host/shaft_angle.h"
 #include "host/speed_profile.h"
 #include "host/tacho_settings.h"
@@ -23,7 +24,8 @@ struct RunInput {
     double startSeconds = 0.0; ///< time of their first sample
     std::size_t channels = 1;  ///< 1 or 2
 
-    /// A tacho: its channel of the same rate and start (feedTacho), or its pulses (feedPulses).
+    /// A tacho: its channel of the same rate and start (feedTacho), or the times of its pulses
+    /// (feedPulses, feedEdges).
     std::optional<TachometerSettings> tachometer;
     /// A speed over time, measured or estimated by a tracker (feedSpeed).
     std::optional<SpeedProfileSettings> speed;
@@ -115,7 +117,8 @@ public:
 
     // The angle, by the one source that start() was told.
     void feedTacho(std::span<const double> samples);
-    void feedPulses(std::span<const double> seconds);
+    void feedPulses(std::span<const double> seconds); ///< flanks of one kind
+    void feedEdges(std::span<const PulseEdge> edges); ///< flanks that know their kind
     void feedSpeed(std::span<const double> seconds, std::span<const double> speedRpm);
     void feedKnots(std::span<const AngleKnot> knots);
 

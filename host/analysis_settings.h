@@ -1,6 +1,6 @@
 #pragma once
 
-#include <harmotrack/harmotrack.h>
+#include <harmotrack/setups.hpp>
 
 #include <cstdint>
 #include <optional>
@@ -8,6 +8,17 @@
 
 namespace Harmotrack::Host {
 
+// The choices of the library that a run offers.
+using Harmotrack::Amplitude;
+using Harmotrack::Averaging;
+using Harmotrack::BlockMode;
+using Harmotrack::Direction;
+using Harmotrack::PhaseMode;
+using Harmotrack::PhaseReference;
+using Harmotrack::Weighting;
+
+/// Those of the library's windows that suit a machine that goes on running: they do not ask where
+/// in a block an event begins.
 enum class Window : std::int32_t {
     Rectangle = HARMOTRACK_WINDOW_RECTANGLE,
     Hanning = HARMOTRACK_WINDOW_HANNING,
@@ -16,51 +27,6 @@ enum class Window : std::int32_t {
     Triangle = HARMOTRACK_WINDOW_TRIANGLE,
     Blackman = HARMOTRACK_WINDOW_BLACKMAN,
     BlackmanHarris = HARMOTRACK_WINDOW_BLACKMAN_HARRIS
-};
-
-enum class Amplitude : std::int32_t {
-    Peak = HARMOTRACK_AMPLITUDE_PEAK,
-    Rms = HARMOTRACK_AMPLITUDE_RMS,
-    PeakToPeak = HARMOTRACK_AMPLITUDE_PEAK_TO_PEAK
-};
-
-enum class BlockMode : std::int32_t {
-    AtCrossing = HARMOTRACK_BLOCK_AT_CROSSING,
-    Contiguous = HARMOTRACK_BLOCK_CONTIGUOUS
-};
-
-enum class Averaging : std::int32_t {
-    Overwrite = HARMOTRACK_AVERAGING_OVERWRITE,
-    KeepFirst = HARMOTRACK_AVERAGING_KEEP_FIRST,
-    Mean = HARMOTRACK_AVERAGING_MEAN,
-    PeakHold = HARMOTRACK_AVERAGING_PEAK_HOLD
-};
-
-enum class Direction : std::int32_t {
-    Both = HARMOTRACK_DIRECTION_BOTH,
-    Rising = HARMOTRACK_DIRECTION_RISING,
-    Falling = HARMOTRACK_DIRECTION_FALLING,
-    Automatic = HARMOTRACK_DIRECTION_AUTOMATIC
-};
-
-enum class PhaseReference : std::int32_t {
-    Sine = HARMOTRACK_PHASE_REFERENCE_SINE,
-    Cosine = HARMOTRACK_PHASE_REFERENCE_COSINE
-};
-
-enum class PhaseMode : std::int32_t {
-    Shaft = HARMOTRACK_PHASE_MODE_SHAFT,
-    FirstOrder = HARMOTRACK_PHASE_MODE_FIRST_ORDER
-};
-
-enum class Weighting : std::int32_t {
-    None = HARMOTRACK_WEIGHTING_NONE,
-    A = HARMOTRACK_WEIGHTING_A,
-    C = HARMOTRACK_WEIGHTING_C,
-    Integrate = HARMOTRACK_WEIGHTING_INTEGRATE,
-    DoubleIntegrate = HARMOTRACK_WEIGHTING_DOUBLE_INTEGRATE,
-    Differentiate = HARMOTRACK_WEIGHTING_DIFFERENTIATE,
-    DoubleDifferentiate = HARMOTRACK_WEIGHTING_DOUBLE_DIFFERENTIATE
 };
 
 /// Whether run-ups and coast-downs fall into one set of tables or each into its own.

@@ -3,34 +3,30 @@
 #include "host/host_error.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <new>
+#include <optional>
 #include <string>
 
 namespace Harmotrack::Host {
 namespace {
 
-// Blocks stay within the largest power of two below 90 % of this limit: 2^22, which is above every
-// block that the settings allow.
-constexpr std::int32_t kInputBufferLimit = 5 << 20;
-
-std::uint8_t flag(bool value)
+Mode modeFor(std::size_t channels)
 {
-    return value ? 1 : 0;
+    return channels == 1 ? Mode::OneReal : Mode::TwoReal;
 }
 
-std::int32_t modeFor(std::size_t channels)
+Signal signalNumber(std::size_t signal)
 {
-    return channels == 1 ? HARMOTRACK_MODE_ONE_REAL : HARMOTRACK_MODE_TWO_REAL;
+    return signal == 0 ? Signal::First : Signal::Second;
 }
 
-std::int32_t directionFor(Pass pass, Direction asked)
+Direction directionFor(Pass pass, Direction asked)
 {
-    if (pass == Pass::Rising) return HARMOTRACK_DIRECTION_RISING;
-    if (pass == Pass::Falling) return HARMOTRACK_DIRECTION_FALLING;
-    return static_cast<std::int32_t>(asked);
+    if (pass == Pass::Rising) return Direction::Rising;
+    if (pass == Pass::Falling) return Direction::Falling;
+    return asked;
 }
 
 // The new value of a cell that was filled n times before, and m times since.
@@ -91,45 +87,33 @@ std::span<const Cell> rowOf(const std::vector<Cell>& table, std::size_t columns,
 AnalyzerPass::AnalyzerPass(const AnalysisSettings& settings,
                            std::size_t channels,
                            double rateHz,
-                           double startSeconds,
                            Pass pass)
-    : settings_(settings), channels_(channels), startSeconds_(startSeconds), pass_(pass),
-      lease_(modeFor(channels)), guardBins_(settings.blockMode == BlockMode::Contiguous ? 1 : 0),
-      bins_(static_cast<std::size_t>(settings.binCount()) + 2 * guardBins_)
+    : settings_(settings), channels_(channels), pass_(pass),
+      guardBins_(settings.blockMode == BlockMode::Contiguous ? 1 : 0),
+      bins_(static_cast<std::size_t>(settings.binCount()) + 2 * guardBins_),
+      analyzer_(modeFor(channels)), setup_(setupFor(rateHz)), sizes_(analyzer_.sizesOf(setup_)),
+      lines_(orderBlockSamples() / 2), timeLines_(timeBlockSamples() / 2)
 {
-    fillSetups();
-    const AnalyzerHandle analyzer = lease_.handle();
-    AnalyzerLease::Setups& setups = lease_.setups();
-    setBinningSetup(analyzer, &setups.binning);
-    setOrderSetup(analyzer, &setups.orders);
-    setAnalysisSetup(analyzer, &setups.analysis);
-    setParameters(analyzer, &setups.parameters);
-    setSampleRate(analyzer, rateHz, 1);
-    setInputBufferLimit(analyzer, kInputBufferLimit);
-    preinitiate(analyzer);
-    lines_ = orderBlockSamples() / 2;
-    timeLines_ = timeBlockSamples() / 2;
 }
 
 std::size_t AnalyzerPass::orderBlockSamples() const
 {
-    return static_cast<std::size_t>(getOrderFFTSize(lease_.handle()));
+    return static_cast<std::size_t>(sizes_.orderBlock);
 }
 
 std::size_t AnalyzerPass::timeBlockSamples() const
 {
-    return static_cast<std::size_t>(getTimeFFTSize(lease_.handle()));
+    return static_cast<std::size_t>(sizes_.timeBlock);
 }
 
-void AnalyzerPass::fillSetups()
+AnalyzerSetup AnalyzerPass::setupFor(double rateHz) const
 {
-    AnalyzerLease::Setups& setups = lease_.setups();
-    setups.harmonicOrders = settings_.harmonics;
+    AnalyzerSetup setup;
+    setup.sampleRate = rateHz;
 
-    BinningSetup& binning = setups.binning;
-    binning = {};
     const double firstCentre =
         settings_.minRpm - static_cast<double>(guardBins_) * settings_.stepRpm;
+    Binning& binning = setup.binning;
     binning.direction = directionFor(pass_, settings_.direction);
     binning.minValue = static_cast<float>(firstCentre);
     binning.step = static_cast<float>(settings_.stepRpm);
@@ -137,147 +121,97 @@ void AnalyzerPass::fillSetups()
     binning.maxValue = static_cast<float>(firstCentre + (static_cast<double>(bins_ - 1) + 0.25) *
                                                             settings_.stepRpm);
     binning.hysteresisPercent = static_cast<float>(settings_.hysteresisPercent);
-    binning.scale = 1.0;
 
-    setups.orders.orderResolution = static_cast<float>(settings_.orderResolution);
-    setups.orders.maxOrder = settings_.maxOrder();
-    setups.orders.harmonicCount = static_cast<std::int32_t>(setups.harmonicOrders.size());
-    setups.orders.harmonicOrders = setups.harmonicOrders.data();
+    setup.orders.orderResolution = static_cast<float>(settings_.orderResolution);
+    setup.orders.maxOrder = settings_.maxOrder();
+    setup.orders.harmonicOrders = settings_.harmonics;
 
-    AnalysisSetup& analysis = setups.analysis;
-    analysis = {};
-    analysis.windowType = static_cast<std::int32_t>(settings_.window);
-    analysis.amplitudeType = static_cast<std::int32_t>(settings_.amplitude);
-    analysis.blockMode = static_cast<std::int32_t>(settings_.blockMode);
-    analysis.averagingType = static_cast<std::int32_t>(settings_.averaging);
-    analysis.fixedTimeLines = flag(settings_.timeLines > 0);
+    Analysis& analysis = setup.analysis;
+    analysis.windowType =
+        static_cast<Harmotrack::Window>(static_cast<std::int32_t>(settings_.window));
+    analysis.amplitudeType = settings_.amplitude;
+    analysis.blockMode = settings_.blockMode;
+    analysis.averagingType = settings_.averaging;
     analysis.timeLines = settings_.timeLines;
     analysis.overlapPercent = static_cast<float>(settings_.rowOverlapPercent.value_or(0.0));
-    analysis.phaseReference = static_cast<std::int32_t>(settings_.phaseReference);
-    analysis.phaseMode = static_cast<std::int32_t>(settings_.phaseMode);
+    analysis.phaseReference = settings_.phaseReference;
+    analysis.phaseMode = settings_.phaseMode;
     analysis.minRpm = static_cast<float>(settings_.minRpm);
     analysis.maxRpm = static_cast<float>(settings_.maxRpm);
-    analysis.weightingType = static_cast<std::int32_t>(settings_.weighting);
-    analysis.removeMeanTime = flag(settings_.removeMean);
-    analysis.removeMeanOrder = flag(settings_.removeMean);
+    analysis.weightingType = settings_.weighting;
+    analysis.removeMeanTime = settings_.removeMean;
+    analysis.removeMeanOrder = settings_.removeMean;
 
-    AnalyzerParameters& parameters = setups.parameters;
-    parameters = {};
-    parameters.binHarmonics = flag(!setups.harmonicOrders.empty());
-    parameters.binOrderSpectrum = 1;
-    parameters.binOrderTwoSided = flag(settings_.twoSided);
-    parameters.timeOrderSpectrum = flag(settings_.rowOverlapPercent && pass_ != Pass::Falling);
-    parameters.binTimeSpectrum = 1;
-    parameters.overall = 1;
+    Results& results = setup.results;
+    results.binHarmonics = !settings_.harmonics.empty();
+    results.binOrderSpectrum = true;
+    results.binOrderTwoSided = settings_.twoSided;
+    results.timeOrderSpectrum = settings_.rowOverlapPercent && pass_ != Pass::Falling;
+    results.binTimeSpectrum = true;
+    results.overall = true;
+    return setup;
 }
 
-// FFTW ends the process when memory runs out while it plans. So what planning and the run take is
-// asked for at once before, where a refusal is an exception.
-void AnalyzerPass::checkMemory() const
+void AnalyzerPass::initiate(const RingNeeds& needs)
 {
-    constexpr std::size_t kComplexRows = 12; // work of a transform and its plan, in blocks
-    const std::size_t blocks = orderBlockSamples() + timeBlockSamples();
-    const std::size_t cells = bins_ * (4 * lines_ + timeLines_) * channels_;
-    const std::size_t bytes = kComplexRows * blocks * 2 * sizeof(double) + cells * sizeof(float);
-    ::operator delete(::operator new(bytes));
-}
-
-void AnalyzerPass::initiate(const AnalysisRings& rings)
-{
-    const AnalyzerHandle analyzer = lease_.handle();
-    std::int32_t error = 0;
+    // Contiguous blocks may begin up to a block late, and another one after a stop.
+    const std::size_t blocks = settings_.blockMode == BlockMode::Contiguous ? 4 : 2;
+    const std::size_t angle =
+        blocks * orderBlockSamples() + needs.waitingAngle + needs.largestDelivery;
+    const std::size_t time = 3 * timeBlockSamples() + needs.lateTime + 2 * needs.largestDelivery;
+    constexpr std::size_t kMost = 1 << 30;
+    if (std::max(angle, time) > kMost)
+        throw HostError("The rings would need " +
+                        numberText(static_cast<double>(std::max(angle, time))) +
+                        " samples, and at most 1e9 are possible: take a coarser order resolution.");
+    setup_.largestDelivery = static_cast<int>(needs.largestDelivery);
+    setup_.angleRing = static_cast<int>(angle);
+    setup_.timeRing = static_cast<int>(time);
     try {
-        checkMemory();
-        setResampledBuffers(analyzer, rings.angleRing());
-        setTimeBuffers(analyzer, rings.timeRing());
-        // The analyzer keeps the tables itself: a handle that is used again would go on clearing
-        // memory of ours that is gone by then.
-        setResultBuffers(analyzer, ResultBuffers{});
-        ::initiate(analyzer, &error);
         joined_.resize(channels_);
-        newest_.resize(channels_);
-        for (std::vector<Tables>* side : {&joined_, &newest_}) {
-            for (Tables& tables : *side) {
-                tables.orders.resize(bins_ * lines_);
-                tables.times.resize(bins_ * timeLines_);
-                tables.overall.resize(bins_);
-                tables.harmonics.resize(bins_ * settings_.harmonics.size());
-            }
+        for (Tables& tables : joined_) {
+            tables.orders.resize(bins_ * lines_);
+            tables.times.resize(bins_ * timeLines_);
+            tables.overall.resize(bins_);
+            tables.harmonics.assign(settings_.harmonics.size(),
+                                    std::vector<std::complex<float>>(bins_));
         }
-        if (settings_.twoSided) {
-            joinedWhirl_.resize(bins_ * (2 * lines_ - 1));
-            newestWhirl_.resize(bins_ * (2 * lines_ - 1));
+        if (settings_.twoSided) joinedWhirl_.resize(bins_ * (2 * lines_ - 1));
+        for (BlockCounts* counts : {&joinedBlocks_, &newBlocks_}) {
+            counts->order.resize(bins_);
+            counts->time.resize(bins_);
         }
-        row_.resize(lines_);
-        for (std::vector<int>* blocks :
-             {&orderBlocks_, &timeBlocks_, &newOrderBlocks_, &newTimeBlocks_})
-            blocks->resize(bins_);
+        blockHarmonics_.resize(settings_.harmonics.size());
     } catch (const std::bad_alloc&) {
-        error = 1;
-    } catch (...) {
-        lease_.discard();
-        throw;
+        throw HostError("Memory ran out for the tables of " + std::to_string(bins_) +
+                        " speed bins with order blocks of " + std::to_string(sizes_.orderBlock) +
+                        " samples.");
     }
-    if (error == 0) return;
-    lease_.discard();
-    throw HostError("Memory ran out for " + std::to_string(bins_) +
-                    " speed bins with order blocks of " +
-                    std::to_string(settings_.orderBlockSamples()) + " samples.");
+    analyzer_.setUp(setup_);
 }
 
-void AnalyzerPass::beginStretch(const AnalysisRings& rings)
+void AnalyzerPass::beginStretch(double startSeconds)
 {
-    setResampledBuffers(lease_.handle(), rings.angleRing());
-    setTimeBuffers(lease_.handle(), rings.timeRing());
-    reset(lease_.handle());
-    std::fill(newOrderBlocks_.begin(), newOrderBlocks_.end(), 0);
-    std::fill(newTimeBlocks_.begin(), newTimeBlocks_.end(), 0);
+    stretchSeconds_ = startSeconds;
+    if (begun_) analyzer_.restart();
+    begun_ = true;
+    std::fill(newBlocks_.order.begin(), newBlocks_.order.end(), 0);
+    std::fill(newBlocks_.time.begin(), newBlocks_.time.end(), 0);
 }
 
-void AnalyzerPass::deliver(std::size_t angleSamples,
-                           std::size_t timeSamples,
+void AnalyzerPass::deliver(const AngleSamples& angle,
+                           const TimeSamples& time,
                            const OnResult& onResult)
 {
-    updateBuffers(lease_.handle(),
-                  static_cast<std::int32_t>(angleSamples),
-                  static_cast<std::int32_t>(timeSamples));
-    CalculationResult result{};
-    do {
-        result = calculate(lease_.handle());
-        if (result.bin >= 0) {
-            const auto bin = static_cast<std::size_t>(result.bin);
-            if (result.binOrderSpectrum != 0) ++newOrderBlocks_[bin];
-            if (result.binTimeSpectrum != 0) ++newTimeBlocks_[bin];
+    analyzer_.feed(angle, time);
+    while (const std::optional<News> news = analyzer_.next()) {
+        if (news->bin >= 0) {
+            const auto bin = static_cast<std::size_t>(news->bin);
+            if (news->binOrderSpectrum) ++newBlocks_.order[bin];
+            if (news->binTimeSpectrum) ++newBlocks_.time[bin];
         }
-        if (onResult) announce(result, onResult);
-    } while (result.consumed == 0);
-}
-
-std::int32_t AnalyzerPass::which(std::size_t signal) const
-{
-    return channels_ == 1 ? 0 : static_cast<std::int32_t>(signal) + 1;
-}
-
-void AnalyzerPass::readOrderRow(Tables& to, std::size_t signal, std::size_t bin) const
-{
-    const AnalyzerHandle analyzer = lease_.handle();
-    const auto at = static_cast<std::int32_t>(bin);
-    readOrderDomainBinWaterfall(analyzer, at, to.orders.data(), which(signal));
-    const std::size_t harmonics = settings_.harmonics.size();
-    for (std::size_t h = 0; h < harmonics; ++h) {
-        std::array<float, 2> value{};
-        readOrderDomainHarmonicBin(
-            analyzer, static_cast<std::int32_t>(h), at, which(signal), value.data());
-        to.harmonics[bin * harmonics + h] = {value[0], value[1]};
+        if (onResult) announce(*news, onResult);
     }
-}
-
-void AnalyzerPass::readTimeRow(Tables& to, std::size_t signal, std::size_t bin) const
-{
-    const AnalyzerHandle analyzer = lease_.handle();
-    const auto at = static_cast<std::int32_t>(bin);
-    readTimeDomainBinWaterfall(analyzer, at, to.times.data(), which(signal));
-    readOverall(analyzer, at, to.overall.data(), which(signal));
 }
 
 std::size_t AnalyzerPass::usableOrders() const
@@ -285,33 +219,31 @@ std::size_t AnalyzerPass::usableOrders() const
     return static_cast<std::size_t>(settings_.highestOrder / settings_.orderResolution + 1e-6) + 1;
 }
 
-void AnalyzerPass::announce(const CalculationResult& result, const OnResult& onResult)
+void AnalyzerPass::announce(const News& news, const OnResult& onResult)
 {
-    if (result.timeOrderSpectrum != 0) announceRow(onResult);
-    if (result.bin < static_cast<std::int32_t>(guardBins_) ||
-        result.bin >= static_cast<std::int32_t>(bins_ - guardBins_))
+    if (news.timeOrderSpectrum) announceRow(onResult);
+    if (news.bin < static_cast<int>(guardBins_) || news.bin >= static_cast<int>(bins_ - guardBins_))
         return;
-    const auto bin = static_cast<std::size_t>(result.bin);
-    float rpm = 0.0F;
-    double seconds = 0.0;
-    readRPM(lease_.handle(), &rpm, &seconds);
+    const auto bin = static_cast<std::size_t>(news.bin);
+    const Speed speed = analyzer_.speed().value_or(Speed{});
     BlockResult block;
     block.pass = pass_;
-    block.seconds = startSeconds_ + seconds;
-    block.speedRpm = static_cast<double>(rpm);
-    block.bin = result.bin - static_cast<std::int32_t>(guardBins_);
+    block.seconds = stretchSeconds_ + speed.time;
+    block.speedRpm = static_cast<double>(speed.rpm);
+    block.bin = news.bin - static_cast<int>(guardBins_);
     for (std::size_t s = 0; s < channels_; ++s) {
         block.signal = s;
-        Tables& tables = newest_[s];
-        if (result.binOrderSpectrum != 0) {
-            readOrderRow(tables, s, bin);
-            block.orderSpectrum = rowOf(tables.orders, lines_, bin).first(usableOrders());
-            block.harmonics = rowOf(tables.harmonics, settings_.harmonics.size(), bin);
+        if (news.binOrderSpectrum) {
+            block.orderSpectrum =
+                analyzer_.binOrderSpectrum(news.bin, signalNumber(s)).first(usableOrders());
+            for (std::size_t h = 0; h < blockHarmonics_.size(); ++h)
+                blockHarmonics_[h] =
+                    analyzer_.binHarmonics(static_cast<int>(h), signalNumber(s))[bin];
+            block.harmonics = blockHarmonics_;
         }
-        if (result.binTimeSpectrum != 0) {
-            readTimeRow(tables, s, bin);
-            block.frequencySpectrum = rowOf(tables.times, timeLines_, bin);
-            block.overall = tables.overall[bin];
+        if (news.binTimeSpectrum) {
+            block.frequencySpectrum = analyzer_.binTimeSpectrum(news.bin, signalNumber(s));
+            block.overall = analyzer_.overall(signalNumber(s))[bin];
         }
         onResult(block);
     }
@@ -321,73 +253,82 @@ void AnalyzerPass::announceRow(const OnResult& onResult)
 {
     BlockResult block;
     block.pass = pass_;
-    float rpm = 0.0F;
-    double seconds = 0.0;
-    readRPM(lease_.handle(), &rpm, &seconds);
-    block.speedRpm = static_cast<double>(rpm);
+    block.speedRpm = static_cast<double>(analyzer_.speed().value_or(Speed{}).rpm);
     for (std::size_t s = 0; s < channels_; ++s) {
         block.signal = s;
-        readOrderDomainTimeWaterfall(lease_.handle(), row_.data(), &seconds, which(s));
-        block.seconds = startSeconds_ + seconds;
-        block.orderSpectrum = std::span<const float>(row_).first(usableOrders());
+        const Row row = analyzer_.timeOrderSpectrum(signalNumber(s));
+        block.seconds = stretchSeconds_ + row.time;
+        block.orderSpectrum = row.values.first(usableOrders());
         onResult(block);
     }
 }
 
 void AnalyzerPass::endStretch()
 {
-    for (std::size_t bin = 0; bin < bins_; ++bin) join(bin);
+    for (std::size_t s = 0; s < channels_; ++s) {
+        joinOrders(s);
+        joinTimes(s);
+    }
+    if (settings_.twoSided) joinWhirl();
+    for (std::size_t bin = 0; bin < bins_; ++bin) {
+        joinedBlocks_.order[bin] += newBlocks_.order[bin];
+        joinedBlocks_.time[bin] += newBlocks_.time[bin];
+    }
+}
+
+void AnalyzerPass::joinOrders(std::size_t signal)
+{
+    Tables& all = joined_[signal];
+    for (std::size_t bin = 0; bin < bins_; ++bin) {
+        const int blocks = newBlocks_.order[bin];
+        if (blocks == 0) continue;
+        joinRow<float>(settings_.averaging,
+                       rowOf(all.orders, lines_, bin),
+                       joinedBlocks_.order[bin],
+                       analyzer_.binOrderSpectrum(static_cast<int>(bin), signalNumber(signal)),
+                       blocks);
+    }
+    for (std::size_t h = 0; h < all.harmonics.size(); ++h) {
+        const auto now = analyzer_.binHarmonics(static_cast<int>(h), signalNumber(signal));
+        for (std::size_t bin = 0; bin < bins_; ++bin) {
+            const int blocks = newBlocks_.order[bin];
+            if (blocks == 0) continue;
+            std::complex<float>& value = all.harmonics[h][bin];
+            value =
+                joinedCell(settings_.averaging, value, joinedBlocks_.order[bin], now[bin], blocks);
+        }
+    }
 }
 
 // An overall level is the root of the squared lines of its bin's spectrum, but for a factor.
-void AnalyzerPass::join(std::size_t bin)
+void AnalyzerPass::joinTimes(std::size_t signal)
 {
-    const Averaging averaging = settings_.averaging;
-    const int orders = newOrderBlocks_[bin];
-    const int times = newTimeBlocks_[bin];
-    for (std::size_t s = 0; s < channels_; ++s) {
-        Tables& now = newest_[s];
-        Tables& all = joined_[s];
-        if (orders > 0) {
-            const int before = orderBlocks_[bin];
-            const std::size_t harmonics = settings_.harmonics.size();
-            readOrderRow(now, s, bin);
-            joinRow<float>(averaging,
-                           rowOf(all.orders, lines_, bin),
-                           before,
-                           rowOf(now.orders, lines_, bin),
-                           orders);
-            joinRow<std::complex<float>>(averaging,
-                                         rowOf(all.harmonics, harmonics, bin),
-                                         before,
-                                         rowOf(now.harmonics, harmonics, bin),
-                                         orders);
-        }
-        if (times > 0) {
-            readTimeRow(now, s, bin);
-            joinRow<float>(averaging,
-                           rowOf(all.times, timeLines_, bin),
-                           timeBlocks_[bin],
-                           rowOf(now.times, timeLines_, bin),
-                           times);
-            const double sum = squareSum(rowOf(now.times, timeLines_, bin));
-            const double factor =
-                sum > 0.0 ? std::sqrt(squareSum(rowOf(all.times, timeLines_, bin)) / sum) : 1.0;
-            all.overall[bin] = now.overall[bin] * static_cast<float>(factor);
-        }
+    Tables& all = joined_[signal];
+    const std::span<const float> levels = analyzer_.overall(signalNumber(signal));
+    for (std::size_t bin = 0; bin < bins_; ++bin) {
+        const int blocks = newBlocks_.time[bin];
+        if (blocks == 0) continue;
+        const std::span<const float> now =
+            analyzer_.binTimeSpectrum(static_cast<int>(bin), signalNumber(signal));
+        const std::span<float> joined = rowOf(all.times, timeLines_, bin);
+        joinRow<float>(settings_.averaging, joined, joinedBlocks_.time[bin], now, blocks);
+        const double sum = squareSum(now);
+        const double factor = sum > 0.0 ? std::sqrt(squareSum(joined) / sum) : 1.0;
+        all.overall[bin] = levels[bin] * static_cast<float>(factor);
     }
-    if (settings_.twoSided && orders > 0) {
-        const std::size_t columns = 2 * lines_ - 1;
-        readOrderDomainBinWaterfallTwoSided(
-            lease_.handle(), static_cast<std::int32_t>(bin), newestWhirl_.data());
-        joinRow<float>(averaging,
-                       rowOf(joinedWhirl_, columns, bin),
-                       orderBlocks_[bin],
-                       rowOf(newestWhirl_, columns, bin),
-                       orders);
+}
+
+void AnalyzerPass::joinWhirl()
+{
+    for (std::size_t bin = 0; bin < bins_; ++bin) {
+        const int blocks = newBlocks_.order[bin];
+        if (blocks == 0) continue;
+        joinRow<float>(settings_.averaging,
+                       rowOf(joinedWhirl_, 2 * lines_ - 1, bin),
+                       joinedBlocks_.order[bin],
+                       analyzer_.binOrderTwoSided(static_cast<int>(bin)),
+                       blocks);
     }
-    orderBlocks_[bin] += orders;
-    timeBlocks_[bin] += times;
 }
 
 AnalysisResults AnalyzerPass::results() const
@@ -397,16 +338,16 @@ AnalysisResults AnalyzerPass::results() const
     for (std::size_t bin = guardBins_; bin < bins_ - guardBins_; ++bin) {
         results.binRpm.push_back(settings_.minRpm +
                                  static_cast<double>(bin - guardBins_) * settings_.stepRpm);
-        results.orderBlocks.push_back(orderBlocks_[bin]);
-        results.timeBlocks.push_back(timeBlocks_[bin]);
+        results.orderBlocks.push_back(joinedBlocks_.order[bin]);
+        results.timeBlocks.push_back(joinedBlocks_.time[bin]);
     }
     for (std::size_t s = 0; s < channels_; ++s) results.signals.push_back(signalResults(s));
     AchievedResolution& resolution = results.resolution;
     resolution.revolutions =
         static_cast<double>(orderBlockSamples()) / (2.0 * settings_.maxOrder());
     resolution.orders = 1.0 / resolution.revolutions;
-    resolution.hertz = getTimeFFTResolution(lease_.handle());
-    resolution.seconds = getTimeFFTBlockDuration(lease_.handle());
+    resolution.hertz = sizes_.timeResolution;
+    resolution.seconds = sizes_.timeBlockDuration;
     for (std::size_t k = 0; k < usableOrders(); ++k)
         results.orders.push_back(static_cast<double>(k) * settings_.orderResolution);
     for (std::size_t k = 0; k < timeLines_; ++k)
@@ -419,18 +360,17 @@ AnalysisResults AnalyzerPass::results() const
 SignalResults AnalyzerPass::signalResults(std::size_t signal) const
 {
     const Tables& tables = joined_[signal];
-    const std::size_t harmonics = settings_.harmonics.size();
     SignalResults results;
     results.orderMap.columns = usableOrders();
     results.frequencyMap.columns = timeLines_;
-    results.harmonics.resize(harmonics);
     for (std::size_t bin = guardBins_; bin < bins_ - guardBins_; ++bin) {
         results.orderMap.append(rowOf(tables.orders, lines_, bin).first(usableOrders()));
         results.frequencyMap.append(rowOf(tables.times, timeLines_, bin));
         results.overall.push_back(tables.overall[bin]);
-        for (std::size_t h = 0; h < harmonics; ++h)
-            results.harmonics[h].push_back(tables.harmonics[bin * harmonics + h]);
     }
+    for (const std::vector<std::complex<float>>& values : tables.harmonics)
+        results.harmonics.emplace_back(values.begin() + static_cast<std::ptrdiff_t>(guardBins_),
+                                       values.end() - static_cast<std::ptrdiff_t>(guardBins_));
     return results;
 }
 

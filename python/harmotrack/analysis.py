@@ -13,7 +13,7 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 
 import harmotrack
-from harmotrack import _native
+from harmotrack.native import _native
 from harmotrack import settings as choices
 from harmotrack.defaults import resolved
 from harmotrack.errors import HarmotrackError

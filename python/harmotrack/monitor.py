@@ -8,7 +8,7 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from harmotrack import _native
+from harmotrack.native import _native
 from harmotrack.analysis import changed, labelled, native_settings
 from harmotrack.errors import HarmotrackError
 from harmotrack.order_analysis import OrderAnalysis

@@ -7,7 +7,7 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
-from harmotrack import _native
+from harmotrack.native import _native
 from harmotrack.errors import HarmotrackError
 from harmotrack.recording import Channel
 from harmotrack.settings import check_choice, check_number

@@ -9,7 +9,7 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
-from harmotrack import _native
+from harmotrack.native import _native
 from harmotrack.errors import HarmotrackError
 from harmotrack.recording import Recording
 from harmotrack.settings import check_number

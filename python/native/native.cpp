@@ -7,7 +7,10 @@
 
 #include "host/host_error.h"
 
+#include <harmotrack/harmotrack.hpp>
+
 #include <nanobind/nanobind.h>
+#include <nanobind/stl/string.h>
 
 #include <exception>
 
@@ -32,6 +35,10 @@ NB_MODULE(_native, module)
 {
     module.doc() = "The host layer of Harmotrack, with NumPy's arrays.";
     nb::register_exception_translator(&raiseHostError);
+    module.def("load_library",
+               &Harmotrack::load,
+               nb::arg("path"),
+               "Loads the library; once, before anything else, or again from the same path.");
     Harmotrack::Python::bindSpeed(module);
     Harmotrack::Python::bindAnalysis(module);
     Harmotrack::Python::bindMonitor(module);

@@ -120,6 +120,38 @@ TEST(AnalysisStream, TachoChannelGivesAmplitudeAndPhaseToItsMark)
     EXPECT_DOUBLE_EQ(results[0].resolution.seconds * results[0].resolution.hertz, 1.0);
 }
 
+// Pulses that last 0.3 of a turn, and an accelerating shaft: only flanks that are told apart give
+// the angle between two marks.
+TEST(AnalysisStream, PulseTimesAndFlanksOfBothKindsGiveTheAngleToo)
+{
+    const UniformSignal signal = sampled(kRate, 10.0, vibration);
+    std::vector<double> rises;
+    std::vector<PulseEdge> edges;
+    for (double turn = 0.0; kRunUp.secondsAt(turn) < 10.0; turn += 1.0) {
+        rises.push_back(kRunUp.secondsAt(turn));
+        edges.push_back({rises.back(), true});
+        edges.push_back({kRunUp.secondsAt(turn + 0.3), false});
+    }
+    for (const Edge edge : {Edge::Rising, Edge::Both}) {
+        AnalysisRun run(settings());
+        RunInput in = input();
+        in.tachometer.emplace();
+        in.tachometer->edge = edge;
+        run.start(in);
+        if (edge == Edge::Rising) run.feedPulses(rises);
+        if (edge == Edge::Both) run.feedEdges(edges);
+        const std::span<const double> samples = signal.samples;
+        run.feed({&samples, 1});
+        const AnalysisResults results = run.finish().front();
+        EXPECT_TRUE(results.tachoEvents.empty());
+        for (std::size_t b = 0; b < results.binRpm.size(); ++b) {
+            const std::complex<double> first = results.signals[0].harmonics[0][b];
+            EXPECT_NEAR(std::abs(first), 0.8, 2e-3);
+            EXPECT_NEAR(std::arg(first) * kDegrees, 40.0, 0.5);
+        }
+    }
+}
+
 TEST(AnalysisStream, ChunksOfAnySizeGiveTheSameBits)
 {
     const UniformSignal signal = sampled(kRate, 8.0, vibration);
