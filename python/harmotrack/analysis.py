@@ -13,10 +13,10 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 
 import harmotrack
-from harmotrack.native import _native
 from harmotrack import settings as choices
 from harmotrack.defaults import resolved
 from harmotrack.errors import HarmotrackError
+from harmotrack.native import _native
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.recording import Channel, Recording
 from harmotrack.settings import AnalysisSettings

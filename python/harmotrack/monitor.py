@@ -8,9 +8,9 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from harmotrack.native import _native
 from harmotrack.analysis import changed, labelled, native_settings
 from harmotrack.errors import HarmotrackError
+from harmotrack.native import _native
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.settings import AnalysisSettings, check_number
 from harmotrack.speed import tachometer

@@ -7,8 +7,8 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
-from harmotrack.native import _native
 from harmotrack.errors import HarmotrackError
+from harmotrack.native import _native
 from harmotrack.recording import Channel
 from harmotrack.settings import check_choice, check_number
 

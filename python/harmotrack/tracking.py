@@ -9,8 +9,8 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
-from harmotrack.native import _native
 from harmotrack.errors import HarmotrackError
+from harmotrack.native import _native
 from harmotrack.recording import Recording
 from harmotrack.settings import check_number
 from harmotrack.speed import Speed

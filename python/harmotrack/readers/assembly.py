@@ -9,8 +9,8 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from harmotrack.native import _native
 from harmotrack.errors import HarmotrackError
+from harmotrack.native import _native
 from harmotrack.recording import Channel
 
 if TYPE_CHECKING:
