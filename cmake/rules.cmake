@@ -27,3 +27,9 @@ if(HARMOTRACK_SANITIZE)
         -fsanitize=${HARMOTRACK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
     add_link_options(-fsanitize=${HARMOTRACK_SANITIZE})
 endif()
+
+# For sources that hold a parser of the command line: it is run once, and its templates would keep the
+# optimiser busy for longer than all else of the program.
+function(harmotrack_not_worth_optimising)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0)
+endfunction()

@@ -1,15 +1,22 @@
 # How tests are registered, and how libraries stand in for others, on both platforms.
 
-# Registers the tests of a GoogleTest program.
-#   harmotrack_add_tests(TARGET [TEST_PREFIX prefix] [PROPERTIES name value ...])
-if(WIN32)
-    # To start a program under Wine takes longer than most of its tests do, so a whole program is
-    # one test of ctest.
+# Registers the tests of a GoogleTest program, all or those that match a filter of GoogleTest's.
+#   harmotrack_add_tests(TARGET [TEST_PREFIX prefix] [TEST_FILTER filter] [PROPERTIES name value ...])
+#
+# To start a program under Wine, or with the run-time library of a sanitizer, takes longer than most
+# of its tests do: there a whole program is one test of ctest.
+if(WIN32 OR HARMOTRACK_SANITIZE)
     function(harmotrack_add_tests target)
-        cmake_parse_arguments(PARSE_ARGV 1 arg "" TEST_PREFIX PROPERTIES)
-        add_test(NAME ${target} COMMAND ${target})
+        cmake_parse_arguments(PARSE_ARGV 1 arg "" "TEST_PREFIX;TEST_FILTER" PROPERTIES)
+        set(name ${target})
+        set(arguments)
+        if(arg_TEST_FILTER)
+            string(APPEND name :${arg_TEST_FILTER})
+            set(arguments --gtest_filter=${arg_TEST_FILTER})
+        endif()
+        add_test(NAME ${name} COMMAND ${target} ${arguments})
         if(arg_PROPERTIES)
-            set_tests_properties(${target} PROPERTIES ${arg_PROPERTIES})
+            set_tests_properties(${name} PROPERTIES ${arg_PROPERTIES})
         endif()
     endfunction()
 else()

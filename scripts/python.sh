@@ -10,7 +10,7 @@ python_environment() {
     local folder=$1
     shift
     "$folder/bin/python" -c '' 2>/dev/null || "$python" -m venv --clear "$folder"
-    "$folder/bin/pip" install --disable-pip-version-check -q "$@"
+    "$folder/bin/pip" install --disable-pip-version-check --no-compile -q "$@"
 }
 
 # Builds the wheel into build/wheelhouse, alone there. The tools come from an environment of their own, so
@@ -31,5 +31,5 @@ python_install() {
     local wheel
     wheel=$(echo build/wheelhouse/*.whl)
     python_environment "$folder" "$wheel$extras" "$@" &&
-        "$folder/bin/pip" install --disable-pip-version-check -q --force-reinstall --no-deps "$wheel"
+        "$folder/bin/pip" install --disable-pip-version-check --no-compile -q --force-reinstall --no-deps "$wheel"
 }

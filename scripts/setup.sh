@@ -61,8 +61,10 @@ reason() {
 # Errors of the script itself; what a step was redirected to is still in force when it ends the script.
 exec 3>&2
 
+# `background`, if set, is a group of processes that ends with the script.
 at_exit() {
     local status=$?
+    [ -z "${background:-}" ] || kill -- "-$background" 2>/dev/null || true
     [ -n "${running:-}" ] || exit "$status"
     reason "$log" >&3
     printf '%s: stopped at "%s"; all of it is in %s\n' "$(basename "$0")" "$running" "$log" >&3
