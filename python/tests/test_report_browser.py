@@ -17,7 +17,11 @@ from harmotrack.report import write_report
 from harmotrack.report.levels import encode_levels
 
 #: Of the maps, in pixels: where their plots begin and end (map_view.js).
-LEFT, RIGHT, TOP, BOTTOM = 58, 16, 8, 42
+LEFT, RIGHT, TOP, BOTTOM = 58, 16, 26, 42
+
+#: A window in which every panel is in sight, and so is drawn.
+ALL_OF_IT = {"width": 1400, "height": 3600}
+SMALL = {"width": 1400, "height": 600}
 
 #: A level is off by half a step of 0.02 dB; the rest is the rounding of doubles.
 HUNDREDTH_DB = 0.01 + 1e-6
@@ -55,7 +59,8 @@ class Opened:
     """A report in the browser, which must stay silent and ask for nothing."""
 
     def __init__(self, browser: Browser, path: Path, **context: Any) -> None:
-        self.context = browser.new_context(viewport={"width": 1400, "height": 1000}, **context)
+        context.setdefault("viewport", ALL_OF_IT)
+        self.context = browser.new_context(**context)
         self.context.set_offline(True)
         self.page: Page = self.context.new_page()
         self.page.set_default_timeout(10_000)
@@ -90,10 +95,7 @@ class Opened:
         self.settle()
 
     def place(self, name: str, across: float, up: float) -> tuple[float, float]:
-        canvas = self.page.locator(f"#{name} canvas.overlay")
-        # In the middle of the window the bar, which stays at its top, covers nothing.
-        canvas.evaluate("(element) => element.scrollIntoView({ block: 'center' })")
-        box = canvas.bounding_box()
+        box = self.page.locator(f"#{name} .overlay").bounding_box()
         assert box
         width, height = box["width"] - LEFT - RIGHT, box["height"] - TOP - BOTTOM
         return box["x"] + LEFT + across * width, box["y"] + TOP + (1.0 - up) * height
@@ -114,6 +116,23 @@ class Opened:
 
     def cuts(self) -> list[str | None]:
         return [one.get_attribute("data-order") for one in self.page.locator("#cuts li").all()]
+
+    def lines(self, name: str) -> list[list[float]]:
+        """The lines of the cursor on a map: pixels from the left, at the top and at the bottom."""
+        lines: list[list[float]] = self.page.evaluate(
+            """(name) => {
+                 const marks = document.querySelector(`#${name} .marks`);
+                 return [...marks.querySelectorAll(".down:not([hidden])")].map((line) => {
+                   const { c, e } = new DOMMatrix(line.style.transform);
+                   return [e + 1, e + 1 + c * marks.clientHeight];
+                 });
+               }""",
+            name,
+        )
+        return lines
+
+    def width(self, name: str) -> float:
+        return float(self.page.locator(f"#{name} .marks").evaluate("(marks) => marks.clientWidth"))
 
     def pixels(self, selector: str) -> str:
         text: str = self.page.evaluate(
@@ -390,13 +409,24 @@ def test_dragging_zooms_into_the_map_and_its_spectrum(opened: Open, example: Ord
 
 def test_harmonic_cursors_show_on_maps_and_spectra(opened: Open, example: OrderAnalysis) -> None:
     report = opened(example)
-    canvases = ("#order-map .overlay", "#frequency-map .overlay", "#order-spectrum canvas")
-    before = [report.pixels(name) for name in canvases]
+    before = report.pixels("#order-spectrum .moving")
 
     report.page.get_by_label("Harmonic cursors").check()
     report.settle()
 
-    assert all(report.pixels(name) != old for name, old in zip(canvases, before, strict=True))
+    assert report.pixels("#order-spectrum .moving") != before
+    order = report.value("#at-order")
+    lines = report.lines("order-map")
+    assert len(lines) == 10
+    width = report.width("order-map") / 30.1  # of an order
+    for number, (top, bottom) in enumerate(lines, start=1):
+        assert top == bottom == pytest.approx(width * (number * order + 0.05), abs=1.0)
+    # On the frequency map the first line is upright, and each order leans from its frequency at the
+    # lowest speed to that at the highest one.
+    upright, *rays = report.lines("frequency-map")
+    assert upright[0] == upright[1]
+    assert [round(top / rays[0][0]) for top, _ in rays] == list(range(1, 11))
+    assert rays[0][0] / rays[0][1] == pytest.approx(6025.0 / 575.0, rel=0.2)  # whole pixels
 
 
 # The colour of a cell is that of its level in the table: 256 equal parts of the range.
@@ -492,19 +522,258 @@ def test_speeds_that_were_not_measured_are_told(opened: Open) -> None:
     assert set(report.plot("order-spectrum")[1]) == {None}
 
 
-# Browsers compute names and roles for screen readers from the same tree.
-def test_every_control_has_a_name_and_every_panel_a_title(
+# What can't be seen isn't drawn, so that a move costs no more than what it shows.
+def test_a_panel_out_of_sight_follows_when_it_comes_into_sight(
+    opened: Open, example: OrderAnalysis
+) -> None:
+    report = opened(example, viewport=SMALL)
+    assert report.page.locator("#overall canvas").count() == 0
+    report.page.locator("#order-map").focus()
+    report.press("ArrowDown", "ArrowRight")
+    assert report.page.locator("#overall canvas").count() == 0
+
+    report.page.locator("#whirl").scroll_into_view_if_needed()
+    report.settle()
+
+    line = round(report.value("#at-order") / 0.1)
+    radii = 20.0 * np.log10(example.directional.values[:, [300 + line, 300 - line]])
+    np.testing.assert_allclose(report.plot("whirl")[1:], radii.T, atol=HUNDREDTH_DB)
+
+
+def test_paper_shows_what_was_out_of_sight(opened: Open, example: OrderAnalysis) -> None:
+    report = opened(example, viewport=SMALL)
+    assert report.page.locator("#overall canvas").count() == 0
+
+    report.page.emulate_media(media="print")
+    report.settle()
+
+    assert report.plot("overall")[1][0] == pytest.approx(_db(example.overall.values[0, 0]))
+
+
+def test_a_narrow_window_needs_no_scrolling_sideways(opened: Open, example: OrderAnalysis) -> None:
+    report = opened(example, viewport={"width": 390, "height": 844})
+
+    assert report.page.evaluate("document.documentElement.scrollWidth") == 390
+    too_wide = report.page.evaluate(
+        """() => [...document.querySelectorAll("body *")]
+           .filter((one) => !one.closest(".scroll, .unseen, .skip, .marks")
+                            && one.getBoundingClientRect().right > 390)
+           .map((one) => one.outerHTML.slice(0, 80))"""
+    )
+    assert too_wide == []
+
+
+# For those who hear the page, or use no mouse: what Chromium hands to a screen reader.
+
+
+def _heard(report: Opened) -> list[dict[str, Any]]:
+    """The nodes of the accessibility tree: role, name, description and properties."""
+    client = report.context.new_cdp_session(report.page)
+    nodes = client.send("Accessibility.getFullAXTree")["nodes"]
+    return [
+        {
+            **{key: node.get(key, {}).get("value", "") for key in ("role", "name", "description")},
+            **{one["name"]: one["value"].get("value") for one in node.get("properties", [])},
+        }
+        for node in nodes
+        if not node["ignored"]
+    ]
+
+
+CONTROLS = {
+    "link": ["Skip to the maps"],
+    "combobox": ["Channel", "Colours"],
+    "radio": ["dB", "linear"],
+    "spinbutton": [
+        "Order of a new cut",
+        "Lowest level of the colours, dB",
+        "Highest level of the colours, dB",
+    ],
+    "checkbox": ["Harmonic cursors", "Cuts as slices"],
+    "application": [
+        "Order map over order and speed",
+        "Frequency map over frequency and speed",
+        "Whirl map over order and speed",
+    ],
+    "button": [
+        "Use dark colours",
+        "Add cut",
+        "Whole maps",
+        *(f"Remove the cut of order {order}" for order in ("0.47", "1", "2", "24")),
+    ],
+    "DisclosureTriangle": ["The cuts as a table"],
+    "region": ["Resonances", "Strongest order by speed", "Whirl by order and speed"],
+}
+
+
+def test_every_control_has_a_role_and_a_name(opened: Open, example: OrderAnalysis) -> None:
+    report = opened(example)
+
+    found: dict[str, list[str]] = {}
+    for node in _heard(report):
+        if node.get("focusable") and node["role"] not in ("RootWebArea", "option"):
+            found.setdefault(node["role"], []).append(node["name"])
+
+    assert found == CONTROLS
+
+
+def test_every_panel_has_a_title(opened: Open, example: OrderAnalysis) -> None:
+    report = opened(example)
+
+    figures = [node["name"] for node in _heard(report) if node["role"] == "figure"]
+
+    assert len(figures) == 8
+    assert all(figures)
+
+
+# The crossing of orders 1 and 2, and the largest amplitude, are those of the machine's closed form.
+def test_maps_say_what_an_eye_sees(opened: Open, example: OrderAnalysis) -> None:
+    report = opened(example)
+
+    maps = {one["name"]: one for one in _heard(report) if one["role"] == "application"}
+
+    order = maps["Order map over order and speed"]["description"]
+    assert re.match(
+        r"Of x, the strongest is order 2 from 600 to \d+ rpm and order 1 from \d+ to 6000 rpm\. "
+        r"The largest amplitude is 9\.\d+ mm/s, of order 1 at 2450 rpm\.",
+        order,
+    )
+    frequency = maps["Frequency map over frequency and speed"]["description"]
+    values = example.frequency_map.values[0]
+    row, line = np.unravel_index(np.argmax(values), values.shape)
+    assert f"at {4 * line} Hz and {600 + 50 * row} rpm" in frequency
+    whirl = maps["Whirl map over order and speed"]["description"]
+    assert re.search(r"Order 1 whirls forward from 600 to \d+ rpm, backward from", whirl)
+    assert all("arrows" in one["description"] for one in maps.values())
+
+    report.page.get_by_label("Channel").select_option("y")
+    expect(report.page.locator("#order-summary")).to_contain_text("Of y, the strongest is order")
+
+
+# The region speaks of moves by keyboard alone; numbers at the cursor that spoke of themselves
+# would never end.
+def test_moves_by_keyboard_are_spoken_and_nothing_else_is(
     opened: Open, example: OrderAnalysis
 ) -> None:
     report = opened(example)
+    live = [node for node in _heard(report) if node.get("live") not in (None, "off")]
+    assert len(live) <= 1  # empty regions may be left out
+    report.move("order-map", 0.3, 0.4)
+    assert report.text("#announcement") == ""
 
-    nameless = report.page.evaluate(
-        """() => [...document.querySelectorAll("input, select, button, [role=application]")]
-           .filter((one) => !(one.labels?.length || one.getAttribute("aria-label")
-                              || one.textContent.trim()))
-           .map((one) => one.outerHTML)"""
-    )
-    assert nameless == []
-    for figure in report.page.locator("figure").all():
-        title = figure.get_attribute("aria-labelledby")
-        assert report.text(f"#{title}") != ""
+    report.page.locator("#order-map").focus()
+    report.press("ArrowUp")
+
+    level = report.page.locator("#at-order-level").inner_text()
+    expect(report.page.locator("#announcement")).to_contain_text(level)
+    live = [node for node in _heard(report) if node.get("live") not in (None, "off")]
+    assert {node["live"] for node in live} == {"polite"}
+
+
+FOCUS = """() => {
+  const one = document.activeElement;
+  const box = one.getBoundingClientRect();
+  const words = (element) => [...element.childNodes]
+    .filter((node) => node.nodeType === 3).map((node) => node.data).join("");
+  const name = one.getAttribute("aria-label") ?? words(one.labels?.[0] ?? one);
+  const middle = [box.x + box.width / 2, box.y + box.height / 2];
+  const top = document.elementFromPoint(...middle);
+  return {
+    name: name.trim(),
+    isShown: one.checkVisibility({ opacityProperty: true, visibilityProperty: true })
+             && box.width > 4 && box.height > 4 && one.contains(top),
+    isBody: one === document.body,
+  };
+}"""
+
+
+def test_tab_passes_what_is_shown_from_top_to_bottom(opened: Open, example: OrderAnalysis) -> None:
+    report = opened(example)
+    stops = []
+    for _ in range(40):
+        report.press("Tab")
+        stop = report.page.evaluate(FOCUS)
+        if stop["isBody"]:
+            break
+        stops.append(stop)
+
+    names = [stop["name"] for stop in stops]
+    assert [stop["name"] for stop in stops if not stop["isShown"]] == []
+    assert names[:2] == ["Skip to the maps", "Use dark colours"]
+    maps = [names.index(name) for name in CONTROLS["application"]]
+    assert maps == sorted(maps)
+    assert names.index("Channel") < maps[0]
+    assert names[-1] == "The cuts as a table"
+    # One radio button stands for its group.
+    count = sum(len(found) for found in CONTROLS.values()) - 1
+    assert len(names) == count
+    assert len(set(names)) == count
+
+
+def _luminance(colour: list[float]) -> float:
+    """Of sRGB, 0 to 255, after WCAG 2.2."""
+    parts = [one / 255.0 for one in colour]
+    linear = [one / 12.92 if one <= 0.04045 else ((one + 0.055) / 1.055) ** 2.4 for one in parts]
+    return 0.2126 * linear[0] + 0.7152 * linear[1] + 0.0722 * linear[2]
+
+
+def _contrast(one: list[float], other: list[float]) -> float:
+    light, dark = sorted((_luminance(one), _luminance(other)), reverse=True)
+    return (light + 0.05) / (dark + 0.05)
+
+
+TEXTS = """() => {
+  const parts = (colour) => {
+    const found = colour.match(/[\\d.]+/g).map(Number);
+    return found.length === 3 ? [...found, 1] : found;
+  };
+  const behind = (element) => {
+    for (let one = element; one; one = one.parentElement) {
+      const colour = parts(getComputedStyle(one).backgroundColor);
+      if (colour[3] === 1) return colour.slice(0, 3);
+      if (colour[3] > 0) throw new Error(`${one.outerHTML} lets its background shine through`);
+    }
+    return [255, 255, 255];
+  };
+  const shown = (element) => element.checkVisibility()
+    && !element.closest(".unseen, .skip, caption, script, style, noscript, .uplot");
+  return [...document.querySelectorAll("body *")]
+    .filter((one) => shown(one) && (one.matches("input, select")
+            || [...one.childNodes].some((node) => node.nodeType === 3 && node.data.trim())))
+    .map((one) => [one.textContent.slice(0, 40), parts(getComputedStyle(one).color).slice(0, 3),
+                   behind(one)]);
+}"""
+
+#: What is drawn: colour, what it stands on, and the least contrast of texts and of lines.
+DRAWN = [
+    ("muted", "card", 4.5),
+    ("ink", "card", 4.5),
+    *(("on-cut", f"cut-{index}", 4.5) for index in range(6)),
+    *((f"cut-{index}", "card", 3.0) for index in range(6)),
+    ("accent", "card", 3.0),
+    ("ghost", "card", 3.0),
+    ("forward", "card", 3.0),
+    ("backward", "card", 3.0),
+]
+
+
+@pytest.mark.parametrize("theme", ["light", "dark"])
+def test_texts_and_lines_stand_out(opened: Open, example: OrderAnalysis, theme: str) -> None:
+    report = opened(example, color_scheme=theme)
+    report.page.locator("#cut-table summary").click()
+
+    texts = report.page.evaluate(TEXTS)
+
+    assert len(texts) > 100
+    assert [one for one in texts if _contrast(one[1], one[2]) < 4.5] == []
+    for name, under, least in DRAWN:
+        colours = [
+            report.page.evaluate(
+                """(name) => getComputedStyle(document.documentElement)
+                     .getPropertyValue(`--${name}`).match(/[0-9a-f]{2}/g)
+                     .map((digits) => parseInt(digits, 16))""",
+                one,
+            )
+            for one in (name, under)
+        ]
+        assert _contrast(*colours) >= least, f"{name} on {under}"

@@ -63,7 +63,7 @@ def test_repairs_of_the_speed_are_listed() -> None:
     page = render(machine.analysis(attributes={"speed_repairs": "At 3 s a.\nAt 4 s b."}))
 
     assert "2 places were mended" in page
-    assert "<li>At 3 s a.</li><li>At 4 s b.</li>" in page
+    assert "<li>At 3\u00a0s a.</li><li>At 4\u00a0s b.</li>" in page
 
 
 def test_a_report_appears_whole_or_not_at_all(tmp_path: Path) -> None:

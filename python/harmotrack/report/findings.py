@@ -98,7 +98,7 @@ def find_dominance(analysis: OrderAnalysis) -> tuple[Dominance, ...]:
     measured = analysis.order_blocks.values > 0
     speed = analysis.order_map["speed"].values[measured]
     orders = analysis.order_map["order"].values
-    first = _first_line_beside_zero(analysis)
+    first = first_line_beside_zero(analysis)
     if speed.size == 0 or first >= orders.size:
         return ()
     found: list[Dominance] = []
@@ -122,7 +122,7 @@ def find_dominance(analysis: OrderAnalysis) -> tuple[Dominance, ...]:
     return tuple(found)
 
 
-def _first_line_beside_zero(analysis: OrderAnalysis) -> int:
+def first_line_beside_zero(analysis: OrderAnalysis) -> int:
     """What a constant offset leaks into is no order: it spans the window's main lobe."""
     bandwidth = float(analysis.order_map.attrs["noise_bandwidth"])
     return int(np.ceil(2.0 * bandwidth))
@@ -288,8 +288,17 @@ def number(value: float, digits: int = 4) -> str:
     return text.rstrip("0").rstrip(".") if "." in text else text
 
 
+def amount(value: float, unit: str, digits: int = 4) -> str:
+    """A number with its unit, if it has one."""
+    return f"{number(value, digits)} {unit}".rstrip()
+
+
 def span(from_rpm: float, to_rpm: float) -> str:
-    return f"{number(from_rpm)} to {number(to_rpm)} rpm"
+    return f"{speeds(from_rpm, to_rpm)} rpm"
+
+
+def speeds(from_rpm: float, to_rpm: float) -> str:
+    return f"{number(from_rpm)} to {number(to_rpm)}"
 
 
 def _measured_speeds(analysis: OrderAnalysis) -> Floats:
@@ -381,7 +390,7 @@ def _separation_limit(analysis: OrderAnalysis) -> str:
 def _floor_limit(analysis: OrderAnalysis) -> str:
     floors = noise_floor(analysis)
     parts = [
-        f"{number(float(np.nanmedian(floor)), 2)} {analysis.unit(channel)} ({channel})"
+        f"{amount(float(np.nanmedian(floor)), analysis.unit(channel), 2)} ({channel})"
         for channel, floor in zip(analysis.channels, floors, strict=True)
         if np.isfinite(floor).any()
     ]

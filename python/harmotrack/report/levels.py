@@ -25,7 +25,7 @@ _REFERENCES = {"Pa": (20e-6, "20 µPa"), "µPa": (20.0, "20 µPa"), "mPa": (0.02
 
 def decibel_reference(unit: str) -> tuple[float, str]:
     """The amplitude of 0 dB, in the unit, and its name."""
-    return _REFERENCES.get(unit, (1.0, f"1 {unit}"))
+    return _REFERENCES.get(unit, (1.0, f"1 {unit}".rstrip()))
 
 
 def encode_levels(amplitudes: ArrayLike) -> dict[str, Any]:

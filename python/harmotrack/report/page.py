@@ -40,7 +40,7 @@ def render(analysis: OrderAnalysis) -> str:
         "subtitle": sections.subtitle(analysis, findings),
         "findings": sections.findings(analysis, findings),
         "channels": _options(analysis.channels),
-        "directional": sections.directional_panels(analysis),
+        "directional": sections.directional_panels(analysis, findings),
         "phase_note": sections.phase_note(analysis),
         "settings": sections.settings(analysis, findings),
         "version": escape(str(analysis.attrs.get("harmotrack", ""))),
@@ -106,7 +106,7 @@ def _description(
     if analysis.directional is not None:
         arrays["directionalOrders"] = analysis.directional["directional_order"].values
     return {
-        "channels": [_channel(analysis, name) for name in analysis.channels],
+        "channels": [_channel(analysis, findings, name) for name in analysis.channels],
         "convention": sections.CONVENTIONS[analysis.order_map.attrs["amplitude"]],
         "orderResolution": float(analysis.order_map.attrs["resolution"]),
         "hasPhase": [_shows_phase(analysis, float(order)) for order in orders],
@@ -127,7 +127,7 @@ def _shows_phase(analysis: OrderAnalysis, order: float) -> bool:
     return order > least - 0.5 and abs(order - round(order)) < 1e-6
 
 
-def _channel(analysis: OrderAnalysis, name: str) -> dict[str, Any]:
+def _channel(analysis: OrderAnalysis, findings: Findings, name: str) -> dict[str, Any]:
     unit = analysis.unit(name)
     reference, words = decibel_reference(unit)
     return {
@@ -135,6 +135,8 @@ def _channel(analysis: OrderAnalysis, name: str) -> dict[str, Any]:
         "unit": unit,
         "reference": words,
         "referenceLevel": 20.0 * float(np.log10(reference)),
+        "orderSummary": sections.order_map_summary(analysis, findings, name),
+        "frequencySummary": sections.frequency_map_summary(analysis, name),
     }
 
 

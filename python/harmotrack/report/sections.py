@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 from collections.abc import Iterable, Sequence
 from html import escape
 from itertools import groupby
@@ -9,7 +10,17 @@ from itertools import groupby
 import numpy as np
 
 from harmotrack.order_analysis import OrderAnalysis
-from harmotrack.report.findings import Dominance, Findings, SpeedQuality, Whirl, number, span
+from harmotrack.report.findings import (
+    Dominance,
+    Findings,
+    SpeedQuality,
+    Whirl,
+    amount,
+    first_line_beside_zero,
+    number,
+    span,
+    speeds,
+)
 from harmotrack.report.resonances import Resonance
 
 CONVENTIONS = {"peak": "peak", "rms": "RMS", "peak-to-peak": "peak-to-peak"}
@@ -19,7 +30,7 @@ MOST_REPAIRS = 200
 
 
 def subtitle(analysis: OrderAnalysis, findings: Findings) -> str:
-    names = ", ".join(f"{name} ({analysis.unit(name)})" for name in analysis.channels)
+    names = ", ".join(_with_unit(analysis, name) for name in analysis.channels)
     speed = findings.speed
     return escape(
         f"{names} · {span(speed.lowest_rpm, speed.highest_rpm)} · "
@@ -27,29 +38,40 @@ def subtitle(analysis: OrderAnalysis, findings: Findings) -> str:
     )
 
 
+def _with_unit(analysis: OrderAnalysis, channel: str) -> str:
+    unit = analysis.unit(channel)
+    return f"{channel} ({unit})" if unit else channel
+
+
 def findings(analysis: OrderAnalysis, found: Findings) -> str:
     return "\n".join(
         [
             _card("Which orders resonate, and where?", _resonances(analysis, found), "wide"),
-            _card("What can't these data tell?", _items(found.limits), "highest"),
-            _card("Which order dominates?", _dominance(analysis, found.dominance)),
-            _card("Forward or backward?", _whirl(analysis, found.whirl)),
-            _card("How good is the speed?", _speed(analysis, found.speed)),
+            _card("Which order dominates?", _dominance(analysis, found.dominance), "five"),
+            _card("Forward or backward?", _whirl(analysis, found.whirl), "three"),
+            _card("How good is the speed?", _speed(analysis, found.speed), "four"),
+            _card("What can't these data tell?", _items(found.limits), "wide columns"),
         ]
     )
 
 
-def _card(title: str, body: str, shape: str = "") -> str:
-    """Half as wide as the page; or "wide", as the page; or beside two or three others."""
+def _card(title: str, body: str, shape: str) -> str:
+    """The shape, a class of the style sheet, is "wide" or so many twelfths of the page, and with
+    "columns" its list stands in two."""
     return f'<article class="card {shape}"><h3>{escape(title)}</h3>{body}</article>'
 
 
 def _paragraph(text: str) -> str:
-    return f"<p>{escape(text)}</p>"
+    return f"<p>{_prose(text)}</p>"
 
 
 def _items(texts: Iterable[str]) -> str:
-    return "<ul>" + "".join(f"<li>{escape(text)}</li>" for text in texts) + "</ul>"
+    return "<ul>" + "".join(f"<li>{_prose(text)}</li>" for text in texts) + "</ul>"
+
+
+def _prose(text: str) -> str:
+    """Escaped, and no line ends between a number and its unit."""
+    return escape(re.sub(r"(?<=\d) (?=(%|rpm|Hz|s|°)(?!\w))", "\u00a0", text))
 
 
 def _table(caption: str, head: Sequence[str], rows: Iterable[Sequence[str]]) -> str:
@@ -100,7 +122,7 @@ def _sentence(analysis: OrderAnalysis, one: Resonance) -> str:
     convention = CONVENTIONS[analysis.order_map.attrs["amplitude"]]
     text = (
         f"Order {number(one.order)} of {one.channel} is largest at {number(one.rpm)} rpm "
-        f"({number(one.hertz)} Hz): {number(one.amplitude)} {unit} {convention}"
+        f"({number(one.hertz)} Hz): {amount(one.amplitude, unit)} {convention}"
     )
     if one.phase is None or one.turn is None:
         return text + "."
@@ -117,7 +139,7 @@ def _degrees(value: float) -> str:
 def _peak(analysis: OrderAnalysis, one: Resonance) -> str:
     return (
         f"order {number(one.order)} of {one.channel} at {number(one.rpm)} rpm "
-        f"({number(one.hertz)} Hz, {number(one.amplitude, 3)} {analysis.unit(one.channel)})"
+        f"({number(one.hertz)} Hz, {amount(one.amplitude, analysis.unit(one.channel), 3)})"
     )
 
 
@@ -141,7 +163,7 @@ def _resonance_table(analysis: OrderAnalysis, found: Sequence[Resonance]) -> str
                 number(one.order),
                 number(one.rpm),
                 number(one.hertz),
-                f"{number(one.amplitude)} {analysis.unit(one.channel)}",
+                amount(one.amplitude, analysis.unit(one.channel)),
                 "—" if one.phase is None else _degrees(one.phase),
                 "—" if one.turn is None else _degrees(one.turn),
                 "—" if one.natural_rpm is None else number(one.natural_rpm),
@@ -160,14 +182,14 @@ def _dominance(analysis: OrderAnalysis, found: Sequence[Dominance]) -> str:
         return _paragraph("No spectrum was measured.")
     return _table(
         "Strongest order by speed",
-        ["Channel", "Speed", "Order", "Largest"],
+        ["Channel", "Speed, rpm", "Order", "Largest", "at, rpm"],
         (
             [
                 one.channel,
-                span(one.from_rpm, one.to_rpm),
+                speeds(one.from_rpm, one.to_rpm),
                 number(one.order),
-                f"{number(one.amplitude, 3)} {analysis.unit(one.channel)} "
-                f"at {number(one.amplitude_rpm)} rpm",
+                amount(one.amplitude, analysis.unit(one.channel), 3),
+                number(one.amplitude_rpm),
             ]
             for one in found
         ),
@@ -176,22 +198,72 @@ def _dominance(analysis: OrderAnalysis, found: Sequence[Dominance]) -> str:
 
 def _whirl(analysis: OrderAnalysis, found: Sequence[Whirl]) -> str:
     if analysis.directional is None:
-        return _paragraph(
-            "Not known: this takes two channels from directions a quarter turn apart, which are "
-            "named to the analysis (--directional)."
+        return (
+            "<p>Not known: this takes two channels from directions a quarter turn apart, which are "
+            "named to the analysis by <code>--directional</code>.</p>"
         )
     if not found:
         return _paragraph("No extracted order stands out of the noise.")
-    sentences = []
-    for order, group in groupby(found, key=lambda one: one.order):
-        parts = [
-            f"{'in a straight line' if one.sense == 'straight' else one.sense} from "
-            f"{span(one.from_rpm, one.to_rpm)}"
-            for one in group
-        ]
-        sentences.append(f"Order {number(order)} whirls {_joined(parts)}.")
     pair = f"{analysis.attrs['directional_x']} and {analysis.attrs['directional_y']}"
-    return _items(sentences) + _paragraph(f"Seen in the plane of {pair}.")
+    return _table(
+        "Whirl by order and speed",
+        ["Order", "Whirl", "Speed, rpm"],
+        (
+            [number(one.order), _SENSES[one.sense], speeds(one.from_rpm, one.to_rpm)]
+            for one in found
+        ),
+    ) + _paragraph(f"Seen in the plane of {pair}.")
+
+
+_SENSES = {"forward": "forward", "backward": "backward", "straight": "in a straight line"}
+
+
+# What an eye sees on the maps, for those who listen to the page.
+
+#: Stretches beyond this number are only counted.
+MOST_SPOKEN = 6
+
+
+def order_map_summary(analysis: OrderAnalysis, found: Findings, channel: str) -> str:
+    own = [one for one in found.dominance if one.channel == channel]
+    if not own:
+        return "Nothing was measured."
+    parts = [
+        f"order {number(one.order)} from {span(one.from_rpm, one.to_rpm)}"
+        for one in own[:MOST_SPOKEN]
+    ]
+    more = len(own) - MOST_SPOKEN
+    parts += [f"in {more} more stretches other orders"] if more > 0 else []
+    top = max(own, key=lambda one: one.amplitude)
+    return (
+        f"Of {channel}, the strongest is {_joined(parts)}. The largest amplitude is "
+        f"{amount(top.amplitude, analysis.unit(channel), 3)}, of order {number(top.order)} at "
+        f"{number(top.amplitude_rpm)} rpm."
+    )
+
+
+def frequency_map_summary(analysis: OrderAnalysis, channel: str) -> str:
+    """The largest line beside 0 Hz."""
+    values = analysis.frequency_map.sel(channel=channel).values
+    first = first_line_beside_zero(analysis)
+    if values.shape[1] <= first or not np.isfinite(values[:, first:]).any():
+        return "Nothing was measured."
+    row, line = np.unravel_index(np.nanargmax(values[:, first:]), values[:, first:].shape)
+    speed = float(analysis.frequency_map["speed"].values[row])
+    hertz = float(analysis.frequency_map["frequency"].values[first + line])
+    largest = amount(float(values[row, first + line]), analysis.unit(channel), 3)
+    return (
+        f"Of {channel}, the largest amplitude is {largest}, at {number(hertz)} Hz and "
+        f"{number(speed)} rpm. An order is a straight line through 0 Hz and 0 rpm."
+    )
+
+
+def whirl_map_summary(found: Findings) -> str:
+    sentences = []
+    for order, group in groupby(found.whirl[:MOST_SPOKEN], key=lambda one: one.order):
+        parts = [f"{_SENSES[one.sense]} from {span(one.from_rpm, one.to_rpm)}" for one in group]
+        sentences.append(f"Order {number(order)} whirls {_joined(parts)}.")
+    return " ".join(sentences) or "No order stands out of the noise."
 
 
 def _joined(parts: Sequence[str]) -> str:
@@ -256,7 +328,7 @@ def phase_note(analysis: OrderAnalysis) -> str:
     return escape(f"Phases of whole orders, as {reference}, {against}; a fall is a later answer.")
 
 
-def directional_panels(analysis: OrderAnalysis) -> str:
+def directional_panels(analysis: OrderAnalysis, found: Findings) -> str:
     if analysis.directional is None:
         return ""
     pair = escape(f"{analysis.attrs['directional_x']} and {analysis.attrs['directional_y']}")
@@ -264,30 +336,33 @@ def directional_panels(analysis: OrderAnalysis) -> str:
 <figure class="panel" aria-labelledby="directional-title">
 <figcaption id="directional-title">Whirl map
 <small>circles in the plane of {pair}</small></figcaption>
-<div id="directional-map" class="map" data-height="300" data-print-height="230" tabindex="0"
+<div id="directional-map" class="map" data-height="300" data-print-height="190" tabindex="0"
  role="application" aria-roledescription="colour map" aria-label="Whirl map over order and speed"
- aria-describedby="keys"></div>
-<div id="directional-spectrum" class="plot" data-height="170" data-print-height="140"></div>
+ aria-describedby="directional-summary keys"></div>
+<p id="directional-summary" class="unseen">{escape(whirl_map_summary(found))}</p>
+<div id="directional-spectrum" class="plot" data-height="170" data-print-height="120"></div>
 </figure>
 <figure class="panel" aria-labelledby="whirl-title">
 <figcaption id="whirl-title">Whirl of the order at the cursor <span class="legend">
 <i class="forward"></i>forward <i class="backward"></i>backward</span></figcaption>
-<div id="whirl" class="plot" data-height="470" data-print-height="350"></div>
+<div id="whirl" class="plot" data-height="470" data-print-height="296"></div>
 </figure>"""
 
 
 def settings(analysis: OrderAnalysis, found: Findings) -> str:
     return "\n".join(
         [
-            _card("Resolution achieved", _pairs(_resolution(analysis))),
-            _card("Settings", _pairs(_settings(analysis)), "high"),
-            _card("Repairs of the tacho", _repairs(analysis, found.speed)),
+            _card("Resolution achieved", _pairs(_resolution(analysis)), "five"),
+            _card("Settings", _pairs(_settings(analysis)), "beside columns"),
+            _card("Repairs of the tacho", _repairs(analysis, found.speed), "five"),
         ]
     )
 
 
 def _pairs(pairs: Iterable[tuple[str, str]]) -> str:
-    items = "".join(f"<dt>{escape(name)}</dt><dd>{escape(text)}</dd>" for name, text in pairs)
+    items = "".join(
+        f"<div><dt>{escape(name)}</dt><dd>{_prose(text)}</dd></div>" for name, text in pairs
+    )
     return f"<dl>{items}</dl>"
 
 

@@ -57,9 +57,13 @@ export class Context {
   }
 
   scaleLabel() {
-    const { unit, reference } = this.channel;
     const { convention } = this.results;
-    return this.get("isLinear") ? `${unit} ${convention}` : `dB re ${reference}, ${convention}`;
+    if (this.get("isLinear")) return `${this.channel.unit} ${convention}`.trim();
+    return `${this.shortScaleLabel()}, ${convention}`;
+  }
+
+  shortScaleLabel() {
+    return this.get("isLinear") ? this.channel.unit : `dB re ${this.channel.reference}`;
   }
 
   /** Limits of the scale in use. */

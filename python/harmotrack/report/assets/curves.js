@@ -17,7 +17,8 @@ export function makeCurves(context, views) {
         label: () => context.scaleLabel(),
         range: () => amplitudeRange(context, plots.amplitude),
       },
-      series: [],
+      moving: [{ stroke: () => colour("ghost"), width: 2 }],
+      isBelow: true,
     }),
     phase: new LinePlot(document.getElementById("cut-phase"), {
       ...over,
@@ -26,7 +27,6 @@ export function makeCurves(context, views) {
         range: () => [-180, 180],
         increments: [15, 30, 45, 60, 90, 180],
       },
-      series: [],
     }),
     overall: new LinePlot(document.getElementById("overall"), {
       ...over,
@@ -53,7 +53,7 @@ function overSpeed(context, views) {
 
 function overallLabel(context) {
   const { unit, reference } = context.channel;
-  return context.get("isLinear") ? `${unit} rms` : `dB re ${reference}, rms`;
+  return context.get("isLinear") ? `${unit} rms`.trim() : `dB re ${reference}, rms`;
 }
 
 /** On a linear scale from 0 to the largest value; in dB the range of the maps. */
@@ -97,7 +97,7 @@ function makeProfile(context) {
     series: [{ stroke: () => colour("accent"), width: 2 }],
     move: (seconds) => context.moveToTime(seconds),
   });
-  plot.show([profileTime, profileSpeed]);
+  plot.fixedValues = () => [profileTime, profileSpeed];
   return plot;
 }
 
@@ -116,7 +116,7 @@ function makeWhirl(context, over) {
   const plot = new LinePlot(host, {
     ...over,
     y: { label: () => context.scaleLabel(), range: () => amplitudeRange(context, plot) },
-    series: [
+    moving: [
       { stroke: () => colour("forward"), width: 2 },
       { stroke: () => colour("backward"), width: 2, dash: [6, 4] },
     ],
@@ -128,27 +128,34 @@ function makeWhirl(context, over) {
 
 function listen(context, plots, polar) {
   const { store } = context;
-  const amplitudes = () => showAmplitudes(context, plots.amplitude);
-  const cuts = () => {
+  const { speed } = context.results;
+  plots.amplitude.fixedValues = () => [
+    speed,
+    ...context.get("cuts").map((cut) => shownAmplitudes(context, cut)),
+  ];
+  plots.amplitude.movingValues = () => {
+    return [shownAmplitudes(context, { order: context.get("order"), harmonic: -1 })];
+  };
+  plots.phase.fixedValues = () => [speed, ...phases(context)];
+  plots.overall.fixedValues = () => [speed, overall(context)];
+  if (plots.whirl) {
+    plots.whirl.fixedValues = () => [speed];
+    plots.whirl.movingValues = () => whirl(context);
+  }
+  store.listen(["maps", "cuts", "usesSlices", "isLinear"], () => {
     buildCutPlots(context, plots);
-    amplitudes();
-    showPhases(context, plots.phase);
     showPolar(context, polar);
-  };
-  const levels = () => {
-    plots.overall.build(plots.overall.series);
-    showOverall(context, plots.overall);
-    plots.whirl?.build(plots.whirl.series);
-    showWhirl(context, plots.whirl);
-  };
-  store.listen(["maps", "cuts", "usesSlices", "isLinear"], cuts);
-  store.listen(["maps", "isLinear"], levels);
+  });
+  store.listen(["maps", "isLinear"], () => {
+    plots.overall.build();
+    plots.whirl?.build();
+  });
   store.listen(["low", "high", "orderZoom"], () => {
-    for (const plot of Object.values(plots)) plot?.show(plot.data);
+    for (const plot of Object.values(plots)) plot?.show();
   });
   store.listen(["order"], () => {
-    amplitudes();
-    showWhirl(context, plots.whirl);
+    plots.amplitude.showMoving();
+    plots.whirl?.showMoving();
   });
   store.listen(["row"], () => {
     for (const name of ["amplitude", "phase", "overall", "whirl"]) {
@@ -159,31 +166,24 @@ function listen(context, plots, polar) {
   store.listen(["time"], () => plots.profile.setCursor(context.get("time")));
 }
 
-/** A grey line for the order under the cursor, below one for each cut. */
+/** A line for each cut; the grey one of the order under the cursor is there already. */
 function buildCutPlots(context, plots) {
   const cuts = context.get("cuts");
   const line = ({ stroke, dash }) => ({ stroke, dash, width: 2 });
-  plots.amplitude.build([{ stroke: () => colour("ghost"), width: 2 }, ...cuts.map(line)]);
+  plots.amplitude.build(cuts.map(line));
   const phased = cuts.filter((cut) => cut.hasPhase);
   plots.phase.build(phased.map(({ stroke }) => ({ stroke, isPoints: true })));
+  plots.phase.host.hidden = phased.length === 0;
 }
 
-function showAmplitudes(context, plot) {
-  const { results } = context;
-  const ghost = { order: context.get("order"), harmonic: -1 };
-  const lines = [ghost, ...context.get("cuts")].map((cut) =>
-    Array.from(cutAmplitudes(context, cut), (value) => finite(context.shownAmplitude(value))),
-  );
-  plot.show([results.speed, ...lines]);
+function shownAmplitudes(context, cut) {
+  return Array.from(cutAmplitudes(context, cut), (value) => finite(context.shownAmplitude(value)));
 }
 
-function showPhases(context, plot) {
+function phases(context) {
   const cuts = context.get("cuts").filter((cut) => cut.hasPhase);
   const channel = context.get("channel");
-  plot.show([
-    context.results.speed,
-    ...cuts.map((cut) => cutPhases(context.results, channel, cut)),
-  ]);
+  return cuts.map((cut) => cutPhases(context.results, channel, cut));
 }
 
 function showPolar(context, polar) {
@@ -191,21 +191,20 @@ function showPolar(context, polar) {
   const channel = context.get("channel");
   polar.show(
     cuts.map((cut) => cutPath(context.results, channel, cut)),
+    context.results.speed,
     context.channel.unit,
   );
 }
 
-function showOverall(context, plot) {
+function overall(context) {
   const { results } = context;
   const channel = context.get("channel");
-  const values = Array.from(results.speed, (_, row) =>
+  return Array.from(results.speed, (_, row) =>
     finite(context.shownAmplitude(results.overall(channel, row))),
   );
-  plot.show([results.speed, values]);
 }
 
-function showWhirl(context, plot) {
-  if (!plot) return;
+function whirl(context) {
   const { results, maps } = context;
   const radii = (order) => {
     const column = cellAt(context.directionalEdges, order);
@@ -214,7 +213,7 @@ function showWhirl(context, plot) {
     );
   };
   const order = context.get("order");
-  plot.show([results.speed, radii(order), radii(-order)]);
+  return [radii(order), radii(-order)];
 }
 
 function finite(value) {

@@ -18,10 +18,10 @@ function fill(context, table) {
   const cuts = context.get("cuts").filter((cut) => cut.harmonic >= 0);
   const head = ["Speed, rpm"];
   for (const cut of cuts) {
-    head.push(`Order ${number(cut.order, 6)}, ${unit}`);
+    head.push(named(`Order ${number(cut.order, 6)}`, unit));
     if (cut.hasPhase) head.push(`Phase of ${number(cut.order, 6)}, °`);
   }
-  head.push(`Overall, ${unit} rms`);
+  head.push(named("Overall", `${unit} rms`.trim()));
   const rows = [];
   for (let row = 0; row < results.speed.length; row += 1) {
     if (Number.isNaN(results.overall(channel, row))) continue;
@@ -37,6 +37,10 @@ function fill(context, table) {
   table.tBodies[0].replaceChildren(
     ...rows.map((cells) => rowOf(cells, "td", (value) => number(value, 7))),
   );
+}
+
+function named(name, unit) {
+  return unit ? `${name}, ${unit}` : name;
 }
 
 function rowOf(values, tag, text) {

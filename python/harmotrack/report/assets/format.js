@@ -9,6 +9,11 @@ export function number(value, digits = 4) {
   return text.includes(".") ? text.replace(/\.?0+$/, "") : text;
 }
 
+/** A number with its unit, if it has one. */
+export function amount(value, unit, digits = 4) {
+  return `${number(value, digits)} ${unit}`.trimEnd();
+}
+
 /** A level in dB, two decimals. */
 export function decibels(value) {
   return Number.isFinite(value) ? `${value.toFixed(2)} dB` : "—";

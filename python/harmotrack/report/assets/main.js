@@ -6,6 +6,7 @@ import { makeCurves } from "./curves.js";
 import { makeCutTable } from "./cut_table.js";
 import { freeNumber, makeCut } from "./cuts.js";
 import { makeMaps } from "./maps.js";
+import { refreshAll, watchPanels } from "./panel.js";
 import { makeReadout } from "./readout.js";
 import { Results } from "./results.js";
 import { makeSpectra } from "./row_plots.js";
@@ -20,8 +21,8 @@ async function start() {
   const toggle = (order) => toggleCut(context, order);
   const views = makeMaps(context, toggle);
   const maps = await results.load(0);
-  const spectra = makeSpectra(context, views);
-  const { plots, polar } = makeCurves(context, views);
+  makeSpectra(context, views);
+  makeCurves(context, views);
   makeReadout(context, (cut) =>
     store.set({ cuts: context.get("cuts").filter((one) => one !== cut) }),
   );
@@ -39,23 +40,9 @@ async function start() {
   store.set({ maps, cuts, ...rangeOf(context, maps.order) });
   placeCursor(context);
 
-  const redraw = () => {
-    for (const view of Object.values(views)) view.paint();
-    for (const plot of [...Object.values(spectra), ...Object.values(plots)]) plot?.redraw();
-    polar.redraw();
-  };
-  onThemeChange(() => {
-    for (const [name, view] of Object.entries(views))
-      view.pixels = context.pixelsOf(context.maps[name]);
-    redraw();
-  });
+  onThemeChange(refreshAll);
   watchTheme();
-  let width = window.innerWidth;
-  window.addEventListener("resize", () => {
-    if (width === window.innerWidth) return;
-    width = window.innerWidth;
-    requestAnimationFrame(redraw);
-  });
+  watchPanels();
   document.documentElement.dataset.ready = "yes";
 }
 

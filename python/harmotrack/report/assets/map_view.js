@@ -1,38 +1,52 @@
-// A colour map over two axes, on a canvas, with a second canvas for the cursor above it.
+// A colour map over two axes, on a canvas. The cursor above it is made of elements with layers of
+// their own: a move shifts them, and no pixel of the map is drawn again.
 //
 // Where several cells fall into a pixel the largest shows, so that an order one line wide is not
 // lost among two thousand. Moving, clicking, dragging and the keyboard are reported in values of
 // the axes; what they mean is the page's business.
 
-import { ticks } from "./format.js";
+import { number, ticks } from "./format.js";
+import { Panel } from "./panel.js";
 import { cellAt, cellEdges, cellsOfPixels } from "./scales.js";
-import { colour, isPrinting, panelSize } from "./theme.js";
+import { colour } from "./theme.js";
 
 const MARGIN = { left: 58, right: 16, top: 8, bottom: 42 };
 const CLICK_SLACK = 5;
 const FONT = '12px system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif';
+const NAME_HEIGHT = 16;
+const NAME_ROOM = 18;
 
-export class MapView {
+export class MapView extends Panel {
+  #hasNewCells = true;
+  #hasNewCuts = true;
+
   /**
-   * @param host     element that the map fills in width; its data-height is the height
+   * @param host     see Panel
    * @param x, y     { values, label }: the axes, y upwards
-   * @param actions  { move(x, y), pick(x, y), zoom(view), draw(context, view) }
+   * @param actions  { move(x, y), pick(x, y), zoom(view): what the reader does;
+   *                   cursor(): its { x, y };
+   *                   cuts(view), if any: [{ order, stroke, line }], the named lines on the map;
+   *                   cursorLines(view): [line] of the cursor and its multiples, dotted or not;
+   *                   speed(): where the line across stands }
+   *                 A line leads from the lower to the upper border: see line().
    */
   constructor(host, { x, y }, actions) {
-    this.host = host;
+    super(host);
     this.x = x;
     this.y = y;
     this.xEdges = cellEdges(x.values);
     this.yEdges = cellEdges(y.values);
     this.actions = actions;
+    this.top = MARGIN.top + (actions.cuts ? NAME_ROOM : 0);
     this.map = null;
-    this.pixels = null;
     this.resetView();
-    this.base = host.appendChild(document.createElement("canvas"));
-    this.overlay = host.appendChild(document.createElement("canvas"));
-    this.overlay.className = "overlay";
+    this.base = append(host, "canvas", "base");
     this.cells = document.createElement("canvas");
-    for (const canvas of [this.base, this.overlay]) canvas.setAttribute("aria-hidden", "true");
+    this.overlay = append(host, "div", "overlay");
+    this.marks = append(this.overlay, "div", "marks");
+    this.across = append(this.marks, "div", "line across");
+    this.lines = [];
+    for (const element of [this.base, this.overlay]) element.setAttribute("aria-hidden", "true");
     this.#listen();
   }
 
@@ -59,14 +73,29 @@ export class MapView {
       y1: Math.min(whole.y1, Math.max(view.y1, y0 + minY)),
     };
     this.actions.zoom(this.view);
-    this.paint();
+    this.refresh();
   }
 
-  /** Takes a map and the colour of every code, and draws both. */
+  /** Takes a map, and a function that gives the colour of every code. */
   show(map, pixels) {
     this.map = map;
     this.pixels = pixels;
-    this.paint();
+    this.refresh();
+  }
+
+  showCuts() {
+    this.#hasNewCuts = true;
+    this.invalidate();
+  }
+
+  showCursor() {
+    this.invalidate();
+  }
+
+  refresh() {
+    this.#hasNewCells = true;
+    this.#hasNewCuts = true;
+    this.invalidate();
   }
 
   xPixel(value) {
@@ -76,43 +105,40 @@ export class MapView {
 
   yPixel(value) {
     const { y0, y1 } = this.view;
-    return MARGIN.top + ((y1 - value) / (y1 - y0)) * this.plotHeight;
+    return this.top + ((y1 - value) / (y1 - y0)) * this.plotHeight;
   }
 
-  paint() {
+  /** The line between two values of x: pixels from the left of the plot, at both borders. */
+  line(bottomX, topX, isDotted) {
+    return {
+      bottom: this.xPixel(bottomX) - MARGIN.left,
+      top: this.xPixel(topX) - MARGIN.left,
+      isDotted,
+    };
+  }
+
+  draw() {
     if (!this.map) return;
-    this.#fit();
+    if (this.#hasNewCells) {
+      this.#fit();
+      this.#paintCells();
+    }
+    if (this.#hasNewCuts) this.#paint();
+    this.#hasNewCells = false;
+    this.#hasNewCuts = false;
+    this.#placeCursor();
+    this.#placeFrame();
+  }
+
+  #paint() {
     const context = this.base.getContext("2d");
     context.setTransform(1, 0, 0, 1, 0, 0);
     context.clearRect(0, 0, this.base.width, this.base.height);
-    this.#paintCells(context);
+    const left = Math.round(MARGIN.left * this.ratio);
+    context.drawImage(this.cells, left, Math.round(this.top * this.ratio));
     context.setTransform(this.ratio, 0, 0, this.ratio, 0, 0);
     this.#paintAxes(context);
-    this.paintOverlay();
-  }
-
-  paintOverlay() {
-    if (!this.map) return;
-    const context = this.overlay.getContext("2d");
-    context.setTransform(this.ratio, 0, 0, this.ratio, 0, 0);
-    context.clearRect(0, 0, this.width, this.height);
-    this.#paintAbove(context);
-    if (isPrinting()) {
-      // On paper clearRect() is white paint, and the overlay would hide the map.
-      const below = this.base.getContext("2d");
-      below.setTransform(this.ratio, 0, 0, this.ratio, 0, 0);
-      this.#paintAbove(below);
-    }
-  }
-
-  #paintAbove(context) {
-    context.save();
-    context.beginPath();
-    context.rect(MARGIN.left, MARGIN.top, this.plotWidth, this.plotHeight);
-    context.clip();
-    this.actions.draw(context, this);
-    if (this.drag?.isFrame) this.#paintFrame(context);
-    context.restore();
+    if (this.actions.cuts) this.#paintCuts(context);
   }
 
   get plotWidth() {
@@ -120,27 +146,27 @@ export class MapView {
   }
 
   get plotHeight() {
-    return this.height - MARGIN.top - MARGIN.bottom;
+    return this.height - this.top - MARGIN.bottom;
   }
 
   #fit() {
-    ({ width: this.width, height: this.height } = panelSize(this.host));
-    this.ratio = isPrinting() ? 2 : window.devicePixelRatio || 1;
-    for (const canvas of [this.base, this.overlay]) {
-      const width = Math.round(this.width * this.ratio);
-      const height = Math.round(this.height * this.ratio);
-      if (canvas.width !== width) canvas.width = width;
-      if (canvas.height !== height) canvas.height = height;
-      canvas.style.width = `${this.width}px`;
-      canvas.style.height = `${this.height}px`;
-    }
-    this.host.style.height = `${this.height}px`;
+    const { width, height } = this.size;
+    Object.assign(this, { width, height });
+    const { base, marks } = this;
+    base.width = Math.round(width * this.ratio);
+    base.height = Math.round(height * this.ratio);
+    place(base, 0, 0, width, height);
+    place(marks, MARGIN.left, this.top, this.plotWidth, this.plotHeight);
   }
 
-  #paintCells(context) {
+  #paintCells() {
     const { x0, x1, y0, y1 } = this.view;
     const width = Math.max(1, Math.round(this.plotWidth * this.ratio));
     const height = Math.max(1, Math.round(this.plotHeight * this.ratio));
+    this.cells.width = width;
+    this.cells.height = height;
+    const context = this.cells.getContext("2d");
+    const colours = this.pixels();
     const image = context.createImageData(width, height);
     const pixels = new Uint32Array(image.data.buffer);
     const across = cellsOfPixels(this.xEdges, x0, x1, width);
@@ -153,13 +179,9 @@ export class MapView {
         continue;
       }
       this.#largestCodes(largest, across, down.from[row], down.to[row]);
-      for (let i = 0; i < width; i += 1) pixels[start + i] = this.pixels[largest[i]];
+      for (let i = 0; i < width; i += 1) pixels[start + i] = colours[largest[i]];
     }
-    this.cells.width = width;
-    this.cells.height = height;
-    this.cells.getContext("2d").putImageData(image, 0, 0);
-    const left = Math.round(MARGIN.left * this.ratio);
-    context.drawImage(this.cells, left, Math.round(MARGIN.top * this.ratio));
+    context.putImageData(image, 0, 0);
   }
 
   #largestCodes(largest, { from, to }, firstRow, endRow) {
@@ -188,7 +210,7 @@ export class MapView {
     const across = ticks(this.view.x0, this.view.x1, this.plotWidth / 75);
     for (const value of across.values) {
       const x = Math.round(this.xPixel(value)) + 0.5;
-      line(context, x, bottom, x, bottom + 4);
+      drawLine(context, x, bottom, x, bottom + 4);
       context.fillText(value.toFixed(across.decimals), x, bottom + 7);
     }
     context.textAlign = "right";
@@ -196,7 +218,7 @@ export class MapView {
     const up = ticks(this.view.y0, this.view.y1, this.plotHeight / 45);
     for (const value of up.values) {
       const y = Math.round(this.yPixel(value)) + 0.5;
-      line(context, MARGIN.left - 4, y, MARGIN.left, y);
+      drawLine(context, MARGIN.left - 4, y, MARGIN.left, y);
       context.fillText(value.toFixed(up.decimals), MARGIN.left - 7, y);
     }
     context.fillStyle = colour("ink");
@@ -204,18 +226,87 @@ export class MapView {
     context.textBaseline = "alphabetic";
     context.fillText(this.x.label, MARGIN.left + this.plotWidth / 2, this.height - 5);
     context.save();
-    context.translate(12, MARGIN.top + this.plotHeight / 2);
+    context.translate(12, this.top + this.plotHeight / 2);
     context.rotate(-Math.PI / 2);
     context.fillText(this.y.label, 0, 0);
     context.restore();
   }
 
-  #paintFrame(context) {
+  #paintCuts(context) {
+    const cuts = this.actions.cuts(this);
+    context.save();
+    context.beginPath();
+    context.rect(MARGIN.left, this.top, this.plotWidth, this.plotHeight);
+    context.clip();
+    context.strokeStyle = colour("map-cut");
+    context.setLineDash([1, 4]);
+    for (const { line } of cuts) {
+      const bottom = this.top + this.plotHeight;
+      drawLine(context, MARGIN.left + line.bottom, bottom, MARGIN.left + line.top, this.top);
+    }
+    context.restore();
+    this.#paintNames(context, cuts);
+  }
+
+  // A cut is named above its line. One whose line leaves on the right is named there, and one whose
+  // name would cover another one's a little further to the right.
+  #paintNames(context, cuts) {
+    context.font = '600 11px system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif';
+    context.textAlign = "center";
+    context.textBaseline = "middle";
+    let free = 0;
+    for (const { order, stroke, line } of [...cuts].sort((a, b) => a.line.top - b.line.top)) {
+      const text = number(order);
+      const width = context.measureText(text).width + 8;
+      const isInside = line.top <= this.plotWidth;
+      const x = Math.min(line.top, this.plotWidth);
+      if (x < 0 || Math.min(line.bottom, line.top) > this.plotWidth) continue;
+      const y = isInside ? 0 : ((line.top - x) / (line.top - line.bottom)) * this.plotHeight;
+      const left = isInside ? Math.max(MARGIN.left + x - width / 2, free) : MARGIN.left + x - width;
+      const top = isInside ? this.top - NAME_HEIGHT - 4 : this.top + y - NAME_HEIGHT / 2;
+      if (isInside) free = left + width + 2;
+      context.fillStyle = stroke;
+      context.beginPath();
+      context.roundRect(left, top, width, NAME_HEIGHT, 3);
+      context.fill();
+      context.fillStyle = colour("on-cut");
+      context.fillText(text, left + width / 2, top + NAME_HEIGHT / 2 + 0.5);
+    }
+  }
+
+  // An element as high as the plot leans, where its line does: x moves in proportion to y.
+  #placeCursor() {
+    const lines = this.actions.cursorLines(this);
+    while (this.lines.length < lines.length) {
+      this.lines.push(append(this.marks, "div", "line down"));
+    }
+    for (const [index, element] of this.lines.entries()) {
+      const one = lines[index];
+      if (element.hidden === Boolean(one)) element.hidden = !one;
+      if (!one) continue;
+      element.classList.toggle("dotted", one.isDotted);
+      const lean = (one.bottom - one.top) / this.plotHeight;
+      element.style.transform = `matrix(1, 0, ${lean}, 1, ${Math.round(one.top) - 1}, 0)`;
+    }
+    const y = Math.round(this.yPixel(this.actions.speed()) - this.top) - 1;
+    this.across.style.transform = `translateY(${y}px)`;
+  }
+
+  #placeFrame() {
+    if (!this.drag?.isFrame) {
+      this.frame?.remove();
+      this.frame = null;
+      return;
+    }
+    this.frame ??= append(this.marks, "div", "frame");
     const { startX, startY, x, y } = this.drag;
-    context.strokeStyle = colour("cursor");
-    context.fillStyle = colour("frame");
-    context.fillRect(startX, startY, x - startX, y - startY);
-    context.strokeRect(startX, startY, x - startX, y - startY);
+    place(
+      this.frame,
+      Math.min(startX, x) - MARGIN.left,
+      Math.min(startY, y) - this.top,
+      Math.abs(x - startX),
+      Math.abs(y - startY),
+    );
   }
 
   #valuesAt(event) {
@@ -224,7 +315,7 @@ export class MapView {
     const y = event.clientY - box.top;
     const { x0, x1, y0, y1 } = this.view;
     const across = Math.min(Math.max((x - MARGIN.left) / this.plotWidth, 0), 1);
-    const down = Math.min(Math.max((y - MARGIN.top) / this.plotHeight, 0), 1);
+    const down = Math.min(Math.max((y - this.top) / this.plotHeight, 0), 1);
     return { x, y, xValue: x0 + across * (x1 - x0), yValue: y1 - down * (y1 - y0) };
   }
 
@@ -240,7 +331,7 @@ export class MapView {
     overlay.addEventListener("pointerup", (event) => this.#released(this.#valuesAt(event)));
     overlay.addEventListener("pointerleave", () => {
       this.drag = null;
-      this.paintOverlay();
+      this.invalidate();
     });
     overlay.addEventListener("dblclick", () => this.zoomOut());
     this.host.addEventListener("keydown", (event) => this.#pressed(event));
@@ -274,7 +365,7 @@ export class MapView {
   zoomOut() {
     this.resetView();
     this.actions.zoom(this.view);
-    this.paint();
+    this.refresh();
   }
 
   #zoomBy(factor) {
@@ -323,7 +414,22 @@ function clamp(index, count) {
   return Math.min(Math.max(index, 0), count - 1);
 }
 
-function line(context, x1, y1, x2, y2) {
+function append(parent, tag, className) {
+  const element = parent.appendChild(document.createElement(tag));
+  element.className = className;
+  return element;
+}
+
+function place(element, left, top, width, height) {
+  Object.assign(element.style, {
+    left: `${left}px`,
+    top: `${top}px`,
+    width: `${width}px`,
+    height: `${height}px`,
+  });
+}
+
+function drawLine(context, x1, y1, x2, y2) {
   context.beginPath();
   context.moveTo(x1, y1);
   context.lineTo(x2, y2);

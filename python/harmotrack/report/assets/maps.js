@@ -1,9 +1,7 @@
-// The three maps over speed, with the cursor, the cuts and their harmonics drawn above them.
+// The three maps over speed, with the cursor, the cuts and their harmonics above them.
 
-import { number } from "./format.js";
 import { MapView } from "./map_view.js";
 import { cellAt } from "./scales.js";
-import { colour, isPrinting } from "./theme.js";
 
 const SPEED_LABEL = "Speed, rpm";
 
@@ -19,7 +17,7 @@ export function makeMaps(context, pickOrder) {
       pick: pickOrder,
       cursor: () => ({ x: context.newest("order"), y: results.speed[context.newest("row")] }),
       zoom: () => context.store.set({ orderZoom: {} }),
-      draw: (canvas, view) => drawOnOrders(canvas, view, context),
+      ...onOrders(context),
     },
   );
   views.frequency = new MapView(
@@ -30,7 +28,7 @@ export function makeMaps(context, pickOrder) {
       pick: (frequency, rpm) => pickOrder(rpm > 0 ? (60 * frequency) / rpm : 0),
       cursor: () => ({ x: context.newest("frequency"), y: results.speed[context.newest("row")] }),
       zoom: () => context.store.set({ frequencyZoom: {} }),
-      draw: (canvas, view) => drawOnFrequencies(canvas, view, context),
+      ...onFrequencies(context),
     },
   );
   if (results.directionalOrders) {
@@ -42,7 +40,7 @@ export function makeMaps(context, pickOrder) {
         pick: (order) => pickOrder(Math.abs(order)),
         cursor: () => ({ x: context.newest("order"), y: results.speed[context.newest("row")] }),
         zoom: () => context.store.set({ directionalZoom: {} }),
-        draw: (canvas, view) => drawOnDirections(canvas, view, context),
+        ...onDirections(context),
       },
     );
   }
@@ -63,120 +61,66 @@ function showWhatOrdersReach({ frequency }, { orders, speed }) {
 
 function listen(context, views) {
   const { store } = context;
-  store.listen(["maps", "isLinear", "low", "high", "colourScale"], () => show(context, views));
-  store.listen(["row", "order", "frequency", "cuts", "hasHarmonicCursors"], () => {
-    for (const view of Object.values(views)) view.paintOverlay();
+  const all = Object.entries(views);
+  store.listen(["maps", "isLinear", "low", "high", "colourScale"], () => {
+    for (const [name, view] of all) {
+      view.show(context.maps[name], () => context.pixelsOf(context.maps[name]));
+    }
+  });
+  store.listen(["cuts"], () => {
+    for (const [, view] of all) view.showCuts();
+  });
+  store.listen(["row", "order", "frequency", "hasHarmonicCursors"], () => {
+    for (const [, view] of all) view.showCursor();
   });
 }
 
-export function show(context, views) {
-  for (const [name, view] of Object.entries(views)) {
-    const map = context.maps[name];
-    view.show(map, context.pixelsOf(map));
-  }
+function onOrders(context) {
+  return {
+    cuts: (view) => namedCuts(context, (order) => view.line(order, order)),
+    cursorLines: (view) =>
+      context.cursorOrders().map((order, index) => view.line(order, order, index > 0)),
+    speed: () => context.speed,
+  };
 }
 
-function drawOnOrders(canvas, view, context) {
-  for (const cut of context.get("cuts"))
-    drawCut(canvas, view, cut, [
-      [cut.order, 0],
-      [cut.order, 1],
-    ]);
-  if (isPrinting()) return;
-  for (const [index, order] of context.cursorOrders().entries()) {
-    drawVertical(canvas, view, order, index > 0);
-  }
-  drawHorizontal(canvas, view, context.speed);
-}
-
-function drawOnDirections(canvas, view, context) {
-  if (isPrinting()) return;
-  for (const [index, order] of context.cursorOrders().entries()) {
-    drawVertical(canvas, view, order, index > 0);
-    drawVertical(canvas, view, -order, true);
-  }
-  drawHorizontal(canvas, view, context.speed);
+function onDirections(context) {
+  return {
+    cursorLines: (view) =>
+      context
+        .cursorOrders()
+        .flatMap((order, index) => [
+          view.line(order, order, index > 0),
+          view.line(-order, -order, true),
+        ]),
+    speed: () => context.speed,
+  };
 }
 
 // An order is a ray through the origin of the frequency map.
-function drawOnFrequencies(canvas, view, context) {
-  const { y0, y1 } = view.view;
-  const ray = (order) => [
-    [(order * y0) / 60, 0],
-    [(order * y1) / 60, 1],
-  ];
-  for (const cut of context.get("cuts")) drawCut(canvas, view, cut, ray(cut.order));
-  if (isPrinting()) return;
-  if (context.get("hasHarmonicCursors")) {
-    for (const order of context.cursorOrders()) {
-      drawPath(canvas, view, ray(order), colour("cursor"), [2, 3]);
-    }
-  }
-  drawVertical(canvas, view, context.get("frequency"), false);
-  drawHorizontal(canvas, view, context.speed);
+function onFrequencies(context) {
+  const ray = (view, order, isDotted) => {
+    const { y0, y1 } = view.view;
+    return view.line((order * y0) / 60, (order * y1) / 60, isDotted);
+  };
+  return {
+    cuts: (view) => namedCuts(context, (order) => ray(view, order)),
+    cursorLines: (view) => {
+      const frequency = context.get("frequency");
+      const rays = context.get("hasHarmonicCursors") ? context.cursorOrders() : [];
+      return [
+        view.line(frequency, frequency, false),
+        ...rays.map((order) => ray(view, order, true)),
+      ];
+    },
+    speed: () => context.speed,
+  };
 }
 
-// Ends of a path stand as [value of x, 0 at the bottom or 1 at the top].
-function drawPath(canvas, view, [[fromX, fromEnd], [toX, toEnd]], stroke, dash) {
-  const { y0, y1 } = view.view;
-  canvas.strokeStyle = stroke;
-  canvas.lineWidth = 1;
-  canvas.setLineDash(dash);
-  canvas.beginPath();
-  canvas.moveTo(view.xPixel(fromX), view.yPixel(fromEnd ? y1 : y0));
-  canvas.lineTo(view.xPixel(toX), view.yPixel(toEnd ? y1 : y0));
-  canvas.stroke();
-  canvas.setLineDash([]);
-}
-
-// A cut is named at the upper border, or where its ray leaves on the right.
-function drawCut(canvas, view, cut, path) {
-  drawPath(canvas, view, path, colour("map-cut"), [1, 4]);
-  const { x1, y1 } = view.view;
-  const topX = path[1][0];
-  const isInside = topX <= x1;
-  const x = isInside ? view.xPixel(topX) : view.xPixel(x1);
-  const y = isInside ? view.yPixel(y1) : view.yPixel((y1 * x1) / topX);
-  const text = number(cut.order);
-  canvas.font = '600 11px system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif';
-  const width = canvas.measureText(text).width + 8;
-  const left = isInside ? x - width / 2 : x - width;
-  const top = isInside ? y + 1 : y - 8;
-  canvas.fillStyle = cut.stroke();
-  canvas.beginPath();
-  canvas.roundRect(left, top, width, 16, 3);
-  canvas.fill();
-  canvas.fillStyle = colour("on-cut");
-  canvas.textAlign = "center";
-  canvas.textBaseline = "middle";
-  canvas.fillText(text, left + width / 2, top + 8.5);
-}
-
-function drawVertical(canvas, view, value, isDotted) {
-  const x = Math.round(view.xPixel(value)) + 0.5;
-  drawLine(canvas, [x, 0], [x, view.height], isDotted);
-}
-
-function drawHorizontal(canvas, view, value) {
-  const y = Math.round(view.yPixel(value)) + 0.5;
-  drawLine(canvas, [0, y], [view.width, y], false);
-}
-
-// Light over dark, so that the cursor shows on every colour.
-function drawLine(canvas, from, to, isDotted) {
-  canvas.setLineDash(isDotted ? [2, 4] : []);
-  for (const [stroke, width] of [
-    ["#00000099", 3],
-    ["#ffffff", 1],
-  ]) {
-    canvas.strokeStyle = stroke;
-    canvas.lineWidth = width;
-    canvas.beginPath();
-    canvas.moveTo(...from);
-    canvas.lineTo(...to);
-    canvas.stroke();
-  }
-  canvas.setLineDash([]);
+function namedCuts(context, line) {
+  return context
+    .get("cuts")
+    .map(({ order, stroke }) => ({ order, stroke: stroke(), line: line(order) }));
 }
 
 /** The level of a map under the cursor. */

@@ -43,15 +43,27 @@ export class LevelMap {
 
 /** Unpacks the codes of a map; the browser's own inflater does the work. */
 export async function decodeLevels(description, base64) {
-  const stream = new Blob([bytesOf(base64)])
-    .stream()
-    .pipeThrough(new DecompressionStream("deflate"));
-  const bytes = new Uint8Array(await new Response(stream).arrayBuffer());
   const count = description.rows * description.columns;
+  const bytes = await inflate(bytesOf(base64), 2 * count);
   const codes = new Uint16Array(count);
   for (let i = 0; i < count; i += 1) codes[i] = bytes[i] | (bytes[count + i] << 8);
   undoPredictor(codes, description);
   return new LevelMap(description, codes);
+}
+
+async function inflate(packed, size) {
+  const inflater = new DecompressionStream("deflate");
+  const writer = inflater.writable.getWriter();
+  const written = writer.write(packed).then(() => writer.close());
+  const bytes = new Uint8Array(size);
+  const reader = inflater.readable.getReader();
+  let count = 0;
+  for (let part = await reader.read(); !part.done; part = await reader.read()) {
+    bytes.set(part.value, count);
+    count += part.value.length;
+  }
+  await written;
+  return bytes;
 }
 
 // Sums wrap at 65536, as the differences did.

@@ -1,15 +1,28 @@
 // Amplitude and phase of order cuts in the plane, over the speed: 0 degrees to the right, rising
 // counterclockwise. A resonance draws a loop.
 
-import { number, ticks } from "./format.js";
-import { colour, isPrinting, panelSize } from "./theme.js";
+import { amount, number, ticks } from "./format.js";
+import { Panel } from "./panel.js";
+import { nearest } from "./scales.js";
+import { colour } from "./theme.js";
 
 const FONT = '12px system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif';
+/** On the screen and on paper, of nothing but a sentence. */
+const EMPTY_HEIGHTS = [250, 190];
 
-export class PolarPlot {
+// Rings inside this part of the largest radius are not named: there the paths begin.
+const RING_LEAST = 0.35;
+
+// Speeds stand on no path whose radius is less than this part of the largest one, nor closer to
+// each other, in pixels.
+const SPEED_LEAST = 0.2;
+const SPEED_ROOM = 34;
+
+export class PolarPlot extends Panel {
   /** @param move  called with the row of the point that is nearest to the pointer */
   constructor(host, { move }) {
-    this.host = host;
+    super(host);
+    this.heights = [host.dataset.height, host.dataset.printHeight];
     this.cuts = [];
     this.row = 0;
     this.canvas = host.appendChild(document.createElement("canvas"));
@@ -20,34 +33,35 @@ export class PolarPlot {
     });
   }
 
-  /** @param cuts  [{ stroke, dash, x, y }]: the paths, in the channel's unit; NaN leaves a gap */
-  show(cuts, unit) {
+  /**
+   * @param cuts   [{ stroke, dash, x, y }]: the paths, in the channel's unit; NaN leaves a gap
+   * @param speed  of their points, rpm
+   */
+  show(cuts, speed, unit) {
     this.cuts = cuts;
+    this.speed = speed;
     this.unit = unit;
-    this.background = null;
-    this.paint();
+    this.setHeight(...(cuts.length > 0 ? this.heights : EMPTY_HEIGHTS));
   }
 
   setRow(row) {
     this.row = row;
-    this.paint();
+    this.invalidate();
   }
 
-  redraw() {
+  refresh() {
     this.background = null;
-    this.paint();
+    this.invalidate();
   }
 
   // The paths don't change while the cursor moves: they are drawn once and kept.
-  paint() {
-    const { width, height } = panelSize(this.host);
-    const ratio = isPrinting() ? 2 : window.devicePixelRatio || 1;
-    if (!this.background || this.width !== width) this.#paintBackground(width, height, ratio);
+  draw() {
+    if (!this.background) this.#paintBackground();
     const context = this.canvas.getContext("2d");
     context.setTransform(1, 0, 0, 1, 0, 0);
     context.clearRect(0, 0, this.canvas.width, this.canvas.height);
     context.drawImage(this.background, 0, 0);
-    context.setTransform(ratio, 0, 0, ratio, 0, 0);
+    context.setTransform(this.ratio, 0, 0, this.ratio, 0, 0);
     for (const cut of this.cuts) {
       const x = cut.x[this.row];
       const y = cut.y[this.row];
@@ -56,8 +70,9 @@ export class PolarPlot {
     }
   }
 
-  #paintBackground(width, height, ratio) {
-    this.width = width;
+  #paintBackground() {
+    const { width, height } = this.size;
+    const { ratio } = this;
     this.centreX = width / 2;
     this.centreY = height / 2;
     this.radius = Math.max(20, Math.min(width, height) / 2 - 28);
@@ -78,8 +93,16 @@ export class PolarPlot {
     this.canvas.style.height = `${height}px`;
     const context = this.background.getContext("2d");
     context.scale(ratio, ratio);
+    if (this.cuts.length === 0) {
+      context.font = FONT;
+      context.fillStyle = colour("muted");
+      context.textAlign = "center";
+      context.fillText("None of these cuts has a phase.", this.centreX, this.centreY);
+      return;
+    }
     this.#paintGrid(context);
     for (const cut of this.cuts) this.#paintPath(context, cut);
+    this.#paintSpeeds(context);
   }
 
   #right(x) {
@@ -107,19 +130,50 @@ export class PolarPlot {
       context.fillText(`${angle}°`, this.centreX + x * out, this.centreY + y * out);
     }
     context.textAlign = "left";
-    for (const value of ticks(0, this.largest, 4).values.slice(1)) {
+    const rings = ticks(0, this.largest, 5).values.slice(1);
+    const named = rings.filter((value) => value > RING_LEAST * this.largest);
+    const turn = this.#freeTurn(named);
+    for (const value of rings) {
       const radius = (value / this.largest) * this.radius;
       context.beginPath();
       context.arc(this.centreX, this.centreY, radius, 0, 2 * Math.PI);
       context.stroke();
-      const turn = Math.PI / 12;
-      const text = `${number(value)} ${this.unit}`;
-      context.fillText(
-        text,
-        this.centreX + radius * Math.cos(turn) + 2,
-        this.centreY - radius * Math.sin(turn),
-      );
     }
+    for (const value of named) {
+      const [left, top] = this.#at(value * Math.cos(turn), value * Math.sin(turn));
+      context.fillText(amount(value, this.unit), left + 2, top);
+    }
+  }
+
+  #at(x, y) {
+    return [this.#right(x), this.#down(y)];
+  }
+
+  // The rings are named where the paths are furthest away.
+  #freeTurn(rings) {
+    let best = 0;
+    let most = -1;
+    for (let turn = Math.PI / 12; turn < 2 * Math.PI; turn += Math.PI / 6) {
+      let free = Infinity;
+      for (const value of rings) {
+        const [left, top] = this.#at(value * Math.cos(turn), value * Math.sin(turn));
+        free = Math.min(free, this.#room(left + 20, top));
+      }
+      if (free > most) [best, most] = [turn, free];
+    }
+    return best;
+  }
+
+  /** Pixels from a place to the nearest point of a path. */
+  #room(left, top) {
+    let least = Infinity;
+    for (const { x, y } of this.cuts) {
+      for (let i = 0; i < x.length; i += 1) {
+        const distance = Math.hypot(this.#right(x[i]) - left, this.#down(y[i]) - top);
+        if (distance < least) least = distance;
+      }
+    }
+    return least;
   }
 
   #paintPath(context, cut) {
@@ -143,6 +197,38 @@ export class PolarPlot {
     context.setLineDash([]);
   }
 
+  // Round speeds stand beside the paths.
+  #paintSpeeds(context) {
+    const { speed } = this;
+    context.textAlign = "center";
+    context.textBaseline = "middle";
+    const taken = [];
+    for (const { x, y, stroke } of this.cuts) {
+      context.fillStyle = stroke();
+      for (const rpm of ticks(speed[0], speed[speed.length - 1], 12).values) {
+        const row = nearest(speed, rpm);
+        const [left, top] = this.#at(x[row], y[row]);
+        const isFree = taken.every((one) => Math.hypot(one[0] - left, one[1] - top) > SPEED_ROOM);
+        if (!(Math.hypot(x[row], y[row]) > SPEED_LEAST * this.largest) || !isFree) continue;
+        taken.push([left, top]);
+        context.beginPath();
+        context.arc(left, top, 2.5, 0, 2 * Math.PI);
+        context.fill();
+        this.#paintBeside(context, `${number(rpm)} rpm`, [left, top], across(x, y, row));
+      }
+    }
+  }
+
+  /** Writes a text on that side of a path that has more room. */
+  #paintBeside(context, text, [left, top], [right, down]) {
+    const half = context.measureText(text).width / 2;
+    const [best] = [1, -1]
+      .map((side) => [left + side * right * (half + 6), top + side * down * 11])
+      .map(([x, y]) => ({ x, y, room: x + half < this.width ? this.#room(x, y) : -1 }))
+      .sort((one, other) => other.room - one.room);
+    context.fillText(text, best.x, best.y);
+  }
+
   #nearestRow(event) {
     const box = this.canvas.getBoundingClientRect();
     const left = event.clientX - box.left;
@@ -160,6 +246,16 @@ export class PolarPlot {
     }
     return best;
   }
+}
+
+/** Of a path at one of its points: the unit vector across it, in directions of the page. */
+function across(x, y, row) {
+  const before = Number.isNaN(x[row - 1] ?? Number.NaN) ? row : row - 1;
+  const after = Number.isNaN(x[row + 1] ?? Number.NaN) ? row : row + 1;
+  const right = y[after] - y[before];
+  const down = x[after] - x[before];
+  const length = Math.hypot(right, down) || 1;
+  return [right / length, down / length];
 }
 
 function dot(context, x, y, radius, fill, stroke) {

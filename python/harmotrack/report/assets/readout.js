@@ -1,6 +1,6 @@
 // The numbers at the cursor, the list of cuts, and what a screen reader says of them.
 
-import { decibels, degrees, number } from "./format.js";
+import { amount, decibels, degrees, number } from "./format.js";
 import { levelAt } from "./maps.js";
 
 const SILENCE_MS = 350;
@@ -11,14 +11,22 @@ export function makeReadout(context, removeCut) {
   store.listen(["maps", "row", "order", "frequency", "time"], numbers);
   store.listen(["maps", "cuts"], () => buildChips(context, removeCut));
   store.listen(["maps", "row", "cuts", "usesSlices"], () => showChips(context));
+  store.listen(["maps"], () => {
+    document.getElementById("order-summary").textContent = context.channel.orderSummary;
+    document.getElementById("frequency-summary").textContent = context.channel.frequencySummary;
+  });
   announceMoves();
 }
 
 /** Writes a text and, for whoever reads the page by program, the number behind it. */
 function write(id, text, value) {
-  const element = document.getElementById(id);
-  element.textContent = text;
-  element.value = text;
+  writeInto(document.getElementById(id), text, value);
+}
+
+// Most moves leave some of the texts as they are, and the others keep their node.
+function writeInto(element, text, value) {
+  if (!element.firstChild) element.append("");
+  if (element.firstChild.data !== text) element.firstChild.data = text;
   element.dataset.value = String(value);
 }
 
@@ -37,16 +45,12 @@ function showNumbers(context) {
   write("at-frequency", `${number(frequency, 6)} Hz`, frequency);
   write("at-order-level", amplitudeText(onOrders, unit, referenceLevel), onOrders);
   write("at-frequency-level", amplitudeText(onFrequencies, unit, referenceLevel), onFrequencies);
-  write(
-    "at-overall",
-    Number.isNaN(overall) ? "not measured" : `${number(overall)} ${unit}`,
-    overall,
-  );
+  write("at-overall", Number.isNaN(overall) ? "not measured" : amount(overall, unit), overall);
 }
 
 function amplitudeText(level, unit, referenceLevel) {
   if (Number.isNaN(level)) return "not measured";
-  return `${number(10 ** (level / 20))} ${unit} · ${decibels(level - referenceLevel)}`;
+  return `${amount(10 ** (level / 20), unit)} · ${decibels(level - referenceLevel)}`;
 }
 
 // Cuts.
@@ -85,13 +89,8 @@ function showChips(context) {
         ? 10 ** (levelAt(context, maps.order, context.orderEdges, cut.order) / 20)
         : results[context.get("usesSlices") ? "slice" : "amplitude"](channel, cut.harmonic, row);
     const phase = cut.hasPhase ? results.phase(channel, cut.harmonic, row) : Number.NaN;
-    const [shownAmplitude, shownPhase] = [".amplitude", ".phase"].map((name) =>
-      item.querySelector(name),
-    );
-    shownAmplitude.textContent = `${number(amplitude)} ${context.channel.unit}`;
-    shownAmplitude.dataset.value = String(amplitude);
-    shownPhase.textContent = Number.isNaN(phase) ? "" : degrees(phase);
-    shownPhase.dataset.value = String(phase);
+    writeInto(item.querySelector(".amplitude"), amount(amplitude, context.channel.unit), amplitude);
+    writeInto(item.querySelector(".phase"), Number.isNaN(phase) ? "" : degrees(phase), phase);
   }
 }
 

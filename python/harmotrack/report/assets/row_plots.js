@@ -33,59 +33,41 @@ export function makeSpectra(context, views) {
     frequency: results.frequencies,
     directional: results.directionalOrders,
   };
-  const update = () => {
-    for (const [name, plot] of Object.entries(plots)) {
-      plot.show([axes[name], rowOf(context, context.maps[name])]);
-    }
-  };
-  const place = () => {
+  for (const [name, plot] of Object.entries(plots)) {
+    plot.fixedValues = () => [axes[name]];
+    plot.movingValues = () => [rowOf(context, context.maps[name])];
+  }
+  const all = Object.values(plots);
+  const { store } = context;
+  store.listen(["row"], () => {
+    for (const plot of all) plot.showMoving();
+  });
+  store.listen(
+    ["maps", "low", "high", "hasHarmonicCursors", "orderZoom", "frequencyZoom", "directionalZoom"],
+    () => {
+      for (const plot of all) plot.show();
+    },
+  );
+  store.listen(["order", "frequency"], () => {
     plots.order.setCursor(context.get("order"));
     plots.frequency.setCursor(context.get("frequency"));
     plots.directional?.setCursor(context.get("order"));
-  };
-  const { store } = context;
-  store.listen(
-    ["maps", "row", "low", "high", "orderZoom", "frequencyZoom", "directionalZoom"],
-    update,
-  );
-  store.listen(["order", "frequency"], place);
-  store.listen(["order", "hasHarmonicCursors"], () => {
-    if (context.get("hasHarmonicCursors")) update();
+    if (!context.get("hasHarmonicCursors")) return;
+    for (const plot of all) plot.showMoving();
   });
   store.listen(["isLinear", "channel"], () => {
-    for (const plot of Object.values(plots)) plot.build(plot.series);
-    update();
+    for (const plot of all) plot.build();
   });
-  return plots;
 }
 
 function spectrum(context, id, view, label, { move, marks }) {
   return new LinePlot(document.getElementById(id), {
     x: { label, range: () => [view.view.x0, view.view.x1] },
-    y: { label: () => context.scaleLabel(), range: () => context.scaleRange() },
-    series: [{ stroke: () => colour("accent"), width: 1.25 }],
+    y: { label: () => context.shortScaleLabel(), range: () => context.scaleRange() },
+    moving: [{ stroke: () => colour("accent"), width: 1.25 }],
     move,
-    draw: (canvas, plot) => {
-      if (context.get("hasHarmonicCursors")) drawMarks(canvas, plot, marks().slice(1));
-    },
+    marks: () => (context.get("hasHarmonicCursors") ? marks().slice(1) : []),
   });
-}
-
-function drawMarks(canvas, plot, values) {
-  const { left, top, width, height } = plot.bbox;
-  canvas.save();
-  canvas.strokeStyle = colour("cursor");
-  canvas.lineWidth = 1;
-  canvas.setLineDash([3, 4]);
-  for (const value of values) {
-    const x = Math.round(plot.valToPos(value, "x", true)) + 0.5;
-    if (x < left || x > left + width) continue;
-    canvas.beginPath();
-    canvas.moveTo(x, top);
-    canvas.lineTo(x, top + height);
-    canvas.stroke();
-  }
-  canvas.restore();
 }
 
 // A silent line is drawn far below the plot.

@@ -4,9 +4,6 @@ const root = document.documentElement;
 const paper = window.matchMedia("print");
 const darkness = window.matchMedia("(prefers-color-scheme: dark)");
 
-// Two panels side by side on A4 with margins of 10 mm.
-const PRINT_WIDTH = 350;
-
 let chosen = null;
 let printing = false;
 let styles = null;
@@ -20,13 +17,6 @@ export function colour(name) {
 
 export function isPrinting() {
   return printing;
-}
-
-/** Width and height of a panel: on paper they are fixed, for there no layout comes first. */
-export function panelSize(host) {
-  const { height, printHeight } = host.dataset;
-  if (printing) return { width: PRINT_WIDTH, height: Number(printHeight) };
-  return { width: Math.max(200, host.clientWidth), height: Number(height) };
 }
 
 /** Calls `listener` after the colours, or the size of the page by printing, have changed. */
