@@ -14,7 +14,7 @@ from pathlib import Path
 
 from PIL import Image
 
-WINDOW = (1400, 1960)
+WINDOW = (1400, 1860)
 """Findings and maps."""
 WIDTH = 900
 COLOURS = 256
