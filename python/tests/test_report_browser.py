@@ -34,11 +34,13 @@ SPY = """
     configurable: true,
     set(value) { real = value; },
     get() {
-      return function (...given) {
-        const plot = new real(...given);
-        window.plots.push(plot);
-        return plot;
-      };
+      return real && new Proxy(real, {
+        construct(made, given) {
+          const plot = new made(...given);
+          window.plots.push(plot);
+          return plot;
+        },
+      });
     },
   });
 """
@@ -216,6 +218,42 @@ def test_maps_that_were_kept_as_differences_are_whole_again(
     values = analysis.order_map.values[0, _row(analysis, report)]
     levels = report.plot("order-spectrum")[1]
     np.testing.assert_allclose(levels, 20.0 * np.log10(values), atol=HUNDREDTH_DB)
+
+
+# Of 3001 lines in some 550 pixels each column shows what the line passes there: its highest point
+# is that of the points inside and of the crossings of both borders. Two pixels are half the width
+# of the line, the smoothed edge, and a rounding.
+def test_a_dense_spectrum_reaches_the_peaks_of_its_line(opened: Open) -> None:
+    analysis = machine.analysis(speeds=21, resolution=0.01)
+    report = opened(analysis)
+    report.page.locator("#low").fill("-80")
+    report.page.locator("#low").press("Tab")
+    report.move("order-map", 0.5, 0.5)
+
+    tops = report.page.evaluate(
+        """() => {
+             const canvas = document.querySelector("#order-spectrum .moving");
+             const { width, height } = canvas;
+             const { data } = canvas.getContext("2d").getImageData(0, 0, width, height);
+             const top = (x) => {
+               for (let y = 0; y < height; y += 1) if (data[4 * (y * width + x) + 3] > 0) return y;
+               return height;
+             };
+             return [height, ...Array.from({ length: width }, (_, x) => top(x))];
+           }"""
+    )
+
+    height, *tops = tops
+    high = float(report.page.locator("#high").input_value())
+    levels = 20.0 * np.log10(analysis.order_map.values[0, _row(analysis, report)])
+    places = (analysis.order_map["order"].values + 0.005) / 30.01 * len(tops)
+    pixels = (high + 0.04 * (high + 80.0) - levels) / (1.04 * (high + 80.0)) * height
+    expected = []
+    for column in range(len(tops)):
+        inside = pixels[(places >= column) & (places < column + 1)]
+        borders = np.interp([column, column + 1], places, pixels)
+        expected.append(min(*inside, *borders, height))
+    np.testing.assert_allclose(tops, expected, rtol=0, atol=2.0)
 
 
 def test_the_frequency_map_leads_to_the_order(opened: Open, example: OrderAnalysis) -> None:

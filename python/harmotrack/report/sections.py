@@ -343,7 +343,8 @@ def directional_panels(analysis: OrderAnalysis, found: Findings) -> str:
 <div id="directional-spectrum" class="plot" data-height="170" data-print-height="120"></div>
 </figure>
 <figure class="panel" aria-labelledby="whirl-title">
-<figcaption id="whirl-title">Whirl of the order at the cursor <span class="legend">
+<figcaption id="whirl-title"><span>Whirl of order <span id="whirl-order">—</span></span>
+<small>the one at the cursor</small> <span class="legend">
 <i class="forward"></i>forward <i class="backward"></i>backward</span></figcaption>
 <div id="whirl" class="plot" data-height="470" data-print-height="296"></div>
 </figure>"""

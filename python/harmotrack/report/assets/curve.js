@@ -1,5 +1,7 @@
 // A line through points, drawn on a canvas.
 
+import { isPrinting } from "./theme.js";
+
 const DENSE = 1.5;
 
 /**
@@ -27,7 +29,9 @@ export function drawCurve(context, curve, scale) {
     y: (i) => yPixel(y[i]),
     isGap: (i) => y[i] === null,
   };
-  if (last - first > DENSE * scale.width) drawBars(context, curve, points, scale);
+  // Paper has finer pixels than the canvas.
+  const isDense = last - first > DENSE * scale.width && !isPrinting();
+  if (isDense) drawBars(context, curve, points, scale);
   else drawPath(context, curve, points);
 }
 
@@ -66,22 +70,29 @@ function drawBars(context, { stroke, width, dash }, points, scale) {
 function barsOf({ first, last, x, y, isGap }, columns) {
   const least = new Float64Array(columns).fill(Infinity);
   const most = new Float64Array(columns).fill(-Infinity);
-  let before = -1;
+  const pass = (column, pixel) => {
+    if (pixel < least[column]) least[column] = pixel;
+    if (pixel > most[column]) most[column] = pixel;
+  };
+  let before = null;
   for (let i = first; i <= last; i += 1) {
     if (isGap(i)) {
-      before = -1;
+      before = null;
       continue;
     }
-    const column = Math.min(Math.max(Math.floor(x(i)), 0), columns - 1);
-    const here = y(i);
-    // From a column to the next one the line goes on.
-    const from = before < 0 ? here : y(before);
-    const start = before < 0 ? column : Math.min(Math.floor(x(before)) + 1, column);
-    for (let one = Math.max(start, 0); one <= column; one += 1) {
-      least[one] = Math.min(least[one], here, from);
-      most[one] = Math.max(most[one], here, from);
+    const here = { x: x(i), y: y(i) };
+    if (before) {
+      // The borders of columns that the line crosses on its way.
+      const slope = (here.y - before.y) / (here.x - before.x);
+      const end = Math.min(Math.floor(here.x), columns);
+      for (let border = Math.max(Math.floor(before.x) + 1, 0); border <= end; border += 1) {
+        const pixel = before.y + slope * (border - before.x);
+        if (border > 0) pass(border - 1, pixel);
+        if (border < columns) pass(border, pixel);
+      }
     }
-    before = i;
+    if (here.x >= 0 && here.x < columns) pass(Math.floor(here.x), here.y);
+    before = here;
   }
   return { least, most };
 }

@@ -6,7 +6,7 @@
 import { drawCurve } from "./curve.js";
 import { number } from "./format.js";
 import { Panel } from "./panel.js";
-import { colour } from "./theme.js";
+import { colour, isPrinting } from "./theme.js";
 
 const FONT = '12px system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif';
 
@@ -116,10 +116,12 @@ export class LinePlot extends Panel {
     const { bbox, scales } = this.plot;
     const width = Math.round(bbox.width);
     const height = Math.round(bbox.height);
-    if (this.canvas.width !== width) this.canvas.width = width;
-    if (this.canvas.height !== height) this.canvas.height = height;
-    const context = this.canvas.getContext("2d");
-    context.clearRect(0, 0, width, height);
+    const { canvas } = this;
+    const context = canvas.getContext("2d");
+    // On paper clearRect() is white paint, and would hide the grid.
+    if (isPrinting() || canvas.width !== width || canvas.height !== height) {
+      Object.assign(canvas, { width, height });
+    } else context.clearRect(0, 0, width, height);
     const ratio = window.uPlot.pxRatio;
     const scale = {
       ...{ x0: scales.x.min, x1: scales.x.max, y0: scales.y.min, y1: scales.y.max },

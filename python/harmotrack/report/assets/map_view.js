@@ -41,7 +41,6 @@ export class MapView extends Panel {
     this.map = null;
     this.resetView();
     this.base = append(host, "canvas", "base");
-    this.cells = document.createElement("canvas");
     this.overlay = append(host, "div", "overlay");
     this.marks = append(this.overlay, "div", "marks");
     this.across = append(this.marks, "div", "line across");
@@ -135,7 +134,7 @@ export class MapView extends Panel {
     context.setTransform(1, 0, 0, 1, 0, 0);
     context.clearRect(0, 0, this.base.width, this.base.height);
     const left = Math.round(MARGIN.left * this.ratio);
-    context.drawImage(this.cells, left, Math.round(this.top * this.ratio));
+    context.putImageData(this.cells, left, Math.round(this.top * this.ratio));
     context.setTransform(this.ratio, 0, 0, this.ratio, 0, 0);
     this.#paintAxes(context);
     if (this.actions.cuts) this.#paintCuts(context);
@@ -163,39 +162,20 @@ export class MapView extends Panel {
     const { x0, x1, y0, y1 } = this.view;
     const width = Math.max(1, Math.round(this.plotWidth * this.ratio));
     const height = Math.max(1, Math.round(this.plotHeight * this.ratio));
-    this.cells.width = width;
-    this.cells.height = height;
-    const context = this.cells.getContext("2d");
     const colours = this.pixels();
-    const image = context.createImageData(width, height);
-    const pixels = new Uint32Array(image.data.buffer);
+    this.cells = new ImageData(width, height);
+    const pixels = new Uint32Array(this.cells.data.buffer);
     const across = cellsOfPixels(this.xEdges, x0, x1, width);
     const down = cellsOfPixels(this.yEdges, y1, y0, height);
-    const largest = new Uint16Array(width);
+    const largest = new Uint16Array(this.map.columns);
     for (let row = 0; row < height; row += 1) {
       const start = row * width;
       if (row > 0 && down.from[row] === down.from[row - 1] && down.to[row] === down.to[row - 1]) {
         pixels.copyWithin(start, start - width, start);
         continue;
       }
-      this.#largestCodes(largest, across, down.from[row], down.to[row]);
-      for (let i = 0; i < width; i += 1) pixels[start + i] = colours[largest[i]];
-    }
-    context.putImageData(image, 0, 0);
-  }
-
-  #largestCodes(largest, { from, to }, firstRow, endRow) {
-    const { codes, columns } = this.map;
-    largest.fill(0);
-    for (let row = firstRow; row < endRow; row += 1) {
-      const base = row * columns;
-      for (let i = 0; i < largest.length; i += 1) {
-        let most = largest[i];
-        for (let cell = base + from[i]; cell < base + to[i]; cell += 1) {
-          if (codes[cell] > most) most = codes[cell];
-        }
-        largest[i] = most;
-      }
+      largestOfRows(largest, this.map, down.from[row], down.to[row]);
+      colourPixels(pixels, start, largest, across, colours);
     }
   }
 
@@ -412,6 +392,26 @@ export class MapView extends Panel {
 
 function clamp(index, count) {
   return Math.min(Math.max(index, 0), count - 1);
+}
+
+/** The largest code of each column, in rows of a map. */
+function largestOfRows(largest, { codes, columns }, firstRow, endRow) {
+  largest.fill(0);
+  for (let row = firstRow; row < endRow; row += 1) {
+    const base = row * columns;
+    for (let column = 0; column < columns; column += 1) {
+      largest[column] = Math.max(largest[column], codes[base + column]);
+    }
+  }
+}
+
+/** A row of pixels, each with the colour of the largest code of its columns. */
+function colourPixels(pixels, start, codes, { from, to }, colours) {
+  for (let i = 0; i < from.length; i += 1) {
+    let most = 0;
+    for (let column = from[i]; column < to[i]; column += 1) most = Math.max(most, codes[column]);
+    pixels[start + i] = colours[most];
+  }
 }
 
 function append(parent, tag, className) {

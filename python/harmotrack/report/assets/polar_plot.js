@@ -10,11 +10,15 @@ const FONT = '12px system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif';
 /** On the screen and on paper, of nothing but a sentence. */
 const EMPTY_HEIGHTS = [250, 190];
 
+// About so many pixels from ring to ring.
+const RING_ROOM = 38;
+
 // Rings inside this part of the largest radius are not named: there the paths begin.
 const RING_LEAST = 0.35;
 
-// Speeds stand on no path whose radius is less than this part of the largest one, nor closer to
-// each other, in pixels.
+// Speeds stand on paths that reach this part of the largest radius, not on their parts within that
+// one, nor closer to each other, in pixels.
+const SPEED_CUTS = 0.5;
 const SPEED_LEAST = 0.2;
 const SPEED_ROOM = 34;
 
@@ -76,13 +80,7 @@ export class PolarPlot extends Panel {
     this.centreX = width / 2;
     this.centreY = height / 2;
     this.radius = Math.max(20, Math.min(width, height) / 2 - 28);
-    let most = 0;
-    for (const { x, y } of this.cuts) {
-      for (let i = 0; i < x.length; i += 1) {
-        const size = Math.hypot(x[i], y[i]);
-        if (size > most) most = size;
-      }
-    }
+    const most = Math.max(0, ...this.cuts.map(({ x, y }) => largestOf(x, y)));
     this.largest = most > 0 ? most * 1.04 : 1;
     this.background = document.createElement("canvas");
     for (const canvas of [this.canvas, this.background]) {
@@ -130,7 +128,7 @@ export class PolarPlot extends Panel {
       context.fillText(`${angle}°`, this.centreX + x * out, this.centreY + y * out);
     }
     context.textAlign = "left";
-    const rings = ticks(0, this.largest, 5).values.slice(1);
+    const rings = ticks(0, this.largest, this.radius / RING_ROOM).values.slice(1);
     const named = rings.filter((value) => value > RING_LEAST * this.largest);
     const turn = this.#freeTurn(named);
     for (const value of rings) {
@@ -204,6 +202,7 @@ export class PolarPlot extends Panel {
     context.textBaseline = "middle";
     const taken = [];
     for (const { x, y, stroke } of this.cuts) {
+      if (largestOf(x, y) < SPEED_CUTS * this.largest) continue;
       context.fillStyle = stroke();
       for (const rpm of ticks(speed[0], speed[speed.length - 1], 12).values) {
         const row = nearest(speed, rpm);
@@ -246,6 +245,16 @@ export class PolarPlot extends Panel {
     }
     return best;
   }
+}
+
+/** The largest distance of a path from the origin. */
+function largestOf(x, y) {
+  let most = 0;
+  for (let i = 0; i < x.length; i += 1) {
+    const size = Math.hypot(x[i], y[i]);
+    if (size > most) most = size;
+  }
+  return most;
 }
 
 /** Of a path at one of its points: the unit vector across it, in directions of the page. */

@@ -42,6 +42,7 @@ function showNumbers(context) {
   write("at-speed", `${number(context.speed, 6)} rpm`, context.speed);
   write("at-time", `${number(context.get("time"), 5)} s`, context.get("time"));
   write("at-order", number(order, 6), order);
+  if (maps.directional) write("whirl-order", number(order, 6), order);
   write("at-frequency", `${number(frequency, 6)} Hz`, frequency);
   write("at-order-level", amplitudeText(onOrders, unit, referenceLevel), onOrders);
   write("at-frequency-level", amplitudeText(onFrequencies, unit, referenceLevel), onFrequencies);
