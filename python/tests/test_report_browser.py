@@ -124,9 +124,10 @@ class Opened:
         lines: list[list[float]] = self.page.evaluate(
             """(name) => {
                  const marks = document.querySelector(`#${name} .marks`);
-                 return [...marks.querySelectorAll(".down:not([hidden])")].map((line) => {
-                   const { c, e } = new DOMMatrix(line.style.transform);
-                   return [e + 1, e + 1 + c * marks.clientHeight];
+                 return [...marks.querySelectorAll(".hung:not([hidden])")].map((line) => {
+                   const { c, d, e, f } = new DOMMatrix(line.style.transform);
+                   const at = (y) => e + (c / d) * (y - f);
+                   return [at(0), at(marks.clientHeight)];
                  });
                }""",
             name,
@@ -463,8 +464,12 @@ def test_harmonic_cursors_show_on_maps_and_spectra(opened: Open, example: OrderA
     # lowest speed to that at the highest one.
     upright, *rays = report.lines("frequency-map")
     assert upright[0] == upright[1]
-    assert [round(top / rays[0][0]) for top, _ in rays] == list(range(1, 11))
-    assert rays[0][0] / rays[0][1] == pytest.approx(6025.0 / 575.0, rel=0.2)  # whole pixels
+    # From half a line below 0 Hz, as far as the analysis, or 1.05 times as far as order 30.
+    reach = min(1.05 * 30.0 * 6000.0 / 60.0, example.frequency_map["frequency"].values[-1] + 2.0)
+    hertz = report.width("frequency-map") / (reach + 2.0)
+    for number, (top, bottom) in enumerate(rays, start=1):
+        assert top == pytest.approx(hertz * (number * order * 6025.0 / 60.0 + 2.0), abs=1.0)
+        assert bottom == pytest.approx(hertz * (number * order * 575.0 / 60.0 + 2.0), abs=1.0)
 
 
 # The colour of a cell is that of its level in the table: 256 equal parts of the range.

@@ -254,22 +254,34 @@ export class MapView extends Panel {
     }
   }
 
-  // An element as high as the plot leans, where its line does: x moves in proportion to y.
   #placeCursor() {
     const lines = this.actions.cursorLines(this);
     while (this.lines.length < lines.length) {
-      this.lines.push(append(this.marks, "div", "line down"));
+      this.lines.push(append(this.marks, "div", "line hung"));
     }
     for (const [index, element] of this.lines.entries()) {
       const one = lines[index];
       if (element.hidden === Boolean(one)) element.hidden = !one;
       if (!one) continue;
       element.classList.toggle("dotted", one.isDotted);
-      const lean = (one.bottom - one.top) / this.plotHeight;
-      element.style.transform = `matrix(1, 0, ${lean}, 1, ${Math.round(one.top) - 1}, 0)`;
+      element.style.transform = this.#hung(one);
     }
     const y = Math.round(this.yPixel(this.actions.speed()) - this.top) - 1;
     this.across.style.transform = `translateY(${y}px)`;
+  }
+
+  // The element, longer than any plot, hangs from a point. One that leans is turned so that it
+  // leads from where the line enters the plot, below or on the left, to where it leaves.
+  #hung({ bottom, top }) {
+    const across = top - bottom;
+    if (across === 0) return `matrix(1, 0, 0, 1, ${Math.round(bottom)}, 0)`;
+    const up = this.plotHeight;
+    const entry = bottom < 0 && across > 0 ? -bottom / across : 0;
+    const length = Math.hypot(across, up);
+    const [c, d] = [across / length, -up / length];
+    // The middle of an element is half a pixel to the right of where it hangs.
+    const x = bottom + entry * across - 0.5;
+    return `matrix(${d}, ${-c}, ${c}, ${d}, ${x}, ${(1 - entry) * up})`;
   }
 
   #placeFrame() {
