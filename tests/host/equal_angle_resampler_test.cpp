@@ -11,6 +11,7 @@
 #include <numbers>
 #include <random>
 #include <span>
+#include <thread>
 #include <vector>
 
 namespace Harmotrack::Host {
@@ -165,6 +166,24 @@ TEST(EqualAngleResampler, PiecesOfAnySizeGiveTheSameBits)
         EXPECT_EQ(pieces.values[0], whole.values[0]);
         EXPECT_EQ(pieces.values[1], whole.values[1]);
     }
+}
+
+// Tables of weights are made once for all, whoever comes first.
+TEST(EqualAngleResampler, ThreadsAtOnceGiveTheSameBits)
+{
+    std::mt19937 random(6);
+    std::normal_distribution<double> noise;
+    const UniformSignal signal = sampled(2000.0, 4.0, [&](double) { return noise(random); });
+    std::vector<EqualAngleStep> steps;
+    for (int k = 0; k < 2000; ++k)
+        steps.push_back({k, 1.0 + 0.001 * k, 200.0 * std::pow(20.0, k / 2000.0), k == 0});
+    std::vector<EqualAngleSamples> results(4);
+    std::vector<std::thread> threads;
+    for (EqualAngleSamples& result : results)
+        threads.emplace_back([&] { result = resampled(signal, steps, 32); });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(results[0].steps.size(), steps.size());
+    for (const EqualAngleSamples& result : results) EXPECT_EQ(result.values, results[0].values);
 }
 
 // The start of the signal is only a shift of its times.
