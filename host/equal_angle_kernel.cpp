@@ -31,9 +31,10 @@ constexpr int kZeros = 31;
 constexpr int kCutoffsPerOctave = 64;
 constexpr double kCutoffShare = 0.4447;
 
-// The highest cut-off of a halved signal, 0.335 of its rate: nothing folds below 1.1 c. Each of the
-// kCutoffsPerOctave from there on has its table, and those above it.
-constexpr int kFirstOfHalved = 37;
+// The highest cut-off of a halved signal, 0.357 of its rate. What the halving folds to just above c
+// this filter has stopped in part, and both together by 96 dB. The cut-offs of an octave from there
+// on have tables, and those above it.
+constexpr int kFirstOfHalved = 31;
 constexpr int kTables = kFirstOfHalved + kCutoffsPerOctave;
 constexpr int kLastCutoff = kTables - 1 + kCutoffsPerOctave * EqualAngleKernel::kMostHalvings;
 

@@ -23,14 +23,14 @@ namespace Harmotrack::Host {
 /// halfWidthSeconds() to either side. A component between 0.8 · M and M is let through in part.
 ///
 /// Far below the rate the filter would be long. So x is the signal halved in rate as often as
-/// leaves c at a third of its rate or below (halve(): 96 dB too, and nothing folds below 0.37 of
-/// the new rate), and a value takes two sums of 64 to 184 products, which are made in single
-/// precision: the rounding is about 1e-7 of the signal.
+/// leaves c at 0.36 of its rate or below (halve(): 96 dB too, and nothing folds below 0.37 of the
+/// new rate), and a value takes two sums of 64 to 176 products, which are made in single precision:
+/// the rounding is about 1e-7 of the signal.
 ///
 /// The weights of a z stand in a table, one row for each of the fractions of a sample; values
 /// between rows are taken as straight lines, which err by 1e-5 at most. The same 64 values of z
-/// come again with every halving, so that there are 101 tables in all. One is made when it is first
-/// needed, in 0.05 ms, and then serves all objects until the process ends: 0.1 megabytes each, 10
+/// come again with every halving, so that there are 95 tables in all. One is made when it is first
+/// needed, within 0.1 ms, and then serves all objects until the process ends: 0.1 megabytes each, 9
 /// if a machine of the process ran through all speeds.
 ///
 /// One thread at a time; objects are independent.
