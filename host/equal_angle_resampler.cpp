@@ -108,6 +108,15 @@ EqualAngleSamples EqualAngleResampler::take()
 {
     EqualAngleSamples result;
     result.values.resize(source_.values.size());
+    // Memory for all at once: none that is later than the newest sample comes out.
+    const double newest = startSeconds_ + static_cast<double>(source_.written()) / source_.rateHz;
+    const auto later =
+        std::partition_point(waiting_.begin(), waiting_.end(), [&](const EqualAngleStep& step) {
+            return step.seconds < newest;
+        });
+    const auto most = static_cast<std::size_t>(later - waiting_.begin());
+    result.steps.reserve(most);
+    for (std::vector<double>& values : result.values) values.reserve(most);
     std::array<Place, kPlacesAtOnce> places;
     std::size_t count = 0;
     do {
