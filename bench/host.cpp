@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <exception>
 #include <fstream>
 #include <numbers>
 #include <string>
@@ -169,6 +170,8 @@ Harmotrack::AnalyzerSetup librarySetup(const AnalysisSettings& asked)
     setup.analysis.minRpm = setup.binning.minValue;
     setup.analysis.maxRpm = setup.binning.maxValue;
     setup.analysis.overlapPercent = static_cast<float>(*asked.rowOverlapPercent);
+    // The equal-time samples are ahead by up to two turns: the ring is to hold them so long.
+    setup.largestDelivery = 1 << 15;
     setup.results.binHarmonics = true;
     setup.results.binOrderSpectrum = true;
     setup.results.timeOrderSpectrum = true;
@@ -182,7 +185,8 @@ struct LibrarySeconds {
     double library = 0.0; ///< next(): the library takes them from there
 };
 
-// The library over samples that are all there, with the run's setup, in the run's chunks.
+// The library over samples that are all there, with the run's setup, in the run's chunks: it makes
+// the same blocks as there.
 LibrarySeconds
 takeAll(const Machine& machine, const AngleStream& angle, const AnalysisSettings& asked)
 {
@@ -336,10 +340,15 @@ void showMemory(double hours)
 
 int main(int argc, char** argv)
 {
-    if (argc == 3 && std::strcmp(argv[1], "--memory") == 0) {
-        showMemory(std::atof(argv[2]));
-    } else {
-        showSpeed();
+    try {
+        if (argc == 3 && std::strcmp(argv[1], "--memory") == 0) {
+            showMemory(std::atof(argv[2]));
+        } else {
+            showSpeed();
+        }
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
     }
     return 0;
 }
