@@ -3,39 +3,50 @@
 #include <boost/math/special_functions/bessel.hpp>
 #include <boost/math/special_functions/sinc.hpp>
 
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <memory>
+#include <mutex>
 #include <numbers>
+#include <vector>
 
 namespace Harmotrack::Host {
 namespace {
 
 // Kaiser's rules for a stop band A dB down: beta = 0.1102 (A - 8.7), and a transition of width D
 // needs a length of (A - 7.95) / (14.36 D). A = 96 and D = c / 5, from 0.9 c to 1.1 c, make 30.7
-// zeros of the sinc on either side; from 0.11 to 0.39 of the rate they make 22 samples.
+// zeros of the sinc on either side; the 48 samples of the halving make D = 0.128 of the rate, from
+// 0.186 to 0.314.
 constexpr double kKaiserBeta = 9.62;
 constexpr int kZeros = 31;
 
-// The share of a turn's samples that leaves the grid's steps inside the transition: 0.9 c is above
-// 0.8 M and 1.1 c below M at either end of a step.
-constexpr double kCutoffShare = 0.446;
-constexpr double kGridStep = 0.005;
-constexpr double kMostCutoffs = 3000.0; // down to 1.5e-7 of the rate
+// Cut-offs stand on a grid that divides the octave evenly. With this share of a turn's samples in
+// the middle of a step, 0.9 c is at 0.8 M and 1.1 c below 0.984 M at either end of it; the rest is
+// for a speed that changes within the filter.
+constexpr int kCutoffsPerOctave = 64;
+constexpr double kCutoffShare = 0.4447;
 
-// The highest cut-off of a halved signal, as a share of its rate.
-constexpr double kHighestShare = 0.2;
+// The highest cut-off of a halved signal, 0.357 of its rate. What the halving folds to just above c
+// this filter has stopped in part, and both together by 96 dB. The cut-offs of an octave from there
+// on have tables, and those above it.
+constexpr int kFirstOfHalved = 31;
+constexpr int kTables = kFirstOfHalved + kCutoffsPerOctave;
+constexpr int kLastCutoff = kTables - 1 + kCutoffsPerOctave * EqualAngleKernel::kMostHalvings;
 
 // Fractions of a sample per row, for a cut-off at the whole rate: straight lines between rows err
-// by (2π c / rate)² / 8 / fractions² = 3e-6 of a component at the cut-off.
-constexpr double kFractionsPerShare = 1300.0;
-
-constexpr std::size_t kTablesKept = 4;
+// by (2π c / rate)² / 8 / fractions² = 1e-5 of a component at the cut-off.
+constexpr double kFractionsPerShare = 700.0;
 
 // Straight lines between values this close err by (π²/3) / (8 · 512²) = 1.6e-6 at most.
 constexpr int kStepsPerZero = 512;
+
+// Products that are summed side by side: a row is a multiple of that.
+constexpr std::size_t kLanes = 8;
 
 double kaiser(double share)
 {
@@ -67,150 +78,178 @@ double kernelAt(const double* values, double u)
 }
 
 // Weights of the odd neighbours; the even ones are zeros of the sinc, and the middle is a half.
-using HalvingWeights = std::array<double, (EqualAngleKernel::kHalvingReach + 1) / 2>;
+using HalvingWeights = std::array<float, (EqualAngleKernel::kHalvingReach + 1) / 2>;
 
 const HalvingWeights& halvingWeights()
 {
     static const HalvingWeights weights = [] {
-        HalvingWeights result{};
+        std::array<double, std::tuple_size_v<HalvingWeights>> exact{};
         double sum = 0.0;
-        for (std::size_t i = 0; i < result.size(); ++i) {
+        for (std::size_t i = 0; i < exact.size(); ++i) {
             const double n = 2.0 * static_cast<double>(i) + 1.0;
-            result[i] = 0.5 * boost::math::sinc_pi(0.5 * std::numbers::pi * n) *
-                        kaiser(n / (EqualAngleKernel::kHalvingReach + 1));
-            sum += 2.0 * result[i];
+            exact[i] = 0.5 * boost::math::sinc_pi(0.5 * std::numbers::pi * n) *
+                       kaiser(n / (EqualAngleKernel::kHalvingReach + 1));
+            sum += 2.0 * exact[i];
         }
-        for (double& weight : result) weight *= 0.5 / sum; // a constant stays what it is
+        HalvingWeights result{};
+        for (std::size_t i = 0; i < exact.size(); ++i) // a constant stays what it is
+            result[i] = static_cast<float>(exact[i] * 0.5 / sum);
         return result;
     }();
     return weights;
 }
 
-// Two rows at once, each in four sums side by side, which hide the latency of the additions.
-double interpolatedDot(
-    const double* row, const double* next, const double* x, std::size_t size, double share)
+// The lowest share of the rate that belongs to a cut-off of the grid.
+double lowestShare(int cutoff)
 {
-    constexpr std::size_t kLanes = 4;
-    std::array<double, kLanes> here{};
-    std::array<double, kLanes> there{};
-    std::size_t k = 0;
-    for (; k + kLanes <= size; k += kLanes) {
-        for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            here[lane] += row[k + lane] * x[k + lane];
-            there[lane] += next[k + lane] * x[k + lane];
-        }
-    }
-    for (; k < size; ++k) {
-        here[0] += row[k] * x[k];
-        there[0] += next[k] * x[k];
-    }
-    const double a = (here[0] + here[1]) + (here[2] + here[3]);
-    const double b = (there[0] + there[1]) + (there[2] + there[3]);
-    return a + share * (b - a);
+    return 0.5 * std::exp2(-(cutoff + 0.5) / kCutoffsPerOctave);
+}
+
+int halvingsOf(int cutoff)
+{
+    return std::max(0, (cutoff - kFirstOfHalved) / kCutoffsPerOctave);
+}
+
+// z of a table.
+double zerosPerSample(int table)
+{
+    return std::exp2(-static_cast<double>(table) / kCutoffsPerOctave);
+}
+
+int reachOf(int table)
+{
+    constexpr auto kStep = static_cast<int>(kLanes / 2); // there are two sides
+    return (static_cast<int>(kZeros / zerosPerSample(table)) / kStep + 1) * kStep;
 }
 
 } // namespace
+
+/// The weights for a z.
+struct EqualAngleKernel::Table {
+    explicit Table(int number);
+
+    int reach = 0;
+    int fractions = 0;
+    std::vector<float> rows; ///< shape (fractions + 1, 2 · reach)
+};
+
+EqualAngleKernel::Table::Table(int number)
+    : reach(reachOf(number)),
+      fractions(static_cast<int>(std::ceil(kFractionsPerShare * 0.5 * zerosPerSample(number))))
+{
+    const double zeros = zerosPerSample(number);
+    const int size = 2 * reach;
+    rows.resize((static_cast<std::size_t>(fractions) + 1) * static_cast<std::size_t>(size));
+    // The kernel is even: the last row is the first one backwards, and so on inwards.
+    float* row = rows.data();
+    float* mirrored = row + rows.size();
+    const double* values = kernel().data();
+    for (int r = 0; 2 * r <= fractions; ++r) {
+        const double share = static_cast<double>(r) / fractions;
+        for (int k = 0; k < size; ++k) {
+            const double weight = zeros * kernelAt(values, (k - reach + 1 - share) * zeros);
+            *row++ = static_cast<float>(weight);
+            *--mirrored = static_cast<float>(weight);
+        }
+    }
+}
 
 EqualAngleKernel::EqualAngleKernel(double rateHz, int samplesPerRevolution)
     : rateHz_(rateHz), sharePerRpm_(kCutoffShare * samplesPerRevolution / 60.0 / rateHz)
 {
 }
 
-EqualAngleKernel::Choice EqualAngleKernel::choose(double speedRpm)
+const EqualAngleKernel::Table& EqualAngleKernel::table(int number)
 {
-    const double share = sharePerRpm_ * speedRpm;
-    if (share >= from_ && share < upTo_) return choice_;
+    struct Slot {
+        std::once_flag once;
+        std::unique_ptr<const Table> table;
+    };
 
-    // The bounds decide, so that it does not matter which choice was the last one.
-    const auto lowest = [](int cutoff) { return 0.5 * std::exp(-kGridStep * (cutoff + 0.5)); };
-    int cutoff = static_cast<int>(
-        std::lround(std::clamp(std::log(0.5 / share) / kGridStep, 0.0, kMostCutoffs)));
-    while (share < lowest(cutoff) && cutoff < static_cast<int>(kMostCutoffs)) ++cutoff;
-    while (cutoff > 0 && share >= lowest(cutoff - 1)) --cutoff;
-    from_ = cutoff < static_cast<int>(kMostCutoffs) ? lowest(cutoff) : 0.0;
-    upTo_ = cutoff > 0 ? lowest(cutoff - 1) : std::numeric_limits<double>::infinity();
-
-    choice_.cutoff = cutoff;
-    const double gridShare = 0.5 * std::exp(-kGridStep * cutoff);
-    choice_.halvings = static_cast<int>(
-        std::clamp(std::floor(std::log2(kHighestShare / gridShare)), 0.0, double{kMostHalvings}));
-    choice_.reach = static_cast<int>(std::ceil(kZeros / zerosPerSample(choice_)));
-    return choice_;
+    static std::array<Slot, kTables> slots;
+    Slot& slot = slots[static_cast<std::size_t>(number)];
+    std::call_once(slot.once, [&] { slot.table = std::make_unique<const Table>(number); });
+    return *slot.table;
 }
 
-double EqualAngleKernel::zerosPerSample(const Choice& choice) const
+// The bounds decide, so that all who ask come to the same.
+int EqualAngleKernel::cutoffFor(double share)
 {
-    return std::ldexp(std::exp(-kGridStep * choice.cutoff), choice.halvings);
+    int cutoff = static_cast<int>(std::lround(
+        std::clamp(kCutoffsPerOctave * std::log2(0.5 / share), 0.0, double{kLastCutoff})));
+    while (cutoff < kLastCutoff && share < lowestShare(cutoff)) ++cutoff;
+    while (cutoff > 0 && share >= lowestShare(cutoff - 1)) --cutoff;
+    return cutoff;
 }
 
-double EqualAngleKernel::halfWidthSeconds(double speedRpm)
+void EqualAngleKernel::chooseAnew(double share)
 {
-    const Choice choice = choose(speedRpm);
-    // Halving n times takes 11 (1 + 2 + 4 ...) samples.
-    const double samples = std::ldexp(choice.reach + 1.0, choice.halvings) +
-                           kHalvingReach * (std::ldexp(1.0, choice.halvings) - 1.0);
+    const int cutoff = cutoffFor(share);
+    from_ = cutoff < kLastCutoff ? lowestShare(cutoff) : 0.0;
+    upTo_ = cutoff > 0 ? lowestShare(cutoff - 1) : std::numeric_limits<double>::infinity();
+    choice_.halvings = halvingsOf(cutoff);
+    const Table& itsTable = table(cutoff - kCutoffsPerOctave * choice_.halvings);
+    choice_.reach = itsTable.reach;
+    choice_.fractions = itsTable.fractions;
+    choice_.rows = itsTable.rows.data();
+}
+
+double EqualAngleKernel::halfWidthSeconds(double speedRpm) const
+{
+    const int cutoff = cutoffFor(sharePerRpm_ * speedRpm);
+    const int halvings = halvingsOf(cutoff);
+    const int reach = reachOf(cutoff - kCutoffsPerOctave * halvings);
+    // Halving n times takes 23 (1 + 2 + 4 ...) samples.
+    const double samples =
+        std::ldexp(reach + 1.0, halvings) + kHalvingReach * (std::ldexp(1.0, halvings) - 1.0);
     return samples / rateHz_;
 }
 
-double EqualAngleKernel::value(const Choice& choice, const double* samples, double share)
+// Both rows at once, each in sums side by side, which hide the latency of the additions. By hand,
+// since of a loop over two rows compilers make more shuffles than products.
+double EqualAngleKernel::Weights::sumOver(const float* samples) const
 {
-    const Table& table = tableFor(choice);
-    const auto size = 2 * static_cast<std::size_t>(choice.reach);
-    const double at = share * table.fractions;
-    const auto row = static_cast<std::size_t>(at);
-    const double* weights = table.rows.data() + row * size;
-    return interpolatedDot(weights, weights + size, samples, size, at - static_cast<double>(row));
-}
-
-const EqualAngleKernel::Table& EqualAngleKernel::tableFor(const Choice& choice)
-{
-    const auto found = std::find_if(tables_.begin(), tables_.end(), [&](const Table& table) {
-        return table.cutoff == choice.cutoff;
-    });
-    if (found != tables_.end()) {
-        if (found != tables_.begin()) tables_.splice(tables_.begin(), tables_, found);
-        return tables_.front();
+    const float* next = row + size;
+    __m128 here0 = _mm_setzero_ps();
+    __m128 here1 = _mm_setzero_ps();
+    __m128 there0 = _mm_setzero_ps();
+    __m128 there1 = _mm_setzero_ps();
+    for (std::size_t k = 0; k < size; k += kLanes) {
+        const __m128 x0 = _mm_loadu_ps(samples + k);
+        const __m128 x1 = _mm_loadu_ps(samples + k + 4);
+        here0 = _mm_add_ps(here0, _mm_mul_ps(x0, _mm_loadu_ps(row + k)));
+        here1 = _mm_add_ps(here1, _mm_mul_ps(x1, _mm_loadu_ps(row + k + 4)));
+        there0 = _mm_add_ps(there0, _mm_mul_ps(x0, _mm_loadu_ps(next + k)));
+        there1 = _mm_add_ps(there1, _mm_mul_ps(x1, _mm_loadu_ps(next + k + 4)));
     }
-    if (tables_.size() == kTablesKept) tables_.pop_back();
-    tables_.push_front(makeTable(choice));
-    return tables_.front();
+    const __m128 here = _mm_add_ps(here0, here1);
+    const __m128 there = _mm_add_ps(there0, there1);
+    __m128 sum = _mm_add_ps(here, _mm_mul_ps(_mm_set1_ps(share), _mm_sub_ps(there, here)));
+    sum = _mm_add_ps(sum, _mm_movehl_ps(sum, sum));
+    sum = _mm_add_ss(sum, _mm_shuffle_ps(sum, sum, 1));
+    return static_cast<double>(_mm_cvtss_f32(sum));
 }
 
-EqualAngleKernel::Table EqualAngleKernel::makeTable(const Choice& choice) const
+// In pieces whose odd neighbours stand side by side, so that one step serves several results.
+void EqualAngleKernel::halve(std::span<const float> samples, std::span<float> results)
 {
-    const double zeros = zerosPerSample(choice);
-    Table table;
-    table.cutoff = choice.cutoff;
-    table.fractions = static_cast<int>(std::ceil(kFractionsPerShare * 0.5 * zeros));
-    const int size = 2 * choice.reach;
-    table.rows.resize((static_cast<std::size_t>(table.fractions) + 1) *
-                      static_cast<std::size_t>(size));
-    // The kernel is even: the last row is the first one backwards, and so on inwards.
-    double* row = table.rows.data();
-    double* mirrored = row + table.rows.size();
-    const double* values = kernel().data();
-    for (int r = 0; 2 * r <= table.fractions; ++r) {
-        const double share = static_cast<double>(r) / table.fractions;
-        for (int k = 0; k < size; ++k) {
-            const double weight = zeros * kernelAt(values, (k - choice.reach + 1 - share) * zeros);
-            *row++ = weight;
-            *--mirrored = weight;
-        }
-    }
-    return table;
-}
-
-void EqualAngleKernel::halve(std::span<const double> samples, std::span<double> results)
-{
+    constexpr std::size_t kPiece = 128;
     const HalvingWeights& weights = halvingWeights();
-    for (std::size_t j = 0; j < results.size(); ++j) {
-        const double* middle = samples.data() + 2 * j + kHalvingReach;
-        double sum = 0.5 * *middle;
+    std::array<float, kPiece + 2 * std::tuple_size_v<HalvingWeights>> neighbours{};
+    std::array<float, kPiece> sums{};
+    while (!results.empty()) {
+        const std::size_t count = std::min(results.size(), kPiece);
+        for (std::size_t k = 0; k < count + 2 * weights.size() - 1; ++k)
+            neighbours[k] = samples[2 * k];
+        for (std::size_t j = 0; j < count; ++j) sums[j] = 0.5F * samples[2 * j + kHalvingReach];
         for (std::size_t i = 0; i < weights.size(); ++i) {
-            const auto n = static_cast<std::ptrdiff_t>(2 * i + 1);
-            sum += weights[i] * (middle[-n] + middle[n]);
+            const float* before = neighbours.data() + weights.size() - 1 - i;
+            const float* behind = neighbours.data() + weights.size() + i;
+            for (std::size_t j = 0; j < count; ++j) sums[j] += weights[i] * (before[j] + behind[j]);
         }
-        results[j] = sum;
+        std::copy_n(sums.begin(), count, results.begin());
+        samples = samples.subspan(2 * count);
+        results = results.subspan(count);
     }
 }
 

@@ -26,7 +26,9 @@ struct EqualAngleSamples {
 ///
 /// A step comes out once the samples that it needs are there. It is left out, and the next one
 /// begins a segment, if they were never measured: before the first sample, behind the last one, or
-/// where they were let go. What comes out does not depend on how samples and steps were split.
+/// where they were let go. What comes out does not depend on how samples and steps were split. It
+/// is computed in single precision, so a sample's magnitude is below 3e38, and the rounding is
+/// about 1e-7 of the signal; samples() gives what was fed.
 ///
 /// Memory: twice the samples from the oldest step that waits (or keepFrom()) on. One thread at a
 /// time.
@@ -58,44 +60,44 @@ public:
     void keepFrom(double seconds);
 
     /// Number of the next sample, counted from 0.
-    [[nodiscard]] long long written() const { return levels_.front().written(); }
+    [[nodiscard]] long long written() const { return source_.written(); }
 
     /// Number of the oldest sample that is kept.
-    [[nodiscard]] long long oldest() const { return levels_.front().first; }
+    [[nodiscard]] long long oldest() const { return source_.first; }
 
     /// Kept samples of a channel, from number `from` on.
     [[nodiscard]] std::span<const double> samples(std::size_t channel, long long from) const;
 
 private:
-    // The channels at the source's rate halved a number of times.
+    // The channels at one rate.
+    template <typename Value>
     struct Level {
-        long long first = 0;                     ///< number of the first sample that is kept
-        std::vector<std::vector<double>> values; ///< shape (channels, samples)
+        double rateHz = 0.0;
+        long long first = 0;                    ///< number of the first sample that is kept
+        std::vector<std::vector<Value>> values; ///< shape (channels, samples)
 
         [[nodiscard]] long long written() const
         {
             return first + static_cast<long long>(values.front().size());
         }
 
-        void forget(long long before);
+        void forget(double before);
     };
 
-    // Where a step stands among the samples of its level.
+    // Which samples a step is taken from.
     struct Place {
-        EqualAngleKernel::Choice choice;
-        long long before = 0; ///< number of the sample before it, or at it
-        double share = 0.0;   ///< how far behind that one, 0 up to below 1
+        EqualAngleKernel::Weights weights;
+        std::size_t level = 0; ///< halvings of their rate
+        std::size_t begin = 0; ///< index of the first
     };
 
-    [[nodiscard]] Place placeOf(const EqualAngleStep& step);
-    [[nodiscard]] bool isReady(const Place& place) const;
-    [[nodiscard]] bool isLost(const Place& place) const;
-    void addValues(const Place& place, EqualAngleSamples& to);
+    bool addHalved(std::size_t halvings);
+    std::size_t takePlaces(std::span<Place> places, std::vector<EqualAngleStep>& steps);
 
     EqualAngleKernel kernel_;
-    double rateHz_;
     double startSeconds_;
-    std::vector<Level> levels_;
+    Level<double> source_;
+    std::vector<Level<float>> levels_; ///< by the halvings of the rate, from 0
     std::deque<EqualAngleStep> waiting_;
     double lastSpeedRpm_ = 0.0; ///< of the steps requested
     bool finished_ = false;

@@ -11,6 +11,7 @@
 #include <numbers>
 #include <random>
 #include <span>
+#include <thread>
 #include <vector>
 
 namespace Harmotrack::Host {
@@ -102,6 +103,28 @@ INSTANTIATE_TEST_SUITE_P(EqualAngleResampler,
                          StoppedOrder,
                          testing::Values(50.0, 51.0, 60.0, 75.0, 99.0, 100.0, 113.0));
 
+// A tone that rises from 1.2 times the Nyquist order to half the rate passes through all that could
+// fold where the rate is halved; so at speeds close enough to meet every ratio of order and rate.
+TEST(EqualAngleResampler, NothingFoldsFromAnyFrequencyAtAnySpeed)
+{
+    constexpr double kSeconds = 2.0;
+    for (double rpm = 600.0; rpm < 6000.0; rpm *= 1.05) {
+        const double lowest = 1.2 * kMaxOrder * rpm / 60.0;
+        const double hzPerSecond = (0.5 * kRate - lowest) / kSeconds;
+        const UniformSignal signal = sampled(kRate, kSeconds, [&](double t) {
+            return std::cos(2.0 * kPi * (lowest + 0.5 * hzPerSecond * t) * t);
+        });
+        std::vector<EqualAngleStep> steps;
+        for (const double t : moments(0.1, kSeconds - 0.1, 60.0 / (2.0 * kMaxOrder * rpm)))
+            steps.push_back({static_cast<long long>(steps.size()), t, rpm, steps.empty()});
+        const EqualAngleSamples result = resampled(signal, steps, 2 * kMaxOrder);
+        ASSERT_EQ(result.steps.size(), steps.size());
+        for (std::size_t k = 0; k < steps.size(); ++k)
+            ASSERT_LT(std::abs(result.values[0][k]), 3.16e-5)
+                << rpm << " rpm, " << lowest + hzPerSecond * steps[k].seconds << " Hz";
+    }
+}
+
 // Where the angle domain is the faster one, the source's own Nyquist frequency is the limit: the
 // images of 0.45 rate lie at 0.55 rate.
 TEST(EqualAngleResampler, ImagesOfTheSourceAreNinetyDecibelsDown)
@@ -165,6 +188,24 @@ TEST(EqualAngleResampler, PiecesOfAnySizeGiveTheSameBits)
         EXPECT_EQ(pieces.values[0], whole.values[0]);
         EXPECT_EQ(pieces.values[1], whole.values[1]);
     }
+}
+
+// Tables of weights are made once for all, whoever comes first.
+TEST(EqualAngleResampler, ThreadsAtOnceGiveTheSameBits)
+{
+    std::mt19937 random(6);
+    std::normal_distribution<double> noise;
+    const UniformSignal signal = sampled(2000.0, 4.0, [&](double) { return noise(random); });
+    std::vector<EqualAngleStep> steps;
+    for (int k = 0; k < 2000; ++k)
+        steps.push_back({k, 1.0 + 0.001 * k, 200.0 * std::pow(20.0, k / 2000.0), k == 0});
+    std::vector<EqualAngleSamples> results(4);
+    std::vector<std::thread> threads;
+    for (EqualAngleSamples& result : results)
+        threads.emplace_back([&] { result = resampled(signal, steps, 32); });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(results[0].steps.size(), steps.size());
+    for (const EqualAngleSamples& result : results) EXPECT_EQ(result.values, results[0].values);
 }
 
 // The start of the signal is only a shift of its times.
