@@ -13,6 +13,8 @@ set(HARMOTRACK_LEFT_OUT
     examples/recordings
     harmotrack_allocation_tests
     harmotrack_memory_tests
+    harmotrack_face_memory_tests
+    harmotrack_limited_memory_tests
     harmotrack_tracker_allocation_tests
     harmotrack_tracker_memory_tests
     harmotrack_kept_memory_tests
