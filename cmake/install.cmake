@@ -1,5 +1,6 @@
 # What a developer of hosts gets by `cmake --install`: headers, the library with its kernels beside
-# it, a CMake package, a pkg-config file, examples. The prefix may be moved afterwards.
+# it, a CMake package, a pkg-config file, the host layer and the examples as sources. The prefix may
+# be moved afterwards.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -50,7 +51,10 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/harmotrack.pc.in ${PROJECT_BINARY_DIR
                @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/harmotrack.pc DESTINATION ${pkgconfig_dir})
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/c
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/harmotrack/examples)
+# The host layer and the example hosts as sources, which build against what is installed.
+set(kit_dir ${CMAKE_INSTALL_DATADIR}/harmotrack)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR}/host DESTINATION ${kit_dir})
+install(FILES ${PROJECT_SOURCE_DIR}/cmake/kit/CMakeLists.txt DESTINATION ${kit_dir})
+install(FILES ${PROJECT_SOURCE_DIR}/cmake/rules.cmake DESTINATION ${kit_dir}/cmake)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/README.md
               ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -6,17 +6,18 @@
 #     programs that need it show what they find
 #   - malloc() or a C++ heap that the program defines: a DLL of Windows uses neither, and Windows has
 #     no aligned_alloc() to build the latter on
-#   - the rules by which ELF binds symbols, and what Linux alone tells of a loaded library
+#   - what POSIX alone offers: a dlopen() in the program's hands, limits of a process
 # docs/windows.md has the same list, and a test compares the two. Sanitizers are presets of Linux.
 set(HARMOTRACK_LEFT_OUT
     examples/cpp
     examples/recordings
     harmotrack_allocation_tests
     harmotrack_memory_tests
+    harmotrack_face_memory_tests
+    harmotrack_limited_memory_tests
     harmotrack_tracker_allocation_tests
     harmotrack_tracker_memory_tests
     harmotrack_kept_memory_tests
-    harmotrack_dlopen_host
     harmotrack_without_fftw)
 
 # Windows searches the folder of the program for libraries, not that of the library that loads them:

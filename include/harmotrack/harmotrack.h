@@ -14,7 +14,7 @@
  *
  * The library does not resample: samples at equal angles come from the host. It has no user
  * interface, reads no file, environment variable or registry key, starts no thread, prints nothing
- * and never aborts.
+ * and never aborts; FFTW, which it loads, does when memory runs out in it (see FAILURES).
  *
  * A session with an analyzer, the same from C and C++:
  *
@@ -58,7 +58,10 @@
  *   - calculate: std::bad_alloc, in runs with harmonics (its only allocation).
  *   - autotrackerCalculate: std::runtime_error "Failed to initialize VexCalc.", when the tracker
  *     decimates and no kernel library is found.
- * A C host that can't catch them ends with std::terminate.
+ * A C host that can't catch them ends with std::terminate. FFTW reports no lack of memory: if it
+ * finds none while it plans, in initiate, or for the work of a transform, in calculate, it prints
+ * a line and ends the process. A host that must not end so makes sure before that there is some,
+ * as harmotrack.hpp does for initiate: 12 * 16 bytes a sample of both blocks, and 1 MiB.
  *
  * THREADS: one thread at a time per handle. Different handles are independent and may work at the
  * same time; making and initiating them is serialised inside where FFTW needs it. The first sample

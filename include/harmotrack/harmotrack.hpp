@@ -38,8 +38,12 @@
 /// make, set up and end them.
 ///
 /// MEMORY. setUp() allocates everything, feed() and next() nothing but what the library itself
-/// does (see calculate() in harmotrack.h). If memory runs out, an Error says so, and the handle
-/// is not used again; only FFTW's planner may end the process instead, since it does not report it.
+/// does (see calculate() in harmotrack.h). If memory runs out in setUp(), restart() or reset(), an
+/// Error says so, and a handle whose setting up failed is not used again. FFTW itself does not
+/// report it but ends the process: what it takes for planning is therefore reserved before it is
+/// called, which rules that out unless other threads take the last memory in the meantime. What it
+/// takes for a transform it takes in next(), where nothing stands between: nothing at most block
+/// sizes, up to 6 complex blocks at others, as those with a prime factor above 13.
 #ifndef HARMOTRACK_HARMOTRACK_HPP
 #define HARMOTRACK_HARMOTRACK_HPP
 
@@ -97,8 +101,10 @@ public:
     /// @throws Error  see AnalyzerSetup::validate(); a ring too short; FFTW missing
     [[nodiscard]] AnalyzerSizes sizesOf(const AnalyzerSetup& setup) const
     {
-        setup.validate(mode_);
-        return Detail::AnalyzerState(mode_, setup).sizes();
+        return Detail::Library::withSentence([&] {
+            setup.validate(mode_);
+            return Detail::AnalyzerState(mode_, setup).sizes();
+        });
     }
 
     /// Takes a handle, sets it up and starts the first run. The analyzer may have been set up
@@ -109,11 +115,13 @@ public:
     /// exhausted
     void setUp(const AnalyzerSetup& setup)
     {
-        setup.validate(mode_);
-        state_.reset(); // its handle may serve again at once
-        auto state = std::make_unique<Detail::AnalyzerState>(mode_, setup);
-        state->initiate();
-        state_ = std::move(state);
+        Detail::Library::withSentence([&] {
+            setup.validate(mode_);
+            state_.reset(); // its handle may serve again at once
+            auto state = std::make_unique<Detail::AnalyzerState>(mode_, setup);
+            state->initiate();
+            state_ = std::move(state);
+        });
     }
 
     /// Whether there is a setup.
@@ -129,14 +137,20 @@ public:
     /// before is left. It costs what setUp() costs without the rings and tables.
     ///
     /// @throws Error  memory exhausted; the analyzer must be set up anew then
-    void restart() { state().startAgain(false); }
+    void restart()
+    {
+        Detail::Library::withSentence([this] { state().startAgain(false); });
+    }
 
     /// Starts another run within the same stream: results are cleared and no block triggered before
     /// counts, while the samples that still wait are taken as the first of the new run. Results
     /// that next() has not given yet are lost. The cost is that of restart().
     ///
     /// @throws Error  memory exhausted; the analyzer must be set up anew then
-    void reset() { state().startAgain(true); }
+    void reset()
+    {
+        Detail::Library::withSentence([this] { state().startAgain(true); });
+    }
 
     /// Most equal-angle samples that the next feed() may bring. Less than largestDelivery if
     /// equal-angle samples wait for equal-time samples that have not come.
@@ -294,11 +308,13 @@ public:
     ///                signal is to be decimated; memory exhausted
     void setUp(const TrackerSetup& setup)
     {
-        setup.validate();
-        state_.reset(); // its handle may serve again at once
-        auto state = std::make_unique<Detail::TrackerState>(setup);
-        state->initiate();
-        state_ = std::move(state);
+        Detail::Library::withSentence([&] {
+            setup.validate();
+            state_.reset(); // its handle may serve again at once
+            auto state = std::make_unique<Detail::TrackerState>(setup);
+            state->initiate();
+            state_ = std::move(state);
+        });
     }
 
     /// Whether there is a setup.

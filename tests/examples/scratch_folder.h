@@ -63,6 +63,7 @@ inline std::string contentOf(const std::string& file)
 
 inline void store(const std::string& file, const std::string& content)
 {
+    std::filesystem::remove(file); // some file systems write through what replaces content
     std::ofstream(file, std::ios::binary) << content;
 }
 

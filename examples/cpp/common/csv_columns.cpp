@@ -48,6 +48,20 @@ std::vector<std::string> splitLine(std::string_view line, char separator)
     return fields;
 }
 
+// As a sentence shows it: in one line, and no longer than that.
+std::string shown(std::string_view text)
+{
+    constexpr std::size_t kMost = 300;
+    const bool cut = text.size() > kMost;
+    std::string line(text.substr(0, kMost));
+    std::replace_if(
+        line.begin(),
+        line.end(),
+        [](char c) { return (c >= '\0' && c < ' ') || c == '\x7F'; },
+        '?');
+    return cut ? line + " ..." : line;
+}
+
 char separatorOf(std::string_view header)
 {
     for (const char separator : {',', ';', '\t'}) {
@@ -64,7 +78,7 @@ std::size_t columnOf(const std::vector<std::string>& header, const std::string& 
         std::string names;
         for (const std::string& column : header) names += (names.empty() ? "" : ", ") + column;
         throw HostError("There is no column \"" + std::string(name) +
-                        "\"; the columns are: " + names + ".");
+                        "\"; the columns are: " + shown(names) + ".");
     }
     if (std::find(found + 1, header.end(), name) != header.end())
         throw HostError("The column \"" + std::string(name) + "\" stands twice in the file.");
@@ -80,8 +94,8 @@ double numberOf(const std::string& field, std::size_t line, const std::string& c
     const auto [stop, error] = std::from_chars(begin, end, value);
     if (error != std::errc() || stop != end || !std::isfinite(value))
         throw HostError("Line " + std::to_string(line) + " holds " +
-                        (field.empty() ? "nothing" : "\"" + field + "\"") + " in the column \"" +
-                        column + "\", and a finite number is needed there.");
+                        (field.empty() ? "nothing" : "\"" + shown(field) + "\"") +
+                        " in the column \"" + column + "\", and a finite number is needed there.");
     return value;
 }
 

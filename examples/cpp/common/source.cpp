@@ -2,6 +2,7 @@
 
 #include "csv_columns.h"
 #include "interruption.h"
+#include "wav_data.h"
 
 #include "host/host_error.h"
 #include "host/tachometer.h"
@@ -11,7 +12,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <optional>
+#include <string>
 #include <utility>
 
 namespace Harmotrack::Examples {
@@ -54,22 +58,28 @@ std::vector<int> signalChannels(const SourceOptions& options, int channels, std:
     return chosen;
 }
 
-// Reads the channels asked for, counted from 1, scaled to the value of full scale.
+[[noreturn]] void
+refuseCut(const std::string& name, std::uint64_t found, std::uint64_t announced, const char* what)
+{
+    throw HostError("The recording " + name + " is cut short: " + std::to_string(found) + " of " +
+                    std::to_string(announced) + ' ' + what + " can be read.");
+}
+
+// Reads the channels asked for, counted from 1, scaled to the value of full scale. What the head of
+// the file says of its length is not believed before the samples are there.
 std::vector<UniformSignal>
 readChannels(SndfileHandle& file, const std::string& name, const std::vector<int>& channels)
 {
-    constexpr std::size_t kBlockFrames = 65536;
+    constexpr std::size_t kBlockSamples = 1 << 16;
     const auto stride = static_cast<std::size_t>(file.channels());
-    std::vector<double> block(kBlockFrames * stride);
+    const std::size_t blockFrames = std::max<std::size_t>(kBlockSamples / stride, 1);
+    std::vector<double> block(blockFrames * stride);
     std::vector<UniformSignal> signals(channels.size());
-    for (UniformSignal& signal : signals) {
-        signal.rateHz = file.samplerate();
-        signal.samples.reserve(static_cast<std::size_t>(file.frames()));
-    }
+    for (UniformSignal& signal : signals) signal.rateHz = file.samplerate();
     sf_count_t frames = 0;
     for (;;) {
         Interruption::check();
-        const sf_count_t got = file.readf(block.data(), kBlockFrames);
+        const sf_count_t got = file.readf(block.data(), static_cast<sf_count_t>(blockFrames));
         if (got <= 0) break;
         frames += got;
         for (std::size_t c = 0; c < channels.size(); ++c) {
@@ -79,8 +89,10 @@ readChannels(SndfileHandle& file, const std::string& name, const std::vector<int
         }
     }
     if (file.error() != SF_ERR_NO_ERROR || frames < file.frames())
-        throw HostError("The recording " + name + " is cut short: " + std::to_string(frames) +
-                        " of " + std::to_string(file.frames()) + " samples can be read.");
+        refuseCut(name,
+                  static_cast<std::uint64_t>(frames),
+                  static_cast<std::uint64_t>(file.frames()),
+                  "samples");
     if (frames == 0) throw HostError("The recording " + name + " has no samples.");
     return signals;
 }
@@ -116,6 +128,9 @@ Source readAudio(const SourceOptions& options, std::size_t mostSignals)
     if (!file || file.error() != SF_ERR_NO_ERROR)
         throw HostError("The file " + name +
                         " is no recording that can be read: " + file.strError());
+    const std::optional<WavData> data = wavData(name);
+    if (data && data->present < data->announced)
+        refuseCut(name, data->present, data->announced, "bytes of samples");
     const bool hasTacho = options.tachoChannel != 0;
     if (hasTacho) checkChannel(options.tachoChannel, file.channels(), name);
     std::vector<int> channels = signalChannels(options, file.channels(), mostSignals);

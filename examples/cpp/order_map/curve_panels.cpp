@@ -23,6 +23,11 @@ constexpr std::array<const char*, 5> kColours{
 constexpr const char* kKeyAbove =
     "set key at graph 1,1.01 right bottom horizontal Left reverse samplen 1.5 maxrows 1\n";
 
+// Why curves of phases have gaps, in the panel's corner, behind them.
+constexpr const char* kGapsExplained =
+    "set label 4 'where the order stands out of the noise' at graph 0.99,0.89 right back "
+    "textcolor rgb '#777777' font ',11'\n";
+
 struct Curve {
     std::string title; ///< empty: not in the key
     std::string data;  ///< lines of x and y, an empty line where the curve is broken
@@ -134,13 +139,18 @@ std::vector<Curve> amplitudeCurves(const Report& report, const std::vector<std::
     return curves;
 }
 
-std::vector<Curve> phaseCurves(const Report& report, const std::vector<std::size_t>& shown)
+struct PhaseCurves {
+    std::vector<Curve> curves;
+    bool leftOut = false; ///< some phases that would be those of the noise
+};
+
+PhaseCurves phaseCurves(const Report& report, const std::vector<std::size_t>& shown)
 {
     const bool toShaft = report.settings.phaseMode == Host::PhaseMode::Shaft;
     constexpr double kHalfTurn = 180.0;
     // Without order 1 itself, what is left of a machine is seldom far above the noise.
     const double aboveUsual = toShaft ? 4.0 : 2.0;
-    std::vector<Curve> curves;
+    PhaseCurves phases;
     for (std::size_t s = 0; s < report.results.signals.size(); ++s) {
         const Host::SignalResults& signal = report.results.signals[s];
         const std::vector<double> usual = usualAmplitudes(signal.orderMap);
@@ -150,15 +160,16 @@ std::vector<Curve> phaseCurves(const Report& report, const std::vector<std::size
             if (!toShaft && order == 1.0F) continue;  // against itself it is 0
             const auto phase = [&](std::size_t b) {
                 const std::complex<double> value = signal.harmonics[shown[i]][b];
-                return std::abs(value) > aboveUsual * usual[b]
-                           ? std::arg(value) * kHalfTurn / std::numbers::pi
-                           : kNothing;
+                if (std::abs(value) > aboveUsual * usual[b])
+                    return std::arg(value) * kHalfTurn / std::numbers::pi;
+                phases.leftOut = true;
+                return kNothing;
             };
-            curves.push_back(
+            phases.curves.push_back(
                 {"", overSpeed(report, report.results.orderBlocks, kHalfTurn, phase), i, s == 1});
         }
     }
-    return curves;
+    return phases;
 }
 
 std::string panel(const Area& area, const std::string& title, const std::string& yLabel)
@@ -210,11 +221,12 @@ std::string harmonicPanels(const Report& report, const CurveAreas& areas)
     double greatest = 0.0;
     for (const std::size_t h : shown) greatest = std::max(greatest, greatestAmplitude(report, h));
     const bool toShaft = report.settings.phaseMode == Host::PhaseMode::Shaft;
+    const PhaseCurves phases = phaseCurves(report, shown);
     return panel(areas.cuts, "Order cuts", report.amplitudeUnit()) + levelRange(greatest) +
            speedAxis(report, false) + kKeyAbove + plotText(amplitudeCurves(report, shown)) +
            panel(areas.phases, "", toShaft ? "Phase to mark (°)" : "Phase to order 1 (°)") +
            "set yrange [-180:180]\nset ytics 90\nset key off\n" +
-           plotText(phaseCurves(report, shown));
+           (phases.leftOut ? kGapsExplained : "") + plotText(phases.curves) + "unset label 4\n";
 }
 
 std::string overallPanel(const Report& report, const Area& area)

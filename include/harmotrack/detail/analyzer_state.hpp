@@ -544,22 +544,13 @@ private:
                              cells(TimeTwoSided)});
     }
 
-    /// FFTW ends the process if memory runs out while it plans. So about what planning takes is
-    /// asked for before, where a refusal is an exception.
-    void reserveForPlanning() const
-    {
-        constexpr std::size_t kRows = 12; // work of a transform and its plan, in complex blocks
-        const auto samples = static_cast<std::size_t>(sizes_.orderBlock) +
-                             static_cast<std::size_t>(sizes_.timeBlock);
-        ::operator delete(::operator new(kRows* samples * 2 * sizeof(double)));
-    }
-
     void startRun()
     {
         handOver();
         std::int32_t error = 0;
         try {
-            reserveForPlanning();
+            reserveForPlanning(static_cast<std::size_t>(sizes_.orderBlock) +
+                               static_cast<std::size_t>(sizes_.timeBlock));
             c_.initiate(lease_->handle, &error);
         } catch (const std::bad_alloc&) {
             error = 1;

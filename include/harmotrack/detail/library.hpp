@@ -20,6 +20,23 @@ namespace Harmotrack {
 
 namespace Detail {
 
+/// Asks for memory and gives it back at once: where the next step would end the process for want of
+/// it, or fail for ever, a refusal here is an exception.
+inline void reserve(std::size_t bytes)
+{
+    ::operator delete(::operator new(bytes));
+}
+
+/// FFTW ends the process if memory runs out while it plans. So more than it takes is reserved: for
+/// transforms of so many samples in all up to 6 complex blocks, prime lengths being the worst, and
+/// 0.3 MB of its own; the buffers and the windows, which are made in between, are 3 blocks.
+inline void reserveForPlanning(std::size_t samples)
+{
+    constexpr std::size_t kBlocks = 12;
+    constexpr std::size_t kPlanner = 1 << 20;
+    reserve(kBlocks * samples * 2 * sizeof(double) + kPlanner);
+}
+
 /// What an idle analyzer is set up with: the smallest blocks there are, and every path, so that
 /// each lets go of the tables that it had.
 struct IdleAnalyzerSetup {
@@ -63,6 +80,7 @@ inline bool detach(const Functions& c, AnalyzerHandle handle)
         c.setResampledBuffers(handle, {zeros, zeros, zeros, zeros, zeros, zeros, kSlots, 0, 0, 0});
         c.setTimeBuffers(handle, {zeros, zeros, kSlots, 0, 0});
         c.setResultBuffers(handle, {});
+        reserveForPlanning(kSlots);
         std::int32_t error = 0;
         c.initiate(handle, &error);
         if (error != 0) return false;
@@ -204,6 +222,20 @@ public:
     /// decimating tracker: through a tracker that no one else has.
     void loadKernels();
 
+    /// Runs what takes memory. If that runs out, even for the words that say so, a sentence says so
+    /// that was made while there was some.
+    template <typename Step>
+    static auto withSentence(const Step& step) -> decltype(step())
+    {
+        try {
+            return step();
+        } catch (const std::bad_alloc&) {
+            throw Error(instance().memoryRanOut_);
+        } catch (const std::length_error&) {
+            throw Error(instance().memoryRanOut_);
+        }
+    }
+
     PoolCounts analyzers(Mode mode)
     {
         const std::lock_guard lock(mutex_);
@@ -262,11 +294,11 @@ private:
         constexpr const char* kNoFftw =
             "FFTW 3 (double precision) could not be loaded; install it (Debian's package "
             "libfftw3-double3) and start again.";
-        if (!fftwIsOpen_)
-            fftwIsOpen_ = openLibrary(kFftwFile) != nullptr ||
-                          (!folder_.empty() && openLibrary(folder_ + kFftwFile) != nullptr);
+        fftwIsOpen_ = fftwIsOpen_ || openFftw();
         requireThat(fftwIsOpen_ && !createFailed_, kNoFftw);
         try {
+            constexpr std::size_t kSymbols = 1 << 20; // to look them up
+            reserve(kSymbols);
             analyzers_.reserveOneMore();
             AnalyzerHandle handle = functions_.create(static_cast<std::int32_t>(mode));
             ++analyzers_.made;
@@ -279,6 +311,16 @@ private:
         }
     }
 
+    /// The loader does not tell what it lacked: lack of memory must not pass for a lack of FFTW.
+    [[nodiscard]] bool openFftw() const
+    {
+        constexpr std::size_t kFileSize = 8 << 20;
+        reserve(kFileSize);
+        return openLibrary(kFftwFile) != nullptr ||
+               (!folder_.empty() && openLibrary(folder_ + kFftwFile) != nullptr);
+    }
+
+    const Error memoryRanOut_{"Memory ran out."};
     std::mutex mutex_;
     Functions functions_{};
     bool ready_ = false;
@@ -311,6 +353,8 @@ inline void Library::loadKernels()
 {
     const std::lock_guard lock(kernelsMutex_);
     if (kernelsAreLoaded_) return;
+    constexpr std::size_t kFileSize = 2 << 20;
+    reserve(kFileSize); // the loader does not tell what it lacked
     ThrowAwayTracker throwAway;
     TrackerHandle tracker = takeTracker();
     try {

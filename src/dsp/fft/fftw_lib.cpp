@@ -2,6 +2,7 @@
 
 #include "dsp/fft/fftw_lib_error.h"
 
+#include <new>
 #include <string>
 #include <type_traits>
 
@@ -25,7 +26,13 @@ template <typename Precision>
 void FFTWLib<Precision>::acquire()
 {
     const std::scoped_lock lock(loadMutex_);
-    if (++referenceCount_ == 1) load();
+    if (++referenceCount_ != 1) return;
+    try {
+        load();
+    } catch (const std::bad_alloc&) {
+        --referenceCount_; // nothing was found to be missing: the next one tries again
+        throw;
+    }
 }
 
 template <typename Precision>

@@ -43,9 +43,10 @@ struct FFTWFunctions<float> {
 /// releases in its destructor, so FFTW is there as long as one transform is. All transforms are in
 /// double precision; the instance for float has the same form and is never acquired.
 ///
-/// A load that fails is final. The count stays raised and what was loaded stays loaded, so a later
-/// acquire() finds the library in use, tries nothing and throws nothing; the functions are then as
-/// the failure left them, null from the missing one on, and no transform may be sized any more.
+/// A load that fails for want of the library or of a symbol is final. The count stays raised and
+/// what was loaded stays loaded, so a later acquire() finds the library in use, tries nothing and
+/// throws nothing; the functions are then as the failure left them, null from the missing one on,
+/// and no transform may be sized any more.
 ///
 /// Unloading does not give back the tables that FFTW's planner keeps for itself: a process whose
 /// last transform goes and whose next one comes, over and over, loses them each time. Keep one
@@ -67,7 +68,8 @@ public:
     /// Counts one user more, and loads the library for the first.
     /// @throws FFTWLibError       "Failed to load FFTWLib", or "Symbol fftw_... not found in loaded
     ///                            FFTWLib" with the full name of the first one missing
-    /// @throws std::system_error  the mutex could not be locked; nothing was counted
+    /// @throws std::bad_alloc, std::system_error  no memory, or the mutex could not be locked;
+    ///                                             nothing was counted
     void acquire();
 
     /// Counts one user less, and unloads the library after the last.

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <utility>
 #include <vector>
 
 namespace Velmora::KorLib::Dsp::Fir {
@@ -26,7 +27,7 @@ struct Designed {
     std::vector<double> taps;
 };
 
-Designed design(const EquirippleDesign& wish)
+Designed design(const EquirippleDesign& wish, std::int32_t density = kDensity)
 {
     const auto tapCount = static_cast<std::size_t>(wish.tapCount);
     Designed filter{.result = 1, .taps = std::vector<double>(tapCount, kUnwritten)};
@@ -37,7 +38,7 @@ Designed design(const EquirippleDesign& wish)
                           wish.gains.data(),
                           wish.weights.data(),
                           wish.type,
-                          kDensity);
+                          density);
     return filter;
 }
 
@@ -190,6 +191,21 @@ TEST(Remez, WeightDividesTheRippleOfItsBand)
     const double pass = greatest(weightedError(wish, filter.taps, 0, spacing(wish)));
     const double stop = greatest(weightedError(wish, filter.taps, 1, spacing(wish))) / 10.0;
     EXPECT_NEAR(pass / stop, 10.0, 0.01);
+}
+
+// Near 0, where the cosine is flat, the first two points of so dense a grid are one to the
+// interpolation, and the error at both is the same to the bit: the second is the extremum. It is
+// above 0 with 31 taps, below with 63. A finer grid changes the filter by little.
+TEST(Remez, ExtremumThatTwoGridPointsShareIsFound)
+{
+    for (const auto& [tapCount, density] : {std::pair(31, 512), std::pair(63, 256)}) {
+        const EquirippleDesign wish = lowPass(tapCount, 0.1, 0.2);
+        const Designed coarse = design(wish);
+        const Designed dense = design(wish, density);
+        ASSERT_EQ(dense.result, 0) << tapCount;
+        for (std::size_t n = 0; n < dense.taps.size(); ++n)
+            EXPECT_NEAR(dense.taps[n], coarse.taps[n], 1e-4);
+    }
 }
 
 // The one tap misses 1 and 0 by 1/2 each, all along both bands: a flat error has one local extreme

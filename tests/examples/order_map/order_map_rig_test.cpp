@@ -1,40 +1,24 @@
-// A real rotor rig: speed from an encoder, samples at irregular steps of about 15 ms. The
-// recordings stand outside the repository.
+// order_map on a real rotor rig.
 
 #include "program.h"
+#include "rotor_rig.h"
 #include "scratch_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <cmath>
 
 namespace Harmotrack::Tests {
 namespace {
-
-std::string rigFolder()
-{
-    const char* folder = std::getenv("HARMOTRACK_RECORDINGS");
-    return std::string(folder != nullptr ? folder : "") + "/rosa_rotor_imu/";
-}
 
 // The unbalance rules this machine: its order 1 is the greatest line nearly everywhere.
 TEST(RotorRig, FirstOrderIsTheGreatestInNineRowsOfTen)
 {
     const ScratchFolder folder;
     Launch launch;
-    launch.arguments = {"--csv",
-                        rigFolder() + "merged_data306.csv",
-                        "--time",
-                        "Rel Time",
-                        "--time-unit",
-                        "ms",
-                        "--speed",
-                        "Actual Speed",
-                        "--signal",
-                        "LinAcc. x",
-                        "--output",
-                        folder.path().string()};
+    launch.arguments = rotorRig("LinAcc. x");
+    launch.arguments.insert(launch.arguments.end(), {"--output", folder.path().string()});
     const Outcome outcome = runProgram(ORDER_MAP_PROGRAM, launch);
     ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
 

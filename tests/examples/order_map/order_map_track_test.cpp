@@ -1,11 +1,6 @@
 // order_map without a tacho: the speed is tracked in the signal.
 
-#include "program.h"
-#include "scratch_folder.h"
-#include "small_machine.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "program_test.h"
 
 #include <algorithm>
 #include <map>
@@ -15,34 +10,19 @@ namespace {
 
 using testing::HasSubstr;
 
-class OrderMapWithoutTacho : public testing::Test {
+class OrderMapWithoutTacho : public ProgramTest {
 protected:
-    OrderMapWithoutTacho()
-    {
-        storeAudio(recording_, SmallMachine().frames(), SmallMachine().rateHz, kFlac);
-    }
+    OrderMapWithoutTacho() : ProgramTest(ORDER_MAP_PROGRAM) {}
 
-    [[nodiscard]] Outcome orderMap(std::vector<std::string> arguments) const
+    [[nodiscard]] Outcome orderMap(const std::vector<std::string>& arguments) const
     {
-        Launch launch;
-        launch.arguments = std::move(arguments);
-        launch.arguments.insert(launch.arguments.end(), {"--output", output_});
-        return runProgram(ORDER_MAP_PROGRAM, launch);
+        return run(with(arguments, {"--output", output_}));
     }
 
     void expectRefusal(const std::vector<std::string>& arguments, const std::string& words) const
     {
-        const Outcome outcome = orderMap(arguments);
-        EXPECT_EQ(outcome.exitCode, 2) << words;
-        EXPECT_THAT(outcome.errors, HasSubstr(words));
-        EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1)
-            << outcome.errors;
-        EXPECT_FALSE(std::filesystem::exists(output_)) << words;
+        ProgramTest::expectRefusal(with(arguments, {"--output", output_}), words);
     }
-
-    ScratchFolder folder_;
-    std::string recording_ = folder_ / "machine.flac";
-    std::string output_ = folder_ / "results";
 };
 
 // Amplitude by speed of one order of a signal, from harmonics.csv.
@@ -85,21 +65,9 @@ TEST_F(OrderMapWithoutTacho, TableNeedsNoColumnOfSpeed)
 {
     const std::string table = folder_ / "machine.csv";
     store(table, SmallMachine().table());
-    const Outcome outcome = orderMap({"--csv",
-                                      table,
-                                      "--time",
-                                      "Time",
-                                      "--time-unit",
-                                      "ms",
-                                      "--signal",
-                                      "Signal",
-                                      "--track",
-                                      "1100:2500",
-                                      "--orders",
-                                      "1,3.5",
-                                      "--highest-order",
-                                      "5",
-                                      "--no-picture"});
+    const Outcome outcome = orderMap(with(
+        columnsOf(table),
+        {"--track", "1100:2500", "--orders", "1,3.5", "--highest-order", "5", "--no-picture"}));
     ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_THAT(outcome.output, HasSubstr("tracked in Signal"));
 }

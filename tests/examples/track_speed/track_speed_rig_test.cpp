@@ -1,43 +1,31 @@
-// A real rotor rig: accelerations at about 66 Hz, speed from an encoder. The recordings stand
-// outside the repository.
+// track_speed on a real rotor rig.
 
 #include "program.h"
+#include "rotor_rig.h"
 #include "scratch_folder.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 namespace Harmotrack::Tests {
 namespace {
 
-// The one recording at a nearly steady speed. Sensor and encoder differ by nearly 2 % throughout,
+// Sensor and encoder differ by nearly 2 % throughout,
 // which no tracking can mend; the encoder's readings scatter by several per cent besides, which the
 // mean over a block of nearly 2 s evens out.
 TEST(RotorRig, SteadySpeedIsTrackedWithinThreePerCentOfTheEncoder)
 {
-    const char* recordings = std::getenv("HARMOTRACK_RECORDINGS");
     for (const char* signal : {"LinAcc. x", "LinAcc. z"}) {
         const ScratchFolder folder;
         Launch launch;
-        launch.arguments = {"--csv",
-                            std::string(recordings != nullptr ? recordings : "") +
-                                "/rosa_rotor_imu/merged_data306.csv",
-                            "--time",
-                            "Rel Time",
-                            "--time-unit",
-                            "ms",
-                            "--speed",
-                            "Actual Speed",
-                            "--signal",
-                            signal,
-                            "--track",
-                            "100:320",
-                            "--orders",
-                            "1,2",
-                            "--no-picture",
-                            "--output",
-                            folder.path().string()};
+        launch.arguments = rotorRig(signal);
+        launch.arguments.insert(launch.arguments.end(),
+                                {"--track",
+                                 "100:320",
+                                 "--orders",
+                                 "1,2",
+                                 "--no-picture",
+                                 "--output",
+                                 folder.path().string()});
         const Outcome outcome = runProgram(TRACK_SPEED_PROGRAM, launch);
         ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
         const std::string text = "Error to column   median ";

@@ -1,11 +1,7 @@
 // The program track_speed, run as its user runs it.
 
-#include "program.h"
-#include "scratch_folder.h"
-#include "small_machine.h"
+#include "program_test.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -20,42 +16,16 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr const char* kProgram = TRACK_SPEED_PROGRAM;
-
-class TrackSpeed : public testing::Test {
+class TrackSpeed : public ProgramTest {
 protected:
-    TrackSpeed() { storeAudio(recording_, SmallMachine().frames(), SmallMachine().rateHz, kFlac); }
+    TrackSpeed() : ProgramTest(TRACK_SPEED_PROGRAM) {}
 
     [[nodiscard]] std::vector<std::string>
     arguments(const std::vector<std::string>& more = {}) const
     {
-        std::vector<std::string> all{
-            recording_, "--track", "1000:3000", "--orders", "1,3.5", "--output", output_};
-        all.insert(all.end(), more.begin(), more.end());
-        return all;
+        return with({recording_, "--track", "1000:3000", "--orders", "1,3.5", "--output", output_},
+                    more);
     }
-
-    static Outcome trackSpeed(const std::vector<std::string>& arguments)
-    {
-        Launch launch;
-        launch.arguments = arguments;
-        return runProgram(kProgram, launch);
-    }
-
-    void expectRefusal(const std::vector<std::string>& arguments, const std::string& words) const
-    {
-        const Outcome outcome = trackSpeed(arguments);
-        EXPECT_EQ(outcome.exitCode, 2) << words;
-        EXPECT_THAT(outcome.errors, HasSubstr(words));
-        EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1)
-            << outcome.errors;
-        EXPECT_THAT(outcome.output, IsEmpty());
-        EXPECT_FALSE(std::filesystem::exists(output_)) << words;
-    }
-
-    ScratchFolder folder_;
-    std::string recording_ = folder_ / "machine.flac";
-    std::string output_ = folder_ / "results";
 };
 
 // Share of the rows of speed.csv that are valid and within some per cent of the truth.
@@ -74,7 +44,7 @@ double shareWithin(const std::string& file, double percent, const Truth& rpmAt)
 
 TEST_F(TrackSpeed, RecordingGivesATableAPictureAndASummary)
 {
-    const Outcome outcome = trackSpeed(arguments());
+    const Outcome outcome = run(arguments());
     ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_THAT(outcome.errors, IsEmpty()); // no progress but on a terminal
     EXPECT_THAT(outcome.output, HasSubstr("orders 1, 3.5 from 1000 to 3000 rpm"));
@@ -101,16 +71,16 @@ TEST_F(TrackSpeed, SimulatedRunUpIsTrackedWithinOnePerCent)
     const auto slope = (truth.at("speed").at("end_rpm").get<double>() - start) /
                        truth.at("duration_s").get<double>();
     for (const char* channel : {"1", "2"}) {
-        const Outcome outcome = trackSpeed({folder_ / "run_up.flac",
-                                            "--channels",
-                                            channel,
-                                            "--track",
-                                            "500:6500",
-                                            "--orders",
-                                            "1,2",
-                                            "--no-picture",
-                                            "--output",
-                                            output_});
+        const Outcome outcome = run({folder_ / "run_up.flac",
+                                     "--channels",
+                                     channel,
+                                     "--track",
+                                     "500:6500",
+                                     "--orders",
+                                     "1,2",
+                                     "--no-picture",
+                                     "--output",
+                                     output_});
         ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
         EXPECT_GE(
             shareWithin(output_ + "/speed.csv", 1.0, [&](double t) { return start + slope * t; }),
@@ -121,9 +91,9 @@ TEST_F(TrackSpeed, SimulatedRunUpIsTrackedWithinOnePerCent)
 // The tacho is not looked at but for the errors: the table is the same.
 TEST_F(TrackSpeed, TachoTellsTheErrorAndChangesNothing)
 {
-    ASSERT_EQ(trackSpeed(arguments({"--no-picture"})).exitCode, 0);
+    ASSERT_EQ(run(arguments({"--no-picture"})).exitCode, 0);
     const std::string table = contentOf(output_ + "/speed.csv");
-    const Outcome outcome = trackSpeed(arguments({"--tacho", "3"}));
+    const Outcome outcome = run(arguments({"--tacho", "3"}));
     ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(contentOf(output_ + "/speed.csv"), table);
     EXPECT_THAT(outcome.output, HasSubstr("Error to tacho    median 0.0"));
@@ -134,22 +104,9 @@ TEST_F(TrackSpeed, TablesAreTrackedToo)
 {
     const std::string table = folder_ / "machine.csv";
     store(table, SmallMachine().table());
-    const Outcome outcome = trackSpeed({"--csv",
-                                        table,
-                                        "--time",
-                                        "Time",
-                                        "--time-unit",
-                                        "ms",
-                                        "--signal",
-                                        "Signal",
-                                        "--speed",
-                                        "Speed",
-                                        "--track",
-                                        "1100:2500",
-                                        "--orders",
-                                        "1,3.5",
-                                        "--output",
-                                        output_});
+    const Outcome outcome = run(with(
+        columnsOf(table),
+        {"--speed", "Speed", "--track", "1100:2500", "--orders", "1,3.5", "--output", output_}));
     ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_THAT(outcome.output, HasSubstr("Error to column"));
     EXPECT_EQ(
@@ -163,7 +120,7 @@ TEST_F(TrackSpeed, SummarySaysWhereTheMachineWasLost)
     std::vector<double> frames = SmallMachine().frames();
     std::fill(frames.begin() + 3 * 12000, frames.begin() + 3 * 20000, 0.0);
     storeAudio(recording_, frames, 8000.0, kFlac);
-    const Outcome outcome = trackSpeed(arguments({"--no-picture"}));
+    const Outcome outcome = run(arguments({"--no-picture"}));
     ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_THAT(outcome.output, HasSubstr("Lost              1.6"));
     std::size_t silentRows = 0;
@@ -181,14 +138,14 @@ TEST_F(TrackSpeed, ProgressIsShownOnATerminal)
     Launch launch;
     launch.arguments = arguments();
     launch.terminal = true;
-    const Outcome outcome = runProgram(kProgram, launch);
+    const Outcome outcome = runProgram(program_, launch);
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_THAT(outcome.errors, HasSubstr("Tracking ["));
 }
 
 TEST_F(TrackSpeed, HelpEndsWellAndNamesTheOptions)
 {
-    const Outcome outcome = trackSpeed({"--help"});
+    const Outcome outcome = run({"--help"});
     EXPECT_EQ(outcome.exitCode, 0);
     for (const char* option : {"--track", "--orders", "--block", "--tacho", "--csv", "--output"})
         EXPECT_THAT(outcome.output, HasSubstr(option));
@@ -232,13 +189,7 @@ TEST_F(TrackSpeed, RecordingCutShortIsRefused)
 
 TEST_F(TrackSpeed, MissingGnuplotIsNamedWithItsPackage)
 {
-    Launch launch;
-    launch.arguments = arguments();
-    launch.environment = {"PATH=" + folder_.path().string()};
-    const Outcome outcome = runProgram(kProgram, launch);
-    EXPECT_EQ(outcome.exitCode, 2);
-    EXPECT_THAT(outcome.errors, HasSubstr("gnuplot-nox"));
-    EXPECT_FALSE(std::filesystem::exists(output_));
+    expectMissingGnuplotNamed(arguments());
 }
 
 TEST_F(TrackSpeed, FullDiskLeavesNoFile)
@@ -246,7 +197,7 @@ TEST_F(TrackSpeed, FullDiskLeavesNoFile)
     Launch launch;
     launch.arguments = arguments();
     launch.fileSizeLimit = 1000;
-    const Outcome outcome = runProgram(kProgram, launch);
+    const Outcome outcome = runProgram(program_, launch);
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.errors, HasSubstr("speed.csv could not be written: File too large"));
     EXPECT_FALSE(std::filesystem::exists(output_));

@@ -1,10 +1,10 @@
-// A host whose own functions are called create, reset and calculate, exported from the program as
-// unkindly as can be. It loads the library at run time, from the path in its first argument: the
+// A host whose own functions are called create, reset and calculate, exported on Linux as unkindly
+// as can be. It loads the library at run time, from the path in its first argument: the
 // library's calls stay the library's, and the program's the program's.
 #define HARMOTRACK_NO_PROTOTYPES
 #include "harmotrack/harmotrack.h"
 
-#include <dlfcn.h>
+#include "platform/shared_library.h"
 
 #include <array>
 #include <cmath>
@@ -21,18 +21,18 @@ int ownCalls = 0;
 
 extern "C" {
 
-__attribute__((visibility("default"))) AnalyzerHandle create(int32_t /*mode*/)
+AnalyzerHandle create(int32_t /*mode*/)
 {
     ++ownCalls;
     return nullptr;
 }
 
-__attribute__((visibility("default"))) void reset(AnalyzerHandle /*analyzer*/)
+void reset(AnalyzerHandle /*analyzer*/)
 {
     ++ownCalls;
 }
 
-__attribute__((visibility("default"))) CalculationResult calculate(AnalyzerHandle /*analyzer*/)
+CalculationResult calculate(AnalyzerHandle /*analyzer*/)
 {
     ++ownCalls;
     return {};
@@ -51,10 +51,9 @@ void check(bool condition, const char* sentence)
 // The functions that this host needs, by name.
 class Library {
 public:
-    explicit Library(const char* path) : handle_(dlopen(path, RTLD_NOW | RTLD_LOCAL))
+    explicit Library(const char* path) : library_(Velmora::Platform::SharedLibrary::open(path))
     {
-        if (handle_ == nullptr) std::printf("%s\n", dlerror());
-        check(handle_ != nullptr, "the library can be loaded");
+        check(static_cast<bool>(library_), "the library can be loaded");
         bind(create, "create");
         bind(setBinningSetup, "setBinningSetup");
         bind(setOrderSetup, "setOrderSetup");
@@ -94,11 +93,11 @@ private:
     template <typename Function>
     void bind(Function& function, const char* name)
     {
-        function = reinterpret_cast<Function>(dlsym(handle_, name));
+        function = reinterpret_cast<Function>(library_.symbol(name));
         check(function != nullptr, name);
     }
 
-    void* handle_; // stays open: the library has threads' and FFTW's state of the process
+    Velmora::Platform::SharedLibrary library_; // stays open, with FFTW's state of the process
 };
 
 constexpr int32_t kSamples = 512;
