@@ -161,15 +161,12 @@ EqualAngleKernel::EqualAngleKernel(double rateHz, int samplesPerRevolution)
 
 const EqualAngleKernel::Table& EqualAngleKernel::table(int number)
 {
-    struct Slot {
-        std::once_flag once;
-        std::unique_ptr<const Table> table;
-    };
-
-    static std::array<Slot, kTables> slots;
-    Slot& slot = slots[static_cast<std::size_t>(number)];
-    std::call_once(slot.once, [&] { slot.table = std::make_unique<const Table>(number); });
-    return *slot.table;
+    static std::mutex mutex;
+    static std::array<std::unique_ptr<const Table>, kTables> tables;
+    const std::lock_guard lock(mutex);
+    std::unique_ptr<const Table>& table = tables[static_cast<std::size_t>(number)];
+    if (!table) table = std::make_unique<const Table>(number);
+    return *table;
 }
 
 // The bounds decide, so that all who ask come to the same.
