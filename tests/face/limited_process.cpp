@@ -16,7 +16,9 @@
 
 namespace {
 
-enum Code { kSucceeded = 20, kEndedByASentence, kEndedOtherwise };
+constexpr int kSucceeded = 20;
+constexpr int kEndedByASentence = 21;
+constexpr int kEndedOtherwise = 22;
 
 std::size_t addressSpace()
 {
