@@ -577,7 +577,11 @@ AnalysisRun::Stream& AnalysisRun::stream()
 void AnalysisRun::start(const RunInput& input, RunCallbacks callbacks)
 {
     stream_.reset();
-    stream_ = std::make_unique<Stream>(settings_, input, std::move(callbacks));
+    try {
+        stream_ = std::make_unique<Stream>(settings_, input, std::move(callbacks));
+    } catch (const std::bad_alloc&) {
+        throw HostError("Memory ran out for the start of a run.");
+    }
 }
 
 void AnalysisRun::feed(std::span<const std::span<const double>> samples)
