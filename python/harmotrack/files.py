@@ -3,9 +3,11 @@
 from __future__ import annotations
 
 import shutil
+import signal
 import tempfile
+import threading
 from collections.abc import Callable, Iterator
-from contextlib import contextmanager
+from contextlib import contextmanager, suppress
 from pathlib import Path
 from typing import TypeVar
 
@@ -49,32 +51,71 @@ class OutputFolder:
     def __exit__(self, kind: object, error: object, trace: object) -> None:
         try:
             if kind is None:
-                for pending in sorted(self._hidden.iterdir()):
-                    self.files.append(replace(pending, self.folder / pending.name))
+                with uninterrupted():
+                    for pending in sorted(self._hidden.iterdir()):
+                        self.files.append(replace(pending, self.folder / pending.name))
+                self._made = []
         finally:
             shutil.rmtree(self._hidden, ignore_errors=True)
-            if kind is not None:
-                for folder in reversed(self._made):
+            for folder in reversed(self._made):
+                with suppress(OSError):  # someone else has put something there
                     folder.rmdir()
 
 
 @contextmanager
 def pending(path: str | Path) -> Iterator[Path]:
     """A place to write a file, or a folder such as a Zarr store, until it is whole."""
-    path = Path(path)
+    with pending_together(path) as (hidden,):
+        yield hidden
+
+
+@contextmanager
+def pending_together(*paths: str | Path) -> Iterator[list[Path]]:
+    """The same for files that belong together: they get their names when all are whole."""
+    hidden: list[Path] = []
+    targets = [Path(path) for path in paths]
+    try:
+        for target in targets:
+            hidden.append(_hidden_beside(target) / target.name)
+        yield hidden
+        with uninterrupted():
+            for source, target in zip(hidden, targets, strict=True):
+                replace(source, target)
+    finally:
+        for source in hidden:
+            shutil.rmtree(source.parent, ignore_errors=True)
+
+
+def _hidden_beside(path: Path) -> Path:
     if not path.parent.is_dir():
         raise HarmotrackError(f"There is no folder {path.parent} to put {path.name} into.")
-    hidden = Path(
+    return Path(
         _or_sentence(
             f"No files can be put into the folder {path.parent}",
             lambda: tempfile.mkdtemp(prefix=".harmotrack-", dir=path.parent),
         )
     )
+
+
+@contextmanager
+def uninterrupted() -> Iterator[None]:
+    """An interrupt waits until the block is done: for the moment in which files get their names."""
+    if threading.current_thread() is not threading.main_thread():
+        yield  # where interrupts do not come
+        return
+    came = False
+
+    def remember(*_: object) -> None:
+        nonlocal came
+        came = True
+
+    usual = signal.signal(signal.SIGINT, remember)
     try:
-        yield hidden / path.name
-        replace(hidden / path.name, path)
+        yield
     finally:
-        shutil.rmtree(hidden, ignore_errors=True)
+        signal.signal(signal.SIGINT, usual or signal.SIG_DFL)
+    if came:
+        raise KeyboardInterrupt
 
 
 def replace(source: Path, target: Path) -> Path:

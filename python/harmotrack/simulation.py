@@ -11,7 +11,7 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 
 from harmotrack.errors import HarmotrackError
-from harmotrack.files import pending
+from harmotrack.files import pending_together
 from harmotrack.recording import Channel, Recording
 from harmotrack.settings import check_number
 
@@ -133,7 +133,7 @@ class RunUp:
                 )
             columns.append(channel.samples / full_scale)
         truth = path.with_suffix(".json")
-        with pending(path) as sound, pending(truth) as text:
+        with pending_together(path, truth) as (sound, text):
             soundfile.write(
                 sound,
                 np.column_stack(columns),

@@ -11,7 +11,7 @@ from typing import TYPE_CHECKING
 import numpy as np
 
 from harmotrack.errors import HarmotrackError, missing_package
-from harmotrack.files import pending
+from harmotrack.files import pending, pending_together
 
 if TYPE_CHECKING:
     from harmotrack.recording import Recording
@@ -74,7 +74,7 @@ def _write_sound(recording: Recording, path: Path, kind: str, subtype: str) -> l
     beside = path.with_suffix(".json")
     if beside.exists() and "channels" not in beside.read_text(errors="replace"):
         raise HarmotrackError(f"{beside} would be replaced, and it is of something else.")
-    with pending(path) as sound, pending(beside) as text:
+    with pending_together(path, beside) as (sound, text):
         soundfile.write(sound, np.column_stack(columns), round(rate), subtype, format=kind)
         text.write_text(json.dumps({"recording": path.name, "channels": about}, indent=1) + "\n")
     return [path, beside]
