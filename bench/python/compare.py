@@ -93,7 +93,7 @@ def show_errors(maps: dict[str, np.lib.npyio.NpzFile], truth: object) -> None:
 
 
 def show_overheads() -> None:
-    angle = harmotrack.Speed.from_pulses(np.arange(0.0, 10.0, 0.1)).angle
+    angle = harmotrack.Speed.from_pulses(np.arange(0.0, 10.0, 0.1)).segments[0]
     number = 200_000
     call = min(timeit.repeat(lambda: angle.turns, number=number, repeat=5)) / number
     command = Path(sys.executable).with_name("harmotrack")

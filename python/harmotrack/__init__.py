@@ -33,6 +33,7 @@ if TYPE_CHECKING:
     from harmotrack.storage import load as load
     from harmotrack.tracking import Track as Track
     from harmotrack.tracking import track as track
+    from harmotrack.two_passes import TwoPasses as TwoPasses
 
 _HOMES = {
     "AnalysisSettings": "settings",
@@ -51,6 +52,7 @@ _HOMES = {
     "read": "readers",
     "simulate_run_up": "simulation",
     "Track": "tracking",
+    "TwoPasses": "two_passes",
     "track": "tracking",
 }
 

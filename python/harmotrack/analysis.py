@@ -2,13 +2,12 @@
 
 from __future__ import annotations
 
-import threading
 from collections.abc import Callable, Iterable, Sequence
-from concurrent.futures import ThreadPoolExecutor, wait
+from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass, replace
 from os import cpu_count
 from pathlib import Path
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, Literal, TypeVar, overload
 
 import numpy as np
 
@@ -18,37 +17,79 @@ from harmotrack.defaults import resolved
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
 from harmotrack.order_analysis import OrderAnalysis
-from harmotrack.recording import Channel, Recording
-from harmotrack.settings import AnalysisSettings
+from harmotrack.recording import Channel, Recording, blocks_of
+from harmotrack.settings import AnalysisSettings, check_choice
 from harmotrack.speed import Speed
 from harmotrack.speed_finder import find_speed, likely_speed_channels, likely_tachos
+from harmotrack.two_passes import TwoPasses
 
 if TYPE_CHECKING:
+    from numpy.typing import NDArray
+
     Progress = Callable[[float], object]
 
+T = TypeVar("T")
+
+#: Up to as many of a signal become part of the results unasked.
+_MOST_ANGLES = 2_000_000
 _WINDOW_NUMBERS = {**{name: k for k, name in enumerate(choices.WINDOWS)}, "blackman-harris": 8}
+
+
+@overload
+def analyze(
+    recording: Recording | str | Path,
+    speed: Speed | None = None,
+    *,
+    passes: Literal["together"] = "together",
+    channels: Iterable[str | int] | None = None,
+    directional: tuple[str | int, str | int] | None = None,
+    angle_signal: bool | None = None,
+    settings: AnalysisSettings | None = None,
+    progress: Progress | None = None,
+    **changes: Any,
+) -> OrderAnalysis: ...
+
+
+@overload
+def analyze(
+    recording: Recording | str | Path,
+    speed: Speed | None = None,
+    *,
+    passes: Literal["apart"],
+    channels: Iterable[str | int] | None = None,
+    directional: tuple[str | int, str | int] | None = None,
+    angle_signal: bool | None = None,
+    settings: AnalysisSettings | None = None,
+    progress: Progress | None = None,
+    **changes: Any,
+) -> TwoPasses: ...
 
 
 def analyze(
     recording: Recording | str | Path,
     speed: Speed | None = None,
     *,
+    passes: str = "together",
     channels: Iterable[str | int] | None = None,
     directional: tuple[str | int, str | int] | None = None,
-    angle_signal: bool = True,
+    angle_signal: bool | None = None,
     settings: AnalysisSettings | None = None,
     progress: Progress | None = None,
     **changes: Any,
-) -> OrderAnalysis:
+) -> OrderAnalysis | TwoPasses:
     """Analyses the channels of a recording against the rotation of a shaft.
 
     Parameters
     ----------
     recording
-        Or the path of one that read() can read.
+        Or the path of one that read() can read. A sound file given by its path is read a block at
+        a time: memory does not grow with its length.
     speed
         How the shaft turns. By default that of the likeliest tacho of the recording, a pulse a
         revolution, or of its speed channel.
+    passes
+        "together": run-ups and coast-downs fall into the same speeds. "apart": each has results of
+        its own, for a machine that answers differently to rising and to falling speed.
     channels
         Names or numbers from 0; by default all that are sampled like the first one and neither
         tacho nor speed.
@@ -56,7 +97,8 @@ def analyze(
         Two channels from directions a quarter turn apart, x before y in the sense of rotation, as
         one motion in the plane.
     angle_signal
-        Whether the signals over the angle become part of the results.
+        Whether the signals over the angle become part of the results; they grow with the
+        recording. By default, if they have no more than two million samples each.
     settings, changes
         AnalysisSettings, and keywords that replace single ones.
     progress
@@ -65,22 +107,55 @@ def analyze(
     Returns
     -------
     OrderAnalysis
+        Or TwoPasses, if they are apart. Both have ``remarks``: what was mended, left out or looked
+        strange on the way.
 
     Raises
     ------
     HarmotrackError
         What is wrong with the recording, the speed or the settings, in one sentence.
+
+    Signals go to equal angles by a band-limited resampling (amplitudes within 0.01 dB up to the
+    highest order), and blocks of whole turns through windowed Fourier transforms: computed order
+    tracking, as of Fyfe and Munck, Analysis of computed order tracking (1997).
     """
+    check_choice("passes", passes, choices.PASSES)
     recording = _read(recording)
     settings = changed(settings, changes)
     if speed is None:
         speed = find_speed(recording)
     signals = _signals(recording, speed, channels, directional)
     pair = _pair(recording, directional)
-    settings = resolved(settings, signals[0], speed)
-    runs = _plan(signals, pair, settings, angle_signal)
-    results = _run_all(runs, speed, progress)
-    return _collected(recording.name, signals, speed, settings, runs, results, pair, angle_signal)
+    settings = resolved(settings, signals[0], speed, passes)
+    remarks = [*recording.notes, *speed.notes]
+    if angle_signal is None:
+        angle_signal = _angles_are_few(settings, speed, remarks)
+    runs = _plan(signals, pair, settings, passes, angle_signal)
+    return labelled(
+        _run_all(runs, speed, progress),
+        [[signals.index(channel) for channel in run.signals] for run in runs],
+        channels=[channel.name for channel in signals],
+        units=[channel.unit for channel in signals],
+        settings=settings,
+        samples_per_revolution=2 * runs[0].settings.max_order if angle_signal else None,
+        directional_pair=pair,
+        repairs=speed.repairs,
+        remarks=remarks,
+        title=recording.name,
+        speed_source=speed.source,
+        has_mark=speed.has_mark,
+    )
+
+
+def _angles_are_few(settings: AnalysisSettings, speed: Speed, remarks: list[str]) -> bool:
+    count = speed.turns * 2 * native_settings(settings).max_order
+    if count <= _MOST_ANGLES:
+        return True
+    remarks.append(
+        f"The signals over the angle were left out, as they have {count:.2g} samples each; "
+        "angle_signal=True gives them."
+    )
+    return False
 
 
 def _read(recording: Recording | str | Path) -> Recording:
@@ -88,7 +163,7 @@ def _read(recording: Recording | str | Path) -> Recording:
         return recording
     from harmotrack.readers import read
 
-    return read(recording)
+    return read(recording, in_memory=False)
 
 
 def changed(settings: AnalysisSettings | None, changes: dict[str, Any]) -> AnalysisSettings:
@@ -140,7 +215,7 @@ def default_signals(recording: Recording, speed: Speed) -> list[Channel]:
 
 
 def _sampling(channel: Channel) -> str:
-    return f"{channel.samples.size} samples at {channel.rate:g} Hz from {channel.start:g} s"
+    return f"{channel.size} samples at {channel.rate:g} Hz from {channel.start:g} s"
 
 
 def _pair(
@@ -167,7 +242,10 @@ class _Run:
 
 
 def native_settings(
-    settings: AnalysisSettings, angle_signal: bool = False, two_sided: bool = False
+    settings: AnalysisSettings,
+    passes: str = "together",
+    angle_signal: bool = False,
+    two_sided: bool = False,
 ) -> _native.Settings:
     """Of settings in which nothing is left to be chosen."""
     native = _native.Settings()
@@ -180,6 +258,7 @@ def native_settings(
         "order_resolution",
         "remove_mean",
         "time_lines",
+        "row_overlap_percent",
     ):
         setattr(native, name, getattr(settings, name))
     native.harmonics = list(settings.harmonics or ())
@@ -191,6 +270,7 @@ def native_settings(
     native.weighting = choices.WEIGHTINGS.index(settings.weighting)
     native.block_mode = choices.BLOCK_MODES.index(settings.block_mode or "at-crossing")
     native.phase_mode = choices.PHASE_MODES.index(settings.phase_mode or "shaft")
+    native.passes = choices.PASSES.index(passes)
     native.keep_angle_signal = angle_signal
     native.two_sided = two_sided
     native.validate()
@@ -201,97 +281,72 @@ def _plan(
     signals: list[Channel],
     pair: tuple[str, str] | None,
     settings: AnalysisSettings,
+    passes: str,
     angle_signal: bool,
 ) -> list[_Run]:
     """The directional pair together, and the others two by two: that costs little more than one."""
     runs = []
     by_name = {channel.name: channel for channel in signals}
     if pair is not None:
-        runs.append(
-            _Run(
-                [by_name.pop(name) for name in pair], native_settings(settings, angle_signal, True)
-            )
-        )
+        two_sided = native_settings(settings, passes, angle_signal, two_sided=True)
+        runs.append(_Run([by_name.pop(name) for name in pair], two_sided))
     rest = list(by_name.values())
-    native = native_settings(settings, angle_signal)
+    native = native_settings(settings, passes, angle_signal)
     runs += [_Run(rest[k : k + 2], native) for k in range(0, len(rest), 2)]
     return runs
 
 
-class _CancelledError(Exception):
-    pass
+@dataclass(frozen=True, eq=False)
+class RunResults:
+    """What the library made of one or two channels: tables of the one pass or of both, and the
+    spectra by sample count, if they were asked for."""
+
+    passes: Sequence[_native.Results]
+    row_seconds: NDArray[np.float64] | None = None
+    rows: Sequence[NDArray[np.float32]] = ()  #: of each channel, shape (rows, orders)
 
 
-def _run_all(runs: list[_Run], speed: Speed, progress: Progress | None) -> list[_native.Results]:
-    """Each run on a thread of its own; an exception of any, or an interrupt, ends all."""
-    cancelled = threading.Event()
-    shares = [0.0] * len(runs)
-
-    def report(which: int, share: float) -> None:
-        if cancelled.is_set():
-            raise _CancelledError
-        shares[which] = share
-        if progress is not None:
-            progress(sum(shares) / len(shares))
-
-    def work(which: int) -> _native.Results:
-        run = runs[which]
-        first = run.signals[0]
-        samples = [channel.samples for channel in run.signals]
-        return _native.analyze(
-            run.settings,
-            speed.angle,
-            first.start,
-            first.rate,
-            samples,
-            lambda share: report(which, share),
-        )
-
-    if len(runs) == 1:
-        return [work(0)]
+def _run_all(runs: list[_Run], speed: Speed, progress: Progress | None) -> list[RunResults]:
+    """Goes through all channels once; each run takes its part of a block on a thread of its own."""
+    signals = [channel for run in runs for channel in run.signals]
+    first = signals[0]
+    segments = list(speed.segments)
+    natives = [
+        _native.Run(run.settings, segments, first.start, first.rate, len(run.signals))
+        for run in runs
+    ]
+    ends = np.cumsum([len(run.signals) for run in runs])
+    done = 0
     with ThreadPoolExecutor(min(len(runs), cpu_count() or 1)) as pool:
-        futures = [pool.submit(work, which) for which in range(len(runs))]
-        try:
-            wait(futures, return_when="FIRST_EXCEPTION")
-            for future in futures:
-                if future.done() and (error := future.exception()) is not None:
-                    raise error
-        except BaseException:
-            cancelled.set()
-            pool.shutdown(cancel_futures=True)
-            raise
-        return [future.result() for future in futures]
+        for block in blocks_of(signals):
+            parts = [
+                block[end - len(run.signals) : end] for end, run in zip(ends, runs, strict=True)
+            ]
+            _on_threads(pool, _native.Run.feed, natives, parts)
+            done += block[0].size
+            if progress is not None:
+                progress(done / first.size)
+        passes = _on_threads(pool, _native.Run.finish, natives)
+    return [
+        RunResults(found, native.row_seconds, _rows(native, run))
+        for run, native, found in zip(runs, natives, passes, strict=True)
+    ]
 
 
-def _collected(
-    title: str,
-    signals: list[Channel],
-    speed: Speed,
-    settings: AnalysisSettings,
-    runs: list[_Run],
-    results: list[_native.Results],
-    pair: tuple[str, str] | None,
-    angle_signal: bool,
-) -> OrderAnalysis:
-    names = [channel.name for channel in signals]
-    groups = [[names.index(channel.name) for channel in run.signals] for run in runs]
-    return labelled(
-        results,
-        groups,
-        channels=names,
-        units=[channel.unit for channel in signals],
-        settings=settings,
-        samples_per_revolution=2 * runs[0].settings.max_order if angle_signal else None,
-        directional_pair=pair,
-        title=title,
-        speed_source=speed.source,
-        has_mark=speed.has_mark,
-        repairs=speed.repairs,
-    )
+def _on_threads(
+    pool: ThreadPoolExecutor, work: Callable[..., T], *arguments: Iterable[Any]
+) -> list[T]:
+    return list(pool.map(work, *arguments))
+
+
+def _rows(native: _native.Run, run: _Run) -> list[NDArray[np.float32]]:
+    if run.settings.row_overlap_percent is None:
+        return []
+    return [native.rows(which) for which in range(len(run.signals))]
 
 
 def labelled(
-    results: list[_native.Results],
+    results: Sequence[RunResults],
     groups: Sequence[Sequence[int]],
     *,
     channels: Sequence[str],
@@ -299,57 +354,90 @@ def labelled(
     samples_per_revolution: int | None = None,
     directional_pair: tuple[str, str] | None = None,
     repairs: Sequence[str] | None = None,
+    remarks: Sequence[str] = (),
     **about: Any,
-) -> OrderAnalysis:
+) -> OrderAnalysis | TwoPasses:
     """Of runs of one or two channels each; a group names the channels of its run by number. The
     directional spectrum is that of the first run."""
-    where = {
-        number: (result, which)
-        for result, group in zip(results, groups, strict=True)
-        for which, number in enumerate(group)
-    }
-
-    def of_all(member: str) -> list[Any]:
-        return [
-            getattr(result, member)(which)
-            for result, which in (where[number] for number in range(len(channels)))
-        ]
-
-    first = results[0]
-    if directional_pair is not None:
-        about.update(
-            directional_orders=first.directional_orders,
-            directional=first.directional,
-            directional_pair=directional_pair,
-        )
+    about["settings"] = settings
+    about["channels"] = channels
+    by_channel = sorted(
+        (number, k, which) for k, group in enumerate(groups) for which, number in enumerate(group)
+    )
+    runs = [(k, which) for _, k, which in by_channel]
+    first = results[0].passes[0]
     if samples_per_revolution is not None:
         about.update(
             angle=first.angle(samples_per_revolution),
             angle_time=first.angle_seconds,
-            angle_signal=np.array(of_all("angle_signal"), dtype=np.float32),
+            angle_signal=np.array(
+                [results[k].passes[0].angle_signal(which) for k, which in runs], dtype=np.float32
+            ),
         )
-    orders = settings.harmonics or ()
+    if settings.row_overlap_percent is not None:
+        about.update(
+            row_times=results[0].row_seconds,
+            row_speeds=_speeds_at(results[0].row_seconds, first),
+            order_rows=[results[k].rows[which] for k, which in runs],
+        )
+    said = [remark for run in results for remark in run.passes[0].remarks]
+    about["attributes"] = {
+        "lowest_rpm": first.lowest_rpm,
+        "highest_rpm": first.highest_rpm,
+        "remarks": "\n".join(dict.fromkeys([*remarks, *said])),
+        "harmotrack": harmotrack.__version__,
+        **({} if repairs is None else {"speed_repairs": "\n".join(repairs)}),
+    }
+    found = [
+        _of_pass([run.passes[number] for run in results], runs, directional_pair, about)
+        for number in range(len(results[0].passes))
+    ]
+    return found[0] if len(found) == 1 else TwoPasses(*found)
+
+
+def _speeds_at(
+    seconds: NDArray[np.float64] | None, results: _native.Results
+) -> NDArray[np.float64]:
+    """By straight lines from turn to turn."""
+    if seconds is None or results.seconds.size == 0:
+        return np.empty(0)
+    return np.interp(seconds, results.seconds, results.speed_rpm)
+
+
+def _of_pass(
+    results: list[_native.Results],
+    runs: list[tuple[int, int]],
+    directional_pair: tuple[str, str] | None,
+    about: dict[str, Any],
+) -> OrderAnalysis:
+    """``runs`` says of each channel which run it was in, and which of its signals it was."""
+
+    def of_all(member: str) -> list[Any]:
+        return [getattr(results[k], member)(which) for k, which in runs]
+
+    first = results[0]
+    if directional_pair is not None:
+        about = {
+            **about,
+            "directional_orders": first.directional_orders,
+            "directional": first.directional,
+            "directional_pair": directional_pair,
+        }
+    orders = about["settings"].harmonics or ()
     harmonics = np.array(of_all("harmonics"), dtype=np.complex64)
     return OrderAnalysis.from_arrays(
-        channels=channels,
         speed=first.speed,
         orders=first.orders,
         order_map=of_all("order_map"),
         frequencies=first.frequencies,
         frequency_map=of_all("frequency_map"),
         harmonic_orders=orders,
-        harmonics=harmonics.reshape(len(channels), len(orders), first.speed.size),
+        harmonics=harmonics.reshape(len(runs), len(orders), first.speed.size),
         overall=of_all("overall"),
         order_blocks=first.order_blocks,
         frequency_blocks=first.time_blocks,
         speed_times=first.seconds,
         speed_values=first.speed_rpm,
-        settings=settings,
-        attributes={
-            "lowest_rpm": first.lowest_rpm,
-            "highest_rpm": first.highest_rpm,
-            "harmotrack": harmotrack.__version__,
-            **({} if repairs is None else {"speed_repairs": "\n".join(repairs)}),
-        },
+        movement=choices.MOVEMENTS[first.pass_number],
         **about,
     )

@@ -16,16 +16,18 @@ _USUAL_ORDER = 40.0
 _PASSED_SHARE = 0.45  #: of the sampling rate, in which the resampling keeps amplitudes
 
 
-def resolved(settings: AnalysisSettings, signal: Channel, speed: Speed) -> AnalysisSettings:
+def resolved(
+    settings: AnalysisSettings, signal: Channel, speed: Speed, passes: str = "together"
+) -> AnalysisSettings:
     """Settings in which nothing is left to be chosen.
 
     speed axis   from the lowest to the highest speed, in about 80 steps of 1, 2 or 5 times a power
                  of ten
     orders       up to 40, or what 45 % of the sampling rate allows at the highest speed
-    resolution   0.1, blocks of ten revolutions; coarser in a recording of less than 50
+    resolution   0.1, blocks of ten revolutions; coarser if no stretch of known speed has 50
     harmonics    1, 2, 3 and 4, as far as there are such orders
     blocks       one where the speed crosses a bin's centre; edge to edge if the speed changes by
-                 less than 5 %, as it then crosses hardly any
+                 less than 5 %, as it then crosses hardly any, and passes are together
     phases       against the mark of the shaft if there is one, else against order 1
     """
     turning = speed.turning(signal.start, signal.start + signal.duration)
@@ -37,15 +39,17 @@ def resolved(settings: AnalysisSettings, signal: Channel, speed: Speed) -> Analy
         )
     lowest, highest = float(turning.min()), float(turning.max())
     highest_order = settings.highest_order or _highest_order(highest, signal.rate)
+    check_reach(highest_order, highest, signal.rate)
     harmonics = settings.harmonics
     if harmonics is None:
         harmonics = tuple(order for order in (1.0, 2.0, 3.0, 4.0) if order <= highest_order)
-    steady = highest - lowest < 0.05 * highest
+    steady = highest - lowest < 0.05 * highest and passes == "together"
     return replace(
         settings,
         **_speed_axis(settings, lowest, highest),
         highest_order=highest_order,
-        order_resolution=settings.order_resolution or _resolution(speed.turns),
+        order_resolution=settings.order_resolution
+        or _resolution(max(segment.turns for segment in speed.segments)),
         harmonics=harmonics,
         block_mode=settings.block_mode or ("contiguous" if steady else "at-crossing"),
         phase_mode=settings.phase_mode or ("shaft" if speed.has_mark else "first-order"),
@@ -81,6 +85,18 @@ def _highest_order(highest_rpm: float, rate: float) -> float:
             f"sampling rate of {rate:g} Hz."
         )
     return float(allowed)
+
+
+def check_reach(order: float, rpm: float, rate: float) -> None:
+    """The resampling to equal angles keeps amplitudes up to a share of the sampling rate."""
+    reach = _PASSED_SHARE * rate
+    hertz = order * rpm / 60.0
+    if hertz > reach * (1.0 + 1e-6):
+        raise HarmotrackError(
+            f"Order {order:g} is {hertz:g} Hz at {rpm:g} rpm, above 45 % of the sampling rate of "
+            f"{rate:g} Hz; the highest order possible is "
+            f"{math.floor(10.0 * reach * 60.0 / rpm) / 10.0:g}."
+        )
 
 
 def _resolution(turns: float) -> float:

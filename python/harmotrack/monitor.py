@@ -8,15 +8,17 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from harmotrack.analysis import changed, labelled, native_settings
+from harmotrack.analysis import RunResults, changed, labelled, native_settings
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
-from harmotrack.order_analysis import OrderAnalysis
-from harmotrack.settings import AnalysisSettings, check_number
+from harmotrack.settings import MOVEMENTS, PASSES, AnalysisSettings, check_choice, check_number
 from harmotrack.speed import tachometer
 
 if TYPE_CHECKING:
     from numpy.typing import ArrayLike, NDArray
+
+    from harmotrack.order_analysis import OrderAnalysis
+    from harmotrack.two_passes import TwoPasses
 
 
 @dataclass(frozen=True, eq=False)
@@ -28,27 +30,33 @@ class MonitorResult:
     channel
         Its name.
     seconds, rpm
-        The middle of the block, and the speed when it was taken.
+        The middle of the block, and the speed there; of a spectrum by sample count the speed at the
+        end of its block.
     speed
-        Centre of the speed bin that the block fell into, rpm.
+        Centre of the speed bin that the block fell into, rpm; None of a spectrum by sample count
+        (row_overlap_percent), whose order_spectrum is that of the block alone.
     order_spectrum
-        Shape (orders): the bin's spectrum with this block in it; None of a block of equal times.
+        Shape (orders): amplitudes in the channel's unit, the bin's spectrum with this block in it;
+        None of a block of equal times.
     harmonics
-        Shape (harmonics): complex amplitudes, with order_spectrum.
+        Shape (harmonics): complex amplitudes, with the order_spectrum of a bin.
     frequency_spectrum
         Shape (frequencies); None of a block of equal angles.
     overall
         RMS, with frequency_spectrum.
+    movement
+        Of the speed, that the bin holds: "both", or "rising" or "falling" if passes are apart.
     """
 
     channel: str
     seconds: float
     rpm: float
-    speed: float
+    speed: float | None
     order_spectrum: NDArray[np.float32] | None
     harmonics: NDArray[np.complex64] | None
     frequency_spectrum: NDArray[np.float32] | None
     overall: float | None
+    movement: str
 
 
 class Monitor:
@@ -61,7 +69,8 @@ class Monitor:
         analysis = monitor.finish()
 
     What comes out does not depend on how the samples were cut into chunks. Memory does not grow
-    with time. An object serves one thread at a time.
+    with time. An object serves one
+    thread at a time.
 
     Parameters
     ----------
@@ -71,6 +80,13 @@ class Monitor:
         Their names.
     units
         Of all channels, or one of each.
+    start
+        Time of the first sample, seconds.
+    directional
+        Two channels from directions a quarter turn apart, x before y in the sense of rotation, as
+        one motion in the plane: finish() gives their directional spectrum.
+    passes
+        "together", or "apart": what comes while the speed rises and while it falls is kept apart.
     pulses_per_revolution
         Of the tacho; None if feed_speed() tells the speed.
     level, hysteresis_percent, edge
@@ -78,6 +94,12 @@ class Monitor:
     settings, changes
         AnalysisSettings and keywords that replace single ones. The speed axis has to be told:
         min_rpm, max_rpm and step_rpm.
+
+    Raises
+    ------
+    HarmotrackError
+        A setting is missing or out of range, there is no channel, or the directional ones are not
+        two of them.
     """
 
     def __init__(  # noqa: PLR0913 -- keywords
@@ -87,6 +109,8 @@ class Monitor:
         *,
         units: str | Sequence[str] = "",
         start: float = 0.0,
+        directional: tuple[str | int, str | int] | None = None,
+        passes: str = "together",
         pulses_per_revolution: float | None = 1.0,
         level: float | None = None,
         hysteresis_percent: float = 15.0,
@@ -99,27 +123,50 @@ class Monitor:
         if not self.channels:
             raise HarmotrackError("A monitor needs at least one channel.")
         self._units = [units] * len(self.channels) if isinstance(units, str) else list(units)
+        check_choice("passes", passes, PASSES)
         self._by_tacho = pulses_per_revolution is not None
         self.settings = _complete(changed(settings, changes), self._by_tacho)
-        native = native_settings(self.settings)
         tacho = None
         if pulses_per_revolution is not None:
             tacho = tachometer("The tacho", pulses_per_revolution, level, hysteresis_percent, edge)
-        # Two channels share a run: that costs little more than one.
-        self._groups = [
-            range(k, min(k + 2, len(self.channels))) for k in range(0, len(self.channels), 2)
-        ]
+        self._pair = self._pair_of(directional)
+        self._groups = self._grouped()
         self._runs = [
-            _native.Monitor(native, float(rate), float(start), len(group), tacho)
-            for group in self._groups
+            _native.Monitor(
+                native_settings(self.settings, passes, two_sided=k == 0 and self._pair is not None),
+                float(rate),
+                float(start),
+                len(group),
+                tacho,
+            )
+            for k, group in enumerate(self._groups)
         ]
 
-    def feed(self, samples: ArrayLike, tacho: ArrayLike | None = None) -> list[MonitorResult]:
-        """Takes samples, shape (channels, n), or (n) of a single channel, with those of the tacho,
-        shape (n); the results that they complete.
+    def feed(
+        self,
+        samples: ArrayLike,
+        tacho: ArrayLike | None = None,
+        *,
+        stamp: float | None = None,
+    ) -> list[MonitorResult]:
+        """Takes samples, and gives the results that they complete.
 
-        Raises HarmotrackError, and takes nothing, if a sample is not finite or a shape does not
-        fit.
+        Parameters
+        ----------
+        samples
+            Shape (channels, n), or (n) of a single channel.
+        tacho
+            Shape (n): samples of the tacho at the same times.
+        stamp
+            When the first of these samples was taken by the device's clock, seconds. If the stamps
+            say another sampling rate, or that samples were lost, ``remarks`` of finish() tell it.
+
+        Raises
+        ------
+        HarmotrackError
+            A sample or the stamp is not a finite number, a shape does not fit, or a speed is
+            reached at which an order asked for lies above 45 % of the sampling rate. Of samples
+            that are refused for the first two nothing is taken.
         """
         rows = np.atleast_2d(np.asarray(samples, dtype=np.float64))
         if rows.ndim != 2 or rows.shape[0] != len(self.channels):
@@ -130,14 +177,24 @@ class Monitor:
         pulses = self._tacho_samples(tacho, rows.shape[1])
         if not np.isfinite(rows).all():
             raise HarmotrackError("A sample is not a finite number.")
+        if stamp is not None and not np.isfinite(stamp):
+            raise HarmotrackError(f"The time stamp is {stamp}, and it must be a finite number.")
         for run, group in zip(self._runs, self._groups, strict=True):
+            if stamp is not None:
+                run.feed_stamp(float(stamp))
             if pulses is not None:
                 run.feed_tacho(pulses)
             run.feed([np.ascontiguousarray(rows[k]) for k in group])
         return list(self._taken())
 
     def feed_speed(self, seconds: ArrayLike, rpm: ArrayLike) -> list[MonitorResult]:
-        """Takes speeds, shape (n) both; the results that they complete."""
+        """Takes speeds, shape (n) both, and gives the results that they complete.
+
+        Times rise from call to call. A speed of NaN is no information; where the shaft stands
+        still, turns backwards or nothing is known for 10 s, the angle begins anew, which
+        ``remarks`` of finish() tell. Raises HarmotrackError if this monitor has a tacho, the shapes
+        differ or the times do not rise.
+        """
         if self._by_tacho:
             raise HarmotrackError("This monitor reads its speed from the tacho.")
         times = np.ascontiguousarray(np.atleast_1d(seconds), dtype=np.float64)
@@ -148,19 +205,56 @@ class Monitor:
             run.feed_speed(times, values)
         return list(self._taken())
 
-    def finish(self) -> OrderAnalysis:
-        """Ends the run; all that was found."""
-        results = [run.finish() for run in self._runs]
+    def finish(self) -> OrderAnalysis | TwoPasses:
+        """Ends the run; all that was found, in the form that analyze() gives it.
+
+        The monitor takes nothing more after it. Raises HarmotrackError if what came was too short
+        for a single block.
+        """
+        results = [RunResults(run.finish()) for run in self._runs]
         return labelled(
             results,
             self._groups,
             channels=self.channels,
             units=self._units,
-            settings=self.settings,
+            # Spectra by sample count came one by one.
+            settings=replace(self.settings, row_overlap_percent=None),
+            directional_pair=self._pair,
             title="monitor",
             speed_source="tacho" if self._by_tacho else "speeds",
             has_mark=self._by_tacho,
         )
+
+    def _pair_of(self, directional: tuple[str | int, str | int] | None) -> tuple[str, str] | None:
+        if directional is None:
+            return None
+        if isinstance(directional, str) or len(directional) != 2:
+            raise HarmotrackError(
+                f"The directional channels are {directional!r}, and they must be two, x and y."
+            )
+        x, y = (self._number(which) for which in directional)
+        if x == y:
+            raise HarmotrackError(
+                f"The directional channels are both {self.channels[x]!r}, and they must differ."
+            )
+        return self.channels[x], self.channels[y]
+
+    def _number(self, which: str | int) -> int:
+        if which in self.channels:
+            return self.channels.index(str(which))
+        if isinstance(which, int) and -len(self.channels) <= which < len(self.channels):
+            return which % len(self.channels)
+        raise HarmotrackError(
+            f"There is no channel {which!r}; the monitor has {', '.join(map(repr, self.channels))}."
+        )
+
+    def _grouped(self) -> list[list[int]]:
+        """The directional pair together, and the others two by two: that costs little more than
+        one."""
+        pair = [self.channels.index(name) for name in self._pair or ()]
+        rest = [k for k in range(len(self.channels)) if k not in pair]
+        pairs = [rest[k : k + 2] for k in range(0, len(rest), 2)]
+        return [pair, *pairs] if pair else pairs
 
     def _tacho_samples(self, tacho: ArrayLike | None, count: int) -> NDArray[np.float64] | None:
         if tacho is None:
@@ -183,15 +277,17 @@ class Monitor:
         for run, group in zip(self._runs, self._groups, strict=True):
             for block in run.take():
                 of_angles = block.order_spectrum.size > 0
+                in_bin = block.bin >= 0
                 yield MonitorResult(
                     self.channels[group[block.signal]],
                     block.seconds,
                     block.rpm,
-                    least + block.bin * step,
+                    least + block.bin * step if in_bin else None,
                     block.order_spectrum if of_angles else None,
-                    block.harmonics if of_angles else None,
+                    block.harmonics if of_angles and in_bin else None,
                     None if of_angles else block.frequency_spectrum,
                     None if of_angles else block.overall,
+                    MOVEMENTS[block.pass_number] if in_bin else "both",
                 )
 
 

@@ -44,6 +44,8 @@ class OrderAnalysis:
                                                          channels: forward at positive orders,
                                                          backward at negative ones; or None
     angle_signal         channel, angle                  the signals at equal angles, or None
+    order_spectrogram    channel, block_time, order      amplitudes over the time, whatever the
+                                                         speed did, or None
     speed_profile        time                            speed of the shaft, rpm, once a turn
     order_blocks         speed                           blocks that fell into each bin
     frequency_blocks     speed                           likewise, of the frequency spectra
@@ -59,8 +61,10 @@ class OrderAnalysis:
     frequency             frequency           Hz, likewise
     harmonic              harmonic            the orders that were extracted
     directional_order     directional_order   -highest ... highest
-    angle                 angle               turns of the shaft; whole at its mark
+    angle                 angle               turns of the shaft, rising; whole at its mark
     angle_time            angle               when it stood there, seconds
+    block_time            block_time          middle of the block, seconds
+    block_speed           block_time          speed there, rpm
     time                  time                seconds of the recording
     ====================  ==================  ======================================================
 
@@ -72,6 +76,9 @@ class OrderAnalysis:
         title              name of the recording
         speed_source       where the speed came from, in words
         has_mark           1 if phases stand against a mark on the shaft
+        movement           of the speed, that fell into the bins: "both", "rising" or "falling"
+        remarks            sentences on what was mended, left out or looked strange on the way from
+                           the file to these results, one a line; empty if nothing was
         lowest_rpm, highest_rpm   extremes of the speed
         speed_repairs      sentences on what was mended in the pulses of a tacho, one a line, empty
                            if nothing was; missing if that is not known
@@ -109,16 +116,26 @@ class OrderAnalysis:
         angle: ArrayLike | None = None,
         angle_time: ArrayLike | None = None,
         angle_signal: ArrayLike | None = None,
+        row_times: ArrayLike | None = None,
+        row_speeds: ArrayLike | None = None,
+        order_rows: ArrayLike | None = None,
         settings: AnalysisSettings | None = None,
         title: str = "",
         speed_source: str = "unknown",
         has_mark: bool = True,
+        movement: str = "both",
         attributes: Mapping[str, Any] | None = None,
     ) -> OrderAnalysis:
         """Labels arrays whose shapes are those of the table above.
 
         ``units`` are those of the signals; what a weighting makes of them is worked out here.
-        Rows of the maps whose number of blocks is 0 become NaN.
+        Rows of the maps whose number of blocks is 0 become NaN. ``order_rows``, ``row_times`` and
+        ``row_speeds`` are order_spectrogram with its block_time and block_speed.
+
+        Raises
+        ------
+        HarmotrackError
+            Shapes do not fit together, a name stands twice, or what belongs together is not there.
         """
         settings = settings or AnalysisSettings()
         builder = _Builder(channels, units, speed, settings)
@@ -134,6 +151,10 @@ class OrderAnalysis:
             if angle is None or angle_time is None:
                 raise HarmotrackError("An angle signal needs its angles and their times.")
             builder.add_angle_signal(angle, angle_time, angle_signal)
+        if order_rows is not None:
+            if row_times is None or row_speeds is None:
+                raise HarmotrackError("An order spectrogram needs its times and speeds.")
+            builder.add_rows(row_times, row_speeds, order_rows)
         builder.add_speed(speed_times, speed_values)
         dataset = builder.dataset
         dataset.attrs.update(
@@ -141,6 +162,7 @@ class OrderAnalysis:
                 "title": title,
                 "speed_source": speed_source,
                 "has_mark": int(has_mark),
+                "movement": movement,
                 **dict(attributes or {}),
             }
         )
@@ -177,6 +199,10 @@ class OrderAnalysis:
         return self.dataset.get("angle_signal")
 
     @property
+    def order_spectrogram(self) -> xr.DataArray | None:
+        return self.dataset.get("order_spectrogram")
+
+    @property
     def speed_profile(self) -> xr.DataArray:
         return self.dataset["speed_profile"]
 
@@ -191,6 +217,12 @@ class OrderAnalysis:
     @property
     def attrs(self) -> dict[str, Any]:
         return self.dataset.attrs
+
+    @property
+    def remarks(self) -> tuple[str, ...]:
+        """Sentences on what was mended, left out or looked strange: missing pulses of the tacho,
+        gaps in the speed, a sampling rate that contradicts the time stamps ..."""
+        return tuple(str(self.dataset.attrs.get("remarks", "")).splitlines())
 
     @property
     def title(self) -> str:
@@ -214,6 +246,7 @@ class OrderAnalysis:
         )
 
     def unit(self, which: Channel = None) -> str:
+        """Of the results of a channel, given as in channel()."""
         return str(self.dataset["unit"].sel(channel=self.channel(which)).item())
 
     def __repr__(self) -> str:
@@ -230,24 +263,36 @@ class OrderAnalysis:
     # Storage.
 
     def save(self, path: str | Path) -> Path:
-        """Stores everything: NetCDF under a name that ends in .nc, Zarr under one in .zarr."""
+        """Stores everything: NetCDF under a name that ends in .nc, Zarr under one in .zarr.
+
+        What stood there before is replaced once all is written. Raises HarmotrackError if the name
+        ends otherwise or the file can't be written.
+        """
         from harmotrack import storage
 
         return storage.save(self, path)
 
     def tables(self) -> dict[str, pd.DataFrame]:
-        """The results as tables by name; the maps have a column for each order or frequency."""
+        """The results as tables by name: order_map, frequency_map, harmonics, overall, speed, and
+        directional and order_spectrogram if there are such. The maps have a row for each channel
+        and measured speed, and a column for each order or frequency."""
         from harmotrack import storage
 
         return storage.tables(self)
 
     def save_tables(self, folder: str | Path, kind: str = "csv") -> list[Path]:
-        """Writes tables() into a folder, as "csv" or as "parquet"; all of them or none."""
+        """Writes tables() into a folder, as "csv" or as "parquet"; all of them or none.
+
+        Returns the files. Raises HarmotrackError if the kind is another, or the folder can't be
+        written.
+        """
         from harmotrack import storage
 
         return storage.save_tables(self, folder, kind)
 
-    # Pictures. Each draws into the axes given, or into new ones, and returns them.
+    # Pictures. Each draws into the axes given (axes=) or into new ones, and returns them; the other
+    # options stand with the functions of harmotrack.plots. What can't be drawn meets a
+    # HarmotrackError: an order that was not extracted, a directional spectrum that is not there.
 
     def plot_order_map(self, channel: Channel = None, **options: Any) -> Axes:
         """Colour map of the amplitudes over order and speed; orders are vertical lines."""
@@ -302,6 +347,12 @@ class OrderAnalysis:
         from harmotrack import plots
 
         return plots.full_spectrum(self, **options)
+
+    def plot_order_spectrogram(self, channel: Channel = None, **options: Any) -> Axes:
+        """Colour map of the amplitudes over order and time; orders are vertical lines."""
+        from harmotrack import plots
+
+        return plots.order_spectrogram(self, channel, **options)
 
     def plot_overall(self, channel: Channel = None, **options: Any) -> Axes:
         """The overall level over the speed."""
@@ -437,6 +488,21 @@ class _Builder:
             np.asarray(values),
             "Signal",
             units.pop() if len(units) == 1 else None,
+        )
+
+    def add_rows(self, times: ArrayLike, speeds: ArrayLike, rows: ArrayLike) -> None:
+        self._coordinate("block_time", times, "Time", "s")
+        self.dataset = self.dataset.assign_coords(
+            block_speed=("block_time", _frozen(speeds, np.float64), _attrs("Speed", "rpm"))
+        )
+        values = np.array(rows, dtype=np.float32)
+        if values.size == 0:
+            sizes = self.dataset.sizes
+            values = values.reshape(sizes["channel"], sizes["block_time"], sizes["order"])
+        dims = ("channel", "block_time", "order")
+        self._add("order_spectrogram", dims, values, "Amplitude", self._common_unit())
+        self.dataset["order_spectrogram"].attrs.update(
+            resolution=_step(self.dataset["order"].values), amplitude=self._settings.amplitude
         )
 
     def add_speed(self, times: ArrayLike, values: ArrayLike) -> None:

@@ -2,9 +2,10 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterable, Iterator, Mapping
+import copy
+from collections.abc import Iterable, Iterator, Mapping, Sequence
 from dataclasses import dataclass, replace
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, Protocol
 
 import numpy as np
 
@@ -12,6 +13,11 @@ from harmotrack.errors import HarmotrackError
 
 if TYPE_CHECKING:
     from numpy.typing import ArrayLike, NDArray
+
+    Samples = NDArray[np.float64]
+
+#: Of each channel, where a recording is gone through in blocks.
+BLOCK_SAMPLES = 1 << 16
 
 
 @dataclass(frozen=True, eq=False)
@@ -24,8 +30,15 @@ class Channel:
         Shape (n); kept as read-only float64, without a copy if they are.
     rate
         Samples in a second, Hz.
+    unit
+        Of the samples, "" if it is not known.
     start
         Time of the first sample, seconds.
+
+    Raises
+    ------
+    HarmotrackError
+        The samples are no row of at least one, the rate is not above 0, or the start is no number.
     """
 
     name: str
@@ -54,41 +67,156 @@ class Channel:
         object.__setattr__(self, "start", float(self.start))
 
     @property
+    def size(self) -> int:
+        """Number of samples."""
+        return self.samples.size
+
+    @property
     def duration(self) -> float:
         """Seconds that the samples stand for."""
-        return self.samples.size / self.rate
+        return self.size / self.rate
 
     @property
     def times(self) -> NDArray[np.float64]:
-        """Seconds of each sample."""
-        return self.start + np.arange(self.samples.size) / self.rate
+        """Seconds of each sample, shape (n)."""
+        return self.start + np.arange(self.size) / self.rate
+
+    def excerpt(self, most: int) -> NDArray[np.float64]:
+        """All samples if they are no more than ``most``; else about as many, in pieces of
+        BLOCK_SAMPLES or less that stand evenly from the first sample to the last."""
+        if self.size <= most:
+            return self._part(0, self.size)
+        length = min(BLOCK_SAMPLES, most)
+        firsts = np.linspace(0, self.size - length, max(most // length, 1)).astype(int)
+        return np.concatenate([self._part(int(first), length) for first in firsts])
+
+    def with_unit(self, unit: str) -> Channel:
+        """The same samples, in a unit that was not known or not right."""
+        return replace(self, unit=unit)
 
     def scaled(self, factor: float, unit: str | None = None) -> Channel:
-        """The channel in another unit."""
+        """The channel in another unit: samples times ``factor``."""
         return replace(
             self, samples=self.samples * factor, unit=self.unit if unit is None else unit
         )
 
     def sampled_with(self, other: Channel) -> bool:
         """Whether both have the same rate, start and length."""
-        return (self.rate, self.start, self.samples.size) == (
-            other.rate,
-            other.start,
-            other.samples.size,
-        )
+        return (self.rate, self.start, self.size) == (other.rate, other.start, other.size)
+
+    def _part(self, first: int, count: int) -> NDArray[np.float64]:
+        return self.samples[first : first + count]
 
     def __repr__(self) -> str:
         return (
-            f"Channel({self.name!r}, {self.samples.size} samples at {self.rate:g} Hz"
+            f"Channel({self.name!r}, {self.size} samples at {self.rate:g} Hz"
             f"{f' in {self.unit}' if self.unit else ''})"
         )
+
+
+class SampleStore(Protocol):
+    """A file whose channels are read when they are needed, a part at a time."""
+
+    def part(self, first: int, count: int) -> NDArray[np.float64]:
+        """Shape (count, channels); raises HarmotrackError if the file has no such samples."""
+
+    def blocks(self, length: int) -> Iterator[NDArray[np.float64]]:
+        """All samples in order, shape (length or less, channels); one array may be used again
+        for all of them."""
+
+
+class StoredChannel(Channel):
+    """A channel that stays in its file: ``samples`` reads all of it anew each time, and what goes
+    through it in blocks holds a block of it at a time.
+
+    ``number`` is that of its column in the store, from 0, and ``factor`` what a stored value is
+    multiplied by.
+    """
+
+    def __init__(
+        self,
+        name: str,
+        store: SampleStore,
+        number: int,
+        size: int,
+        rate: float,
+        unit: str = "",
+        factor: float = 1.0,
+    ) -> None:
+        about = {"name": name, "rate": float(rate), "unit": unit, "start": 0.0}
+        about |= {"_store": store, "_number": number, "_size": size, "_factor": factor}
+        self.__dict__.update(about)
+
+    if TYPE_CHECKING:
+        _store: SampleStore
+        _number: int
+        _size: int
+        _factor: float
+    else:
+
+        @property
+        def samples(self) -> NDArray[np.float64]:
+            return self._part(0, self._size)
+
+    @property
+    def size(self) -> int:
+        return self._size
+
+    def column(self, block: NDArray[np.float64]) -> NDArray[np.float64]:
+        """Its samples of a block of the store, in its unit."""
+        return block[:, self._number] * self._factor
+
+    def with_unit(self, unit: str) -> Channel:
+        return self._changed(unit=unit)
+
+    def scaled(self, factor: float, unit: str | None = None) -> Channel:
+        return self._changed(
+            _factor=self._factor * factor, unit=self.unit if unit is None else unit
+        )
+
+    def _part(self, first: int, count: int) -> NDArray[np.float64]:
+        return self.column(self._store.part(first, count))
+
+    def _changed(self, **changes: Any) -> StoredChannel:
+        changed = copy.copy(self)
+        changed.__dict__.update(changes)
+        return changed
+
+
+def blocks_of(
+    channels: Sequence[Channel], length: int = BLOCK_SAMPLES
+) -> Iterator[list[NDArray[np.float64]]]:
+    """Goes through channels of equal length: arrays of ``length`` samples or less, one of each
+    channel. Samples in memory are not copied, and a file is read once for all of its channels."""
+    stores = {id(c._store): c._store for c in channels if isinstance(c, StoredChannel)}
+    reading = {key: store.blocks(length) for key, store in stores.items()}
+    for first in range(0, channels[0].size, length):
+        read = {key: next(blocks) for key, blocks in reading.items()}
+        yield [
+            channel.column(read[id(channel._store)])
+            if isinstance(channel, StoredChannel)
+            else channel.samples[first : first + length]
+            for channel in channels
+        ]
 
 
 @dataclass(frozen=True, eq=False)
 class Recording:
     """Channels that were taken together, on one time axis; their rates may differ.
 
-    ``notes`` are sentences about what was found and mended on the way in.
+    Parameters
+    ----------
+    channels
+        At least one, each of a name of its own.
+    name
+        Of the recording, as it stands above pictures.
+    notes
+        Sentences about what was found and mended on the way in.
+
+    Raises
+    ------
+    HarmotrackError
+        There are no channels, or two of one name.
     """
 
     channels: tuple[Channel, ...]
@@ -117,7 +245,24 @@ class Recording:
         start: float = 0.0,
         name: str = "",
     ) -> Recording:
-        """Signals by name, sampled together. ``units`` is one for all or one by name."""
+        """Signals by name, sampled together.
+
+        Parameters
+        ----------
+        signals
+            Shape (n) each.
+        rate
+            Samples in a second, Hz.
+        units
+            One for all, or one by name.
+        start
+            Time of the first sample, seconds.
+
+        Raises
+        ------
+        HarmotrackError
+            A signal is no row of numbers, or the rate is not above 0.
+        """
         return cls(
             tuple(
                 Channel(
@@ -133,7 +278,7 @@ class Recording:
         )
 
     def __getitem__(self, which: str | int) -> Channel:
-        """A channel by its name, or by its number from 0."""
+        """A channel by its name, or by its number from 0; a HarmotrackError if there is none."""
         if isinstance(which, (int, np.integer)):
             if -len(self.channels) <= which < len(self.channels):
                 return self.channels[which]
@@ -154,12 +299,15 @@ class Recording:
 
     @property
     def names(self) -> tuple[str, ...]:
+        """Of the channels, in their order."""
         return tuple(channel.name for channel in self.channels)
 
     def select(self, which: Iterable[str | int]) -> Recording:
+        """The channels of some names or numbers, in that order."""
         return replace(self, channels=tuple(self[one] for one in which))
 
     def without(self, *names: str) -> Recording:
+        """All channels but those of some names."""
         return replace(self, channels=tuple(c for c in self.channels if c.name not in names))
 
     def scaled(self, scales: Mapping[str | int, tuple[float, str]]) -> Recording:
@@ -174,7 +322,10 @@ class Recording:
         )
 
     def to_dataset(self) -> Any:
-        """As an xarray data set: one variable a channel, over the time in seconds."""
+        """As an xarray data set: one variable a channel, shape (n), over the time in seconds.
+
+        Raises HarmotrackError if the channels are not sampled together.
+        """
         import xarray as xr
 
         if not all(channel.sampled_with(self.channels[0]) for channel in self.channels):

@@ -20,6 +20,8 @@ WINDOWS = (
 )
 AMPLITUDES = ("peak", "rms", "peak-to-peak")
 BLOCK_MODES = ("at-crossing", "contiguous")
+PASSES = ("together", "apart")
+MOVEMENTS = ("both", "rising", "falling")  #: of the speed, that results hold
 AVERAGINGS = ("overwrite", "keep-first", "mean", "peak-hold")
 DIRECTIONS = ("both", "rising", "falling", "automatic")
 PHASE_REFERENCES = ("sine", "cosine")
@@ -120,6 +122,15 @@ class AnalysisSettings:
     time_lines
         Lines of the frequency spectra, 4 to 1048576; 0 takes blocks of about an order block's
         duration at max_rpm.
+    row_overlap_percent
+        Adds order spectra over the time (order_spectrogram), whatever the speed does: one again and
+        again as the shaft turns on, with this share of a block in common with the one before, 0 to
+        99.9. By default there are none.
+
+    Raises
+    ------
+    HarmotrackError
+        A setting is out of its range, or none of its choices; the sentence names both.
     """
 
     min_rpm: float | None = None
@@ -140,6 +151,7 @@ class AnalysisSettings:
     weighting: str = "none"
     remove_mean: bool = True
     time_lines: int = 0
+    row_overlap_percent: float | None = None
 
     def __post_init__(self) -> None:
         self._check_speed_axis()
@@ -154,6 +166,8 @@ class AnalysisSettings:
             check_choice("block_mode", self.block_mode, BLOCK_MODES)
         if self.phase_mode is not None:
             check_choice("phase_mode", self.phase_mode, PHASE_MODES)
+        if self.row_overlap_percent is not None:
+            check_number("row_overlap_percent", self.row_overlap_percent, 0.0, 99.9)
         if self.time_lines != 0:
             check_number("time_lines", self.time_lines, 4, 1 << 20)
         if self.time_lines != int(self.time_lines):

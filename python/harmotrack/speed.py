@@ -2,14 +2,15 @@
 
 from __future__ import annotations
 
-from dataclasses import dataclass, field
+from collections.abc import Iterator
+from dataclasses import dataclass, field, replace
 from typing import TYPE_CHECKING
 
 import numpy as np
 
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
-from harmotrack.recording import Channel
+from harmotrack.recording import Channel, blocks_of
 from harmotrack.settings import check_choice, check_number
 
 if TYPE_CHECKING:
@@ -20,7 +21,7 @@ if TYPE_CHECKING:
 
 EDGES = ("rising", "falling", "both")
 
-#: Events of a tacho that are told one by one.
+#: Sentences about a tacho or a profile that are told one by one.
 _MOST_NOTES = 10
 
 #: Revolutions a minute of one unit of a speed channel.
@@ -51,8 +52,13 @@ def rpm_of(unit: str) -> float | None:
 class Speed:
     """The angle of a shaft over time, made by one of the functions below.
 
+    Where the shaft stands still, or nothing is known of it for long, the angle begins anew: each
+    segment between such gaps has an angle of its own, and what lies in a gap is not analysed.
+
     Attributes
     ----------
+    segments
+        Of known angle, in the order of time; at least one.
     source
         Where it came from, in words.
     has_mark
@@ -61,12 +67,16 @@ class Speed:
     channel
         Name of the channel of the recording that it was read from, if it was.
     notes
-        Sentences about what was mended or dropped, the first few of many.
+        Sentences about what was mended, dropped or left out, the first few of many.
     repairs
-        All of them; None where there are no pulses to mend.
+        All of those about pulses; None where there are none to mend.
+
+    Between two known moments the angle is a cubic of time, monotone if it comes from pulses
+    (Fritsch and Butland, A method for constructing local monotone piecewise cubic interpolants,
+    1984), and the integral of straight lines if it comes from speeds.
     """
 
-    angle: _native.ShaftAngle = field(repr=False)
+    segments: tuple[_native.ShaftAngle, ...] = field(repr=False)
     source: str
     has_mark: bool
     channel: str | None = None
@@ -90,6 +100,11 @@ class Speed:
 
         Parameters
         ----------
+        channel
+            In any unit; pulses of either sign.
+        pulses_per_revolution
+            Of the wheel, above 0; need not be whole. A wheel with missing teeth is named by those
+            it would have.
         level
             Whose crossing is the pulse, in the channel's unit; by default half the pulses' height.
         hysteresis_percent
@@ -104,7 +119,14 @@ class Speed:
         max_rpm
             What the machine can't exceed: pulses that say more are dropped.
 
-        Missing and extra pulses are mended, which ``notes`` tells.
+        Missing and extra pulses are mended, which ``notes`` tells. The angle begins anew where
+        pulses are missing for long.
+
+        Raises
+        ------
+        HarmotrackError
+            The channel shows no pulses or too few, holds a value that is not a finite number, or
+            an option is out of range.
         """
         settings = tachometer(
             f"The tacho channel {channel.name!r}",
@@ -116,46 +138,111 @@ class Speed:
             gear_ratio,
             max_rpm,
         )
-        segments, pulses, events = _native.read_tacho(
-            channel.samples, channel.rate, channel.start, settings
-        )
-        notes = list(events[:_MOST_NOTES])
-        if len(events) > _MOST_NOTES:
-            notes.append(f"And {len(events) - _MOST_NOTES} more such pulses.")
-        angle, gaps = _longest(segments, channel)
+        reader = _native.TachoReader(settings, channel.rate, channel.start)
+        for (samples,) in blocks_of([channel]):
+            reader.feed(samples)
+        segments, pulses, repairs = reader.finish()
+        if not segments:
+            raise HarmotrackError(f"The tacho channel {channel.name!r} gives too few pulses.")
         per_turn = "a pulse" if pulses_per_revolution == 1 else f"{pulses_per_revolution:g} pulses"
         return cls(
-            angle,
+            tuple(segments),
             f"tacho {channel.name!r}, {pulses} pulses, {per_turn} a revolution",
             gear_ratio == 1.0,
             channel.name,
-            (*notes, *gaps),
-            (*events, *gaps),
+            _first_of(repairs, "such pulses"),
+            tuple(repairs),
         )
 
     @classmethod
     def from_pulses(cls, seconds: ArrayLike, pulses_per_revolution: float = 1.0) -> Speed:
-        """From the times of pulses, rising; the first one is angle 0."""
+        """From the times of pulses; the first one is angle 0.
+
+        Parameters
+        ----------
+        seconds
+            Shape (n), at least 4, rising.
+        pulses_per_revolution
+            Above 0; need not be whole.
+
+        Missing and extra pulses are mended, as those of a tacho channel.
+
+        Raises
+        ------
+        HarmotrackError
+            There are too few pulses, or their times do not rise.
+        """
         times = _row("The times of the pulses", seconds)
-        check_number("number of pulses a revolution", pulses_per_revolution, 1e-6, 1e6)
-        angle = _native.ShaftAngle.from_pulses(times, float(pulses_per_revolution))
-        return cls(angle, f"{times.size} pulses", True)
+        _check_rising("The times of the pulses", times)
+        settings = tachometer("The shaft", pulses_per_revolution)
+        segments, _, repairs = _native.read_pulses(times, settings)
+        if not segments:
+            raise HarmotrackError(
+                f"There are {times.size} pulses, and at least 4 that follow each other are needed."
+            )
+        notes = _first_of(repairs, "such pulses")
+        return cls(tuple(segments), f"{times.size} pulses", True, None, notes, tuple(repairs))
 
     @classmethod
-    def from_profile(cls, seconds: ArrayLike, rpm: ArrayLike) -> Speed:
-        """From speeds at any times; the angle at the first one counts as 0."""
+    def from_profile(
+        cls,
+        seconds: ArrayLike,
+        rpm: ArrayLike,
+        *,
+        standstill_rpm: float = 0.0,
+        longest_gap: float = np.inf,
+    ) -> Speed:
+        """From speeds at any times, between which the speed runs straight; the angle begins at 0.
+
+        Parameters
+        ----------
+        seconds
+            Shape (n), rising; steps may differ.
+        rpm
+            Shape (n). NaN is no information, and is passed over.
+        standstill_rpm
+            At or below it the shaft stands still, and the angle begins anew behind.
+        longest_gap
+            Of two values without another between them, seconds: where they stand further apart,
+            the angle begins anew.
+
+        Raises
+        ------
+        HarmotrackError
+            The shapes differ, the times do not rise, a speed is infinite, or the shaft nowhere
+            turns from one value to the next.
+        """
         times = _row("The times of the speed", seconds)
         values = _row("The speeds", rpm)
         if times.size != values.size:
             raise HarmotrackError(
                 f"There are {times.size} times and {values.size} speeds, and there must be as many."
             )
-        angle = _native.ShaftAngle.from_speed(times, values)
-        return cls(angle, f"speed profile of {times.size} values", False)
+        check_number("speed of standstill", standstill_rpm, 0.0, 1e9, "rpm")
+        check_number("longest_gap", longest_gap, 1e-9, np.inf, "s")
+        segments, gaps = _native.read_profile(times, values, standstill_rpm, longest_gap)
+        if not segments:
+            extremes = (
+                f"{np.nanmin(values):g} to {np.nanmax(values):g} rpm" if times.size else "none"
+            )
+            raise HarmotrackError(
+                f"The speed profile of {times.size} values ({extremes}) has no two above "
+                f"{standstill_rpm:g} rpm that follow each other."
+            )
+        source = f"speed profile of {times.size} values"
+        return cls(tuple(segments), source, False, None, _first_of(gaps, "such stretches"))
 
     @classmethod
     def from_channel(cls, channel: Channel, unit: str | None = None) -> Speed:
-        """From a channel of the speed, in rpm unless its unit says Hz, rad/s or the like."""
+        """From a channel of the speed, in rpm unless its unit says Hz, rad/s or the like.
+
+        Where it is 0 or below, the shaft stands still, and the angle begins anew behind.
+
+        Raises
+        ------
+        HarmotrackError
+            The unit is none of speed of rotation, or the shaft nowhere turns.
+        """
         factor = rpm_of(unit or channel.unit or "rpm")
         if factor is None:
             raise HarmotrackError(
@@ -163,7 +250,7 @@ class Speed:
                 "it must be one of speed of rotation, as rpm, Hz or rad/s."
             )
         speed = cls.from_profile(channel.times, channel.samples * factor)
-        return cls(speed.angle, f"speed channel {channel.name!r}", False, channel.name)
+        return replace(speed, source=f"speed channel {channel.name!r}", channel=channel.name)
 
     @classmethod
     def from_tracking(cls, track: Track) -> Speed:
@@ -173,37 +260,61 @@ class Speed:
     @property
     def start(self) -> float:
         """First moment of known angle, seconds."""
-        return self.angle.start
+        return self.segments[0].start
 
     @property
     def end(self) -> float:
         """Last moment of known angle, seconds."""
-        return self.angle.end
+        return self.segments[-1].end
 
     @property
     def turns(self) -> float:
-        """Turns from the start to the end."""
-        return self.angle.turns
+        """Turns in all segments."""
+        return sum(segment.turns for segment in self.segments)
+
+    @property
+    def gaps(self) -> tuple[tuple[float, float], ...]:
+        """Where the angle is not known between the start and the end: from and to, seconds."""
+        return tuple(
+            (before.end, after.start)
+            for before, after in zip(self.segments[:-1], self.segments[1:], strict=True)
+        )
 
     def turns_at(self, seconds: ArrayLike) -> NDArray[np.float64]:
-        """Angle at some times, turns from the start; times outside count as the nearest end."""
-        return self.angle.turns_at(np.atleast_1d(np.asarray(seconds, dtype=np.float64)))
+        """Angle at some times, shape (n), turns; whole at the mark if there is one. Times outside
+        count as the nearest end; NaN in a gap, behind which the count goes on."""
+        times = np.atleast_1d(np.asarray(seconds, dtype=np.float64))
+        return self._joined(
+            times, [segment.turns_at(times) + passed for segment, passed in self._passed()]
+        )
 
     def rpm_at(self, seconds: ArrayLike) -> NDArray[np.float64]:
-        """Speed at some times, the derivative of the angle."""
-        return self.angle.rpm_at(np.atleast_1d(np.asarray(seconds, dtype=np.float64)))
+        """Speed at some times, shape (n), the derivative of the angle. Times outside count as the
+        nearest end; NaN in a gap."""
+        times = np.atleast_1d(np.asarray(seconds, dtype=np.float64))
+        return self._joined(times, [segment.rpm_at(times) for segment in self.segments])
 
     def seconds_at(self, turns: ArrayLike) -> NDArray[np.float64]:
-        """The moments of some angles."""
-        return self.angle.seconds_at(np.atleast_1d(np.asarray(turns, dtype=np.float64)))
+        """The moments of some angles, shape (n), the inverse of turns_at(). Angles outside count
+        as the nearest end."""
+        angles = np.atleast_1d(np.asarray(turns, dtype=np.float64))
+        seconds = np.full(angles.shape, self.start)
+        for segment, passed in self._passed():
+            reached = angles >= segment.first_turn + passed
+            seconds[reached] = segment.seconds_at(angles[reached] - passed)
+        return seconds
 
     def turning(self, start: float = -np.inf, end: float = np.inf) -> xr.DataArray:
-        """Speed in rpm, the mean over the turn round each moment, four times a turn."""
+        """Speed in rpm over the time in seconds: the mean over the turn round each moment, four
+        times a turn, of the moments from ``start`` to ``end``."""
         import xarray as xr
 
-        turns = np.arange(0.5, self.turns - 0.5, 0.25)
-        seconds = self.seconds_at(turns)
-        rpm = 60.0 / (self.seconds_at(turns + 0.5) - self.seconds_at(turns - 0.5))
+        moments, means = [], []
+        for segment in self.segments:
+            turns = segment.first_turn + np.arange(0.5, segment.turns - 0.5, 0.25)
+            moments.append(segment.seconds_at(turns))
+            means.append(60.0 / (segment.seconds_at(turns + 0.5) - segment.seconds_at(turns - 0.5)))
+        seconds, rpm = np.concatenate(moments), np.concatenate(means)
         inside = (seconds >= start) & (seconds <= end)
         return xr.DataArray(
             rpm[inside],
@@ -213,6 +324,26 @@ class Speed:
             name="speed",
         )
 
+    def _passed(self) -> Iterator[tuple[_native.ShaftAngle, float]]:
+        """Each segment, and the whole turns that its own angle lacks."""
+        passed = end = 0.0
+        for segment in self.segments:
+            passed = max(float(np.ceil(end - segment.first_turn)), 0.0)
+            end = segment.first_turn + segment.turns + passed
+            yield segment, passed
+
+    def _joined(
+        self, times: NDArray[np.float64], values: list[NDArray[np.float64]]
+    ) -> NDArray[np.float64]:
+        """Of the values of each segment those that count."""
+        joined = values[0].copy()
+        for segment, own in zip(self.segments[1:], values[1:], strict=True):
+            begun = times >= segment.start
+            joined[begun] = own[begun]
+        for gap_start, gap_end in self.gaps:
+            joined[(times > gap_start) & (times < gap_end)] = np.nan
+        return joined
+
 
 def pulse_times(
     channel: Channel,
@@ -221,19 +352,25 @@ def pulse_times(
     hysteresis_percent: float = 15.0,
     edge: str = "rising",
 ) -> NDArray[np.float64]:
-    """Times of the pulses of an analogue tacho channel as they stand there, seconds."""
+    """Times of the pulses of an analogue tacho channel as they stand there, seconds, shape (n).
+
+    Options and errors are those of Speed.from_tacho().
+    """
     settings = tachometer(
         f"The tacho channel {channel.name!r}", 1.0, level, hysteresis_percent, edge
     )
-    return _native.pulse_times(channel.samples, channel.rate, channel.start, settings)
+    reader = _native.PulseReader(settings, channel.rate, channel.start)
+    for (samples,) in blocks_of([channel]):
+        reader.feed(samples)
+    return reader.finish()
 
 
 def tachometer(
     name: str,
-    pulses_per_revolution: float,
-    level: float | None,
-    hysteresis_percent: float,
-    edge: str,
+    pulses_per_revolution: float = 1.0,
+    level: float | None = None,
+    hysteresis_percent: float = 15.0,
+    edge: str = "rising",
     missing_teeth: int = 0,
     gear_ratio: float = 1.0,
     max_rpm: float | None = None,
@@ -254,21 +391,20 @@ def tachometer(
     return settings
 
 
-def _longest(
-    segments: list[_native.ShaftAngle], channel: Channel
-) -> tuple[_native.ShaftAngle, tuple[str, ...]]:
-    """The segment of the most turns, and a note if it is not the only one: where pulses are missing
-    for long, the angle begins anew."""
-    if not segments:
-        raise HarmotrackError(f"The tacho channel {channel.name!r} gives too few pulses.")
-    longest = max(segments, key=lambda segment: segment.turns)
-    if len(segments) == 1:
-        return longest, ()
-    stops = (
-        f"The tacho stops {len(segments) - 1} times; what is between {longest.start:.4g} s and "
-        f"{longest.end:.4g} s counts."
-    )
-    return longest, (stops,)
+def _first_of(sentences: list[str], of_what: str) -> tuple[str, ...]:
+    """As many as someone reads, and how many more there are."""
+    if len(sentences) <= _MOST_NOTES:
+        return tuple(sentences)
+    return (*sentences[:_MOST_NOTES], f"And {len(sentences) - _MOST_NOTES} more {of_what}.")
+
+
+def _check_rising(what: str, values: NDArray[np.float64]) -> None:
+    steps = np.diff(values)
+    if not (steps > 0.0).all():
+        k = int(np.flatnonzero(~(steps > 0.0))[0])
+        raise HarmotrackError(
+            f"{what} must increase, and {values[k + 1]:g} s follows {values[k]:g} s."
+        )
 
 
 def _row(what: str, values: ArrayLike) -> NDArray[np.float64]:

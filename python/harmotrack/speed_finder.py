@@ -4,12 +4,16 @@ from __future__ import annotations
 
 import re
 from dataclasses import dataclass
+from typing import TYPE_CHECKING
 
 import numpy as np
 
 from harmotrack.errors import HarmotrackError
-from harmotrack.recording import Channel, Recording
+from harmotrack.recording import Channel, Recording, blocks_of
 from harmotrack.speed import Speed, pulse_times, rpm_of
+
+if TYPE_CHECKING:
+    from numpy.typing import NDArray
 
 _TACHO_NAME = re.compile(r"tach|trigger|keyphas|pulse|1/rev|zphase|trig", re.IGNORECASE)
 _SPEED_NAME = re.compile(r"speed|rpm|drehzahl|\bn\b", re.IGNORECASE)
@@ -18,6 +22,7 @@ _SPEED_NAME = re.compile(r"speed|rpm|drehzahl|\bn\b", re.IGNORECASE)
 _LEAST_SHARE_AT_LEVELS = 0.62
 _NEAR_LEVEL = 0.15
 _LEAST_PULSES = 8
+_MOST_LOOKED_AT = 1 << 20  #: samples of a channel, to see its levels
 
 
 @dataclass(frozen=True)
@@ -46,7 +51,7 @@ class TachoGuess:
 def guess_tacho(channel: Channel) -> TachoGuess | None:
     """None if the channel shows no pulses at all."""
     named = bool(_TACHO_NAME.search(channel.name))
-    share = _share_at_levels(channel)
+    share = _share_at_levels(channel.excerpt(_MOST_LOOKED_AT))
     if share < _LEAST_SHARE_AT_LEVELS:
         return None
     try:
@@ -61,8 +66,7 @@ def guess_tacho(channel: Channel) -> TachoGuess | None:
     return TachoGuess(channel.name, int(seconds.size), share, steadiness, named)
 
 
-def _share_at_levels(channel: Channel) -> float:
-    samples = channel.samples
+def _share_at_levels(samples: NDArray[np.float64]) -> float:
     if not np.isfinite(samples).all():
         return 0.0
     low, high = np.quantile(samples, [0.001, 0.9995])
@@ -81,12 +85,20 @@ def likely_tachos(recording: Recording) -> list[TachoGuess]:
 
 
 def likely_speed_channels(recording: Recording) -> list[str]:
-    """The channels that hold a speed, by their unit or name, and only values above 0."""
+    """The channels that hold a speed, by their unit or name, and no values below 0."""
     return [
-        channel.name
-        for channel in recording
-        if _says_speed(channel) and np.isfinite(channel.samples).all() and channel.samples.min() > 0
+        channel.name for channel in recording if _says_speed(channel) and _turns_forward(channel)
     ]
+
+
+def _turns_forward(channel: Channel) -> bool:
+    """Whether its values are numbers above 0, or 0 where the shaft stands still, but not all."""
+    turns = False
+    for (samples,) in blocks_of([channel]):
+        if not np.isfinite(samples).all() or samples.min() < 0.0:
+            return False
+        turns = turns or bool(samples.max() > 0.0)
+    return turns
 
 
 def _says_speed(channel: Channel) -> bool:
@@ -99,7 +111,18 @@ def _says_speed(channel: Channel) -> bool:
 def find_speed(recording: Recording, pulses_per_revolution: float = 1.0) -> Speed:
     """The speed from the likeliest tacho, or else from a speed channel.
 
-    @raises HarmotrackError  nothing in the recording says the speed
+    A channel is likely a tacho if it stands at one of two levels most of the time and its pulses
+    come steadily; of several the one that is named like one wins.
+
+    Parameters
+    ----------
+    pulses_per_revolution
+        Of the tacho.
+
+    Raises
+    ------
+    HarmotrackError
+        Nothing in the recording says the speed, or several speed channels do.
     """
     tachos = likely_tachos(recording)
     if tachos:

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 from importlib.util import find_spec
 from pathlib import Path
+from typing import Literal
 
 import numpy as np
 import pandas as pd
@@ -12,53 +13,76 @@ import xarray as xr
 from harmotrack.errors import HarmotrackError, missing_package
 from harmotrack.files import OutputFolder, pending
 from harmotrack.order_analysis import OrderAnalysis
+from harmotrack.two_passes import TwoPasses
 
 #: Of the files; a reader refuses those of a later number.
 FORMAT_VERSION = 1
+_PASSES = ("rising", "falling")  #: groups of a file of both
 
 
-def save(analysis: OrderAnalysis, path: str | Path) -> Path:
+def save(analysis: OrderAnalysis | TwoPasses, path: str | Path) -> Path:
     path = Path(path)
     kind = _kind(path)
-    dataset = _split_complex(analysis.dataset)
-    dataset.attrs["harmotrack_format"] = FORMAT_VERSION
+    head = {"harmotrack_format": FORMAT_VERSION}
     with pending(path) as hidden:
-        if kind == "netcdf":
-            encoding = {
-                name: {"zlib": True, "complevel": 3} for name, v in dataset.items() if v.size > 1000
-            }
-            dataset.to_netcdf(hidden, engine="h5netcdf", encoding=encoding)
+        if isinstance(analysis, OrderAnalysis):
+            _write(analysis.dataset.assign_attrs(head), hidden, kind)
         else:
-            dataset.to_zarr(hidden, mode="w", consolidated=False, zarr_format=2)
+            _write(xr.Dataset(attrs=head), hidden, kind)
+            for name, one in zip(_PASSES, analysis, strict=True):
+                _write(one.dataset, hidden, kind, name)
     return path
 
 
-def load(path: str | Path) -> OrderAnalysis:
-    """Reads what OrderAnalysis.save() stored."""
+def load(path: str | Path) -> OrderAnalysis | TwoPasses:
+    """Reads what save() of OrderAnalysis or of TwoPasses stored, to the last bit.
+
+    Raises HarmotrackError if there is no such file, or it holds something else.
+    """
     path = Path(path)
     kind = _kind(path)
     if not path.exists():
         raise HarmotrackError(f"There is no file {path}.")
     try:
-        if kind == "netcdf":
-            with xr.open_dataset(path, engine="h5netcdf") as stored:
-                dataset = stored.load()
-        else:
-            with xr.open_zarr(path, consolidated=False) as stored:
-                dataset = stored.load()
+        dataset = _read(path, kind)
+        passes = []
+        if dataset.attrs.get("harmotrack_format") and "order_map" not in dataset:
+            passes = [_read(path, kind, name) for name in _PASSES]
     except Exception as error:
         raise HarmotrackError(
             f"{path} can't be read as the results of an analysis: {error}"
         ) from error
     version = dataset.attrs.pop("harmotrack_format", None)
-    if version is None or "order_map" not in dataset:
+    if version is None or any("order_map" not in one for one in passes or [dataset]):
         raise HarmotrackError(f"{path} holds no results of an analysis.")
     if version > FORMAT_VERSION:
         raise HarmotrackError(
             f"{path} was written by a later version, {dataset.attrs.get('harmotrack')}; this one "
             "can't read it."
         )
+    if passes:
+        return TwoPasses(*(OrderAnalysis(_join_complex(one)) for one in passes))
     return OrderAnalysis(_join_complex(dataset))
+
+
+def _write(dataset: xr.Dataset, path: Path, kind: str, group: str | None = None) -> None:
+    split = _split_complex(dataset)
+    mode: Literal["w", "a"] = "a" if path.exists() else "w"
+    if kind == "netcdf":
+        encoding = {
+            name: {"zlib": True, "complevel": 3} for name, v in split.items() if v.size > 1000
+        }
+        split.to_netcdf(path, mode, engine="h5netcdf", encoding=encoding, group=group)
+    else:
+        split.to_zarr(path, mode=mode, consolidated=False, zarr_format=2, group=group)
+
+
+def _read(path: Path, kind: str, group: str | None = None) -> xr.Dataset:
+    if kind == "netcdf":
+        with xr.open_dataset(path, engine="h5netcdf", group=group) as stored:
+            return stored.load()
+    with xr.open_zarr(path, consolidated=False, group=group) as stored:
+        return stored.load()
 
 
 def _kind(path: Path) -> str:
@@ -97,25 +121,53 @@ def _join_complex(dataset: xr.Dataset) -> xr.Dataset:
     return dataset
 
 
-def tables(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
-    """Every result as a table whose first columns are the channel, its unit and the speed."""
+def tables(analysis: OrderAnalysis | TwoPasses) -> dict[str, pd.DataFrame]:
+    """Every result as a table whose first columns are the channel, its unit and the speed; of two
+    passes with the pass before them."""
+    if isinstance(analysis, OrderAnalysis):
+        return {**_tables_of_speeds(analysis), **_tables_of_times(analysis)}
+    both = {name: _tables_of_speeds(one) for name, one in zip(_PASSES, analysis, strict=True)}
+    joined = {
+        name: pd.concat(
+            [both[one][name].assign(**{"pass": one}) for one in both], ignore_index=True
+        )
+        for name in both["rising"]
+    }
+    for table in joined.values():
+        table.insert(0, "pass", table.pop("pass"))
+    return {**joined, **_tables_of_times(analysis.rising)}
+
+
+def _tables_of_speeds(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
     found = {
         "order_map": _map_table(analysis.order_map, "order", analysis.order_blocks),
         "frequency_map": _map_table(analysis.frequency_map, "frequency", analysis.frequency_blocks),
         "harmonics": _harmonic_table(analysis),
         "overall": _overall_table(analysis),
-        "speed": pd.DataFrame(
-            {
-                "time_s": analysis.speed_profile["time"].values,
-                "speed_rpm": analysis.speed_profile.values,
-            }
-        ),
     }
     if analysis.directional is not None:
         pair = analysis.directional.expand_dims(
             channel=[f"{analysis.attrs['directional_x']} / {analysis.attrs['directional_y']}"]
         ).assign_coords(unit=("channel", [analysis.directional.attrs["units"]]))
         found["directional"] = _map_table(pair, "directional_order", analysis.order_blocks)
+    return found
+
+
+def _tables_of_times(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
+    """Of what belongs to the whole recording."""
+    speed = analysis.speed_profile
+    found = {"speed": pd.DataFrame({"time_s": speed["time"].values, "speed_rpm": speed.values})}
+    if (rows := analysis.order_spectrogram) is not None:
+        columns = [f"{order:.6g}" for order in rows["order"].values]
+        frames = []
+        for channel in analysis.channels:
+            frame = pd.DataFrame(rows.sel(channel=channel).values, columns=columns)
+            frame.insert(0, "speed_rpm", rows["block_speed"].values)
+            frame.insert(0, "time_s", rows["block_time"].values)
+            frame.insert(0, "unit", analysis.unit(channel))
+            frame.insert(0, "channel", channel)
+            frames.append(frame)
+        found["order_spectrogram"] = pd.concat(frames, ignore_index=True)
     return found
 
 
@@ -174,13 +226,17 @@ def _overall_table(analysis: OrderAnalysis) -> pd.DataFrame:
     return pd.concat(frames, ignore_index=True)
 
 
-def save_tables(analysis: OrderAnalysis, folder: str | Path, kind: str = "csv") -> list[Path]:
+def save_tables(
+    analysis: OrderAnalysis | TwoPasses, folder: str | Path, kind: str = "csv"
+) -> list[Path]:
     with OutputFolder(folder) as output:
         write_tables(analysis, output, kind)
     return output.files
 
 
-def write_tables(analysis: OrderAnalysis, output: OutputFolder, kind: str = "csv") -> None:
+def write_tables(
+    analysis: OrderAnalysis | TwoPasses, output: OutputFolder, kind: str = "csv"
+) -> None:
     """The tables into a folder that is being filled."""
     if kind not in ("csv", "parquet"):
         raise HarmotrackError(f"The kind of tables is {kind!r}, and it must be 'csv' or 'parquet'.")

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from collections.abc import Callable, Iterable
-from dataclasses import dataclass, field
+from dataclasses import dataclass, replace
 from pathlib import Path
 from typing import TYPE_CHECKING
 
@@ -49,16 +49,23 @@ class Track:
     valid: NDArray[np.bool_]
     explained: NDArray[np.float64]
     lost: tuple[tuple[float, float], ...]
-    _tracked: _native.Tracked = field(repr=False)
 
     @property
     def speed(self) -> Speed:
-        """The shaft as the valid estimates tell it, in the longest stretch that they cover. It has
-        no mark: its angle at the beginning counts as 0."""
+        """The shaft as the valid estimates tell it, with a segment for each stretch that they
+        cover. It has no mark: the angle of each begins at 0.
+
+        Raises HarmotrackError if no two valid estimates follow each other.
+        """
         source = f"tracking of {self.channel!r}, {self.summary}"
         hop = float(self.seconds[1] - self.seconds[0]) if self.seconds.size > 1 else 0.0
         gap = max(_GAP_SECONDS, _GAP_BLOCKS * hop)
-        return Speed(self._tracked.angle(gap), source, False)
+        if not self.valid.any():
+            raise HarmotrackError(f"The speed can't be told from {self.channel!r}: {self.summary}.")
+        profile = Speed.from_profile(
+            self.seconds[self.valid], self.rpm[self.valid], longest_gap=gap
+        )
+        return replace(profile, source=source)
 
     @property
     def summary(self) -> str:
@@ -119,6 +126,8 @@ def track(
 
     Parameters
     ----------
+    recording
+        Or the path of one that read() can read.
     min_rpm, max_rpm
         The range that is searched, as narrow as it is known.
     orders
@@ -131,7 +140,21 @@ def track(
     least_explained
         Share of a block's energy that the orders must explain for an estimate to be valid, 0 to 1.
     progress
-        Called now and then with the share that is done, 0 to 1.
+        Called now and then with the share that is done, 0 to 1; what it raises ends the tracking.
+
+    Returns
+    -------
+    Track
+
+    Each block's spectrum is compared with the orders at all speeds of the range: the speed at which
+    they explain most of its energy, by least squares, is the estimate. The best rows of estimates
+    are then followed forward and backward.
+
+    Raises
+    ------
+    HarmotrackError
+        What is wrong with the recording or an option: orders that all are multiples of one, a
+        signal shorter than a block, a sample that is not a finite number.
     """
     if isinstance(recording, (str, Path)):
         from harmotrack.readers import read
@@ -162,5 +185,4 @@ def track(
         found.valid.astype(bool),
         found.explained,
         tuple(found.lost),
-        found,
     )

@@ -1,21 +1,18 @@
 #include "analysis.h"
 
 #include "arrays.h"
-#include "progress.h"
 
 #include "host/analysis_results.h"
-#include "host/analysis_run.h"
 #include "host/analysis_settings.h"
 #include "host/equal_angle_axis.h"
-#include "host/shaft_angle.h"
-#include "host/uniform_signal.h"
 
+#include <nanobind/stl/optional.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
 
+#include <cmath>
 #include <complex>
 #include <cstddef>
-#include <span>
 #include <utility>
 #include <vector>
 
@@ -29,29 +26,6 @@ using Host::AnalysisResults;
 using Host::AnalysisSettings;
 using Host::SignalResults;
 using Host::Table;
-
-std::vector<Host::UniformSignal>
-signalsOf(const std::vector<Samples>& signals, double startSeconds, double rateHz)
-{
-    std::vector<Host::UniformSignal> copies;
-    for (const Samples& samples : signals) {
-        const auto span = spanOf(samples);
-        copies.push_back({startSeconds, rateHz, {span.begin(), span.end()}});
-    }
-    return copies;
-}
-
-AnalysisResults analyze(const AnalysisSettings& settings,
-                        const Host::ShaftAngle& angle,
-                        double startSeconds,
-                        double rateHz,
-                        const std::vector<Samples>& signals,
-                        nb::object progress)
-{
-    const auto report = progressOf(std::move(progress));
-    const nb::gil_scoped_release unlocked;
-    return Host::AnalysisRun(settings).run(signalsOf(signals, startSeconds, rateHz), angle, report);
-}
 
 Array<const float> tableView(const Table& table, nb::handle owner)
 {
@@ -110,6 +84,7 @@ void bindSettings(nb::module_& module)
         .def_rw("time_lines", &AnalysisSettings::timeLines)
         .def_rw("two_sided", &AnalysisSettings::twoSided)
         .def_rw("keep_angle_signal", &AnalysisSettings::keepAngleSignal)
+        .def_rw("row_overlap_percent", &AnalysisSettings::rowOverlapPercent, nb::arg().none())
         .def_prop_ro("max_order", &AnalysisSettings::maxOrder, "Half the samples of a revolution.")
         .def("validate", &AnalysisSettings::validate);
     const auto choice = [&](const char* name, auto field) {
@@ -123,14 +98,20 @@ void bindSettings(nb::module_& module)
     choice("phase_reference", &AnalysisSettings::phaseReference);
     choice("phase_mode", &AnalysisSettings::phaseMode);
     choice("weighting", &AnalysisSettings::weighting);
+    choice("passes", &AnalysisSettings::passes);
 }
 
-/// Of the signals at equal angles: turns of the shaft, or seconds, of each step.
+/// Of the signals at equal angles: turns of the shaft at each step. The count begins anew with each
+/// segment of known angle; here it goes on by whole turns, at least one behind the step before.
 Array<double> anglesOf(const AnalysisResults& results, int samplesPerRevolution)
 {
     std::vector<double> turns;
-    for (const Host::EqualAngleStep& step : results.angleSignal.steps)
-        turns.push_back(static_cast<double>(step.number) / samplesPerRevolution);
+    double passed = 0.0;
+    for (const Host::EqualAngleStep& step : results.angleSignal.steps) {
+        const double counted = static_cast<double>(step.number) / samplesPerRevolution;
+        if (step.beginsSegment && !turns.empty()) passed = std::ceil(turns.back() - counted) + 1.0;
+        turns.push_back(passed + counted);
+    }
     return arrayOf(std::move(turns));
 }
 
@@ -149,7 +130,9 @@ void bindResults(nb::module_& module)
     const auto signal = [](Self self, std::size_t which) -> const SignalResults& {
         return nb::cast<const AnalysisResults&>(self).signals.at(which);
     };
-    nb::class_<AnalysisResults>(module, "Results", "All tables of a run, with their axes.")
+    nb::class_<AnalysisResults>(module, "Results", "All tables of a pass, with their axes.")
+        .def_prop_ro("pass_number",
+                     [](const AnalysisResults& results) { return static_cast<int>(results.pass); })
         .def_prop_ro("speed", viewOfField(&AnalysisResults::binRpm))
         .def_prop_ro("orders", viewOfField(&AnalysisResults::orders))
         .def_prop_ro("frequencies", viewOfField(&AnalysisResults::frequencies))
@@ -206,15 +189,6 @@ void bindAnalysis(nb::module_& module)
 {
     bindSettings(module);
     bindResults(module);
-    module.def("analyze",
-               &analyze,
-               "settings"_a,
-               "angle"_a,
-               "start"_a,
-               "rate"_a,
-               "signals"_a,
-               "progress"_a.none(),
-               "Analyses one or two signals, sampled together, against the rotation of a shaft.");
 }
 
 } // namespace Harmotrack::Python

@@ -4,7 +4,7 @@
 
 namespace Harmotrack::Python {
 
-/// Settings, runs and results.
+/// Settings and results.
 void bindAnalysis(nanobind::module_& module);
 
 } // namespace Harmotrack::Python

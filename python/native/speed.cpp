@@ -3,7 +3,12 @@
 #include "arrays.h"
 #include "progress.h"
 
+#include "host/angle_knot.h"
+#include "host/host_error.h"
+#include "host/pulse_detector.h"
 #include "host/shaft_angle.h"
+#include "host/speed_profile.h"
+#include "host/tacho_event.h"
 #include "host/tacho_settings.h"
 #include "host/tachometer.h"
 #include "host/tracking_run.h"
@@ -32,43 +37,89 @@ namespace {
 
 using Host::ShaftAngle;
 
-Host::UniformSignal copyOf(const Samples& samples, double rateHz, double startSeconds)
-{
-    const auto span = spanOf(samples);
-    return {startSeconds, rateHz, std::vector<double>(span.begin(), span.end())};
-}
-
-Array<double> pulseTimes(const Samples& samples,
-                         double rateHz,
-                         double startSeconds,
-                         const Host::TachometerSettings& settings)
-{
-    std::vector<double> seconds;
-    {
-        const nb::gil_scoped_release unlocked;
-        seconds = Host::Tachometer(settings).pulseTimes(copyOf(samples, rateHz, startSeconds));
-    }
-    return arrayOf(std::move(seconds));
-}
-
 /// The segments of known angle, the number of pulses, and what was mended or dropped, in words.
 using TachoReading = std::tuple<std::vector<ShaftAngle>, std::size_t, std::vector<std::string>>;
 
-TachoReading told(const Host::TachoReading& reading)
+/// Reads a tacho channel in pieces of any size; samples are read where they stand, none is kept.
+class TachoReader {
+public:
+    TachoReader(const Host::TachometerSettings& settings, double rateHz, double startSeconds)
+        : tachometer_(settings)
+    {
+        tachometer_.start(rateHz, startSeconds);
+    }
+
+    void feed(const Samples& samples)
+    {
+        const nb::gil_scoped_release unlocked;
+        tachometer_.feed(spanOf(samples));
+        take();
+    }
+
+    TachoReading finish()
+    {
+        const nb::gil_scoped_release unlocked;
+        tachometer_.finish();
+        take();
+        return {ShaftAngle::segmentsOf(knots_), tachometer_.pulses(), std::move(events_)};
+    }
+
+private:
+    void take()
+    {
+        const std::vector<Host::AngleKnot> knots = tachometer_.takeKnots();
+        knots_.insert(knots_.end(), knots.begin(), knots.end());
+        for (const Host::TachoEvent& event : tachometer_.takeEvents())
+            events_.push_back(event.text());
+    }
+
+    Host::Tachometer tachometer_;
+    std::vector<Host::AngleKnot> knots_;
+    std::vector<std::string> events_;
+};
+
+TachoReading readPulses(const Samples& seconds, const Host::TachometerSettings& settings)
 {
+    const Host::TachoReading read = Host::Tachometer(settings).readPulses(spanOf(seconds));
     std::vector<std::string> events;
-    for (const Host::TachoEvent& event : reading.events) events.push_back(event.text());
-    return {ShaftAngle::segmentsOf(reading.knots), reading.pulses, std::move(events)};
+    for (const Host::TachoEvent& event : read.events) events.push_back(event.text());
+    return {ShaftAngle::segmentsOf(read.knots), read.pulses, std::move(events)};
 }
 
-TachoReading readTacho(const Samples& samples,
-                       double rateHz,
-                       double startSeconds,
-                       const Host::TachometerSettings& settings)
-{
-    const nb::gil_scoped_release unlocked;
-    return told(Host::Tachometer(settings).read(copyOf(samples, rateHz, startSeconds)));
-}
+/// Finds the pulses of a tacho channel likewise, as they stand there, before anything is mended.
+class PulseReader {
+public:
+    PulseReader(const Host::TachometerSettings& settings, double rateHz, double startSeconds)
+        : detector_(settings, rateHz, startSeconds)
+    {
+    }
+
+    void feed(const Samples& samples)
+    {
+        const nb::gil_scoped_release unlocked;
+        take(detector_.feed(spanOf(samples)));
+    }
+
+    /// Their times, seconds, rising. @throws HostError  there are none
+    Array<double> finish()
+    {
+        take(detector_.finish());
+        if (seconds_.empty()) throw Host::HostError(detector_.noPulsesText());
+        return arrayOf(std::move(seconds_));
+    }
+
+private:
+    void take(const std::vector<Host::PulseEdge>& edges)
+    {
+        for (const Host::PulseEdge& edge : edges) {
+            if (seconds_.empty() || edge.seconds > seconds_.back())
+                seconds_.push_back(edge.seconds);
+        }
+    }
+
+    Host::PulseDetector detector_;
+    std::vector<double> seconds_;
+};
 
 void bindTachometer(nb::module_& module)
 {
@@ -89,20 +140,28 @@ void bindTachometer(nb::module_& module)
         .def_rw("max_rpm", &TachometerSettings::maxRpm, nb::arg().none())
         .def_rw("name", &TachometerSettings::name)
         .def("validate", &TachometerSettings::validate);
-    module.def("pulse_times",
-               &pulseTimes,
-               "samples"_a,
-               "rate"_a,
-               "start"_a,
+    nb::class_<TachoReader>(module, "TachoReader", "Reads a tacho channel in pieces.")
+        .def(nb::init<const TachometerSettings&, double, double>(),
+             "settings"_a,
+             "rate"_a,
+             "start"_a)
+        .def("feed", &TachoReader::feed, "samples"_a)
+        .def("finish",
+             &TachoReader::finish,
+             "Segments of known angle, number of pulses, and what was mended or dropped.");
+    module.def("read_pulses",
+               &readPulses,
+               "seconds"_a,
                "settings"_a,
-               "Times of the pulses of an analogue tacho channel as they stand there, seconds.");
-    module.def("read_tacho",
-               &readTacho,
-               "samples"_a,
-               "rate"_a,
-               "start"_a,
-               "settings"_a,
-               "Segments of known angle, number of pulses, and what was mended or dropped.");
+               nb::call_guard<nb::gil_scoped_release>(),
+               "The same of the times of pulses.");
+    nb::class_<PulseReader>(module, "PulseReader", "Finds the pulses of a tacho channel in pieces.")
+        .def(nb::init<const TachometerSettings&, double, double>(),
+             "settings"_a,
+             "rate"_a,
+             "start"_a)
+        .def("feed", &PulseReader::feed, "samples"_a)
+        .def("finish", &PulseReader::finish, "Times as they stand there, seconds.");
 }
 
 nb::tuple toUniform(const Samples& seconds, const Samples& values)
@@ -115,14 +174,17 @@ nb::tuple toUniform(const Samples& seconds, const Samples& values)
     return nb::make_tuple(signal.startSeconds, signal.rateHz, arrayOf(std::move(signal.samples)));
 }
 
-ShaftAngle fromPulses(const Samples& seconds, double pulsesPerRevolution)
-{
-    return ShaftAngle::fromPulses(spanOf(seconds), pulsesPerRevolution);
-}
+/// The segments in which the shaft turns, and the stretches between them in words.
+using ProfileReading = std::pair<std::vector<ShaftAngle>, std::vector<std::string>>;
 
-ShaftAngle fromSpeed(const Samples& seconds, const Samples& rpm)
+ProfileReading
+readProfile(const Samples& seconds, const Samples& rpm, double standstillRpm, double longestGap)
 {
-    return ShaftAngle::fromSpeed(spanOf(seconds), spanOf(rpm));
+    Host::SpeedProfile profile({standstillRpm, longestGap});
+    const std::vector<Host::AngleKnot> knots = profile.feed(spanOf(seconds), spanOf(rpm));
+    ProfileReading reading{ShaftAngle::segmentsOf(knots), {}};
+    for (const Host::SpeedGap& gap : profile.takeGaps()) reading.second.push_back(gap.text());
+    return reading;
 }
 
 Host::TrackedSpeed track(const Samples& samples,
@@ -173,11 +235,7 @@ void bindTracking(nb::module_& module)
         .def_prop_ro("explained", column<double>(&SpeedEstimate::explained), nb::rv_policy::move)
         .def_prop_ro("valid", column<std::uint8_t>(&SpeedEstimate::valid), nb::rv_policy::move)
         .def_prop_ro("valid_share", &Host::TrackedSpeed::validShare)
-        .def_prop_ro("lost", &lostStretches, "Where the machine was lost: from and to, seconds.")
-        .def("angle",
-             &Host::TrackedSpeed::shaftAngle,
-             "longest_gap"_a,
-             nb::call_guard<nb::gil_scoped_release>());
+        .def_prop_ro("lost", &lostStretches, "Where the machine was lost: from and to, seconds.");
     module.def("track",
                &track,
                "samples"_a,
@@ -217,22 +275,21 @@ void bindSpeed(nb::module_& module)
                "Samples with irregular steps at equal ones: start, rate and samples.");
 
     nb::class_<ShaftAngle>(module, "ShaftAngle", "The angle of a shaft over time, in turns.")
-        .def_static("from_pulses",
-                    &fromPulses,
-                    "seconds"_a,
-                    "pulses_per_revolution"_a,
-                    nb::call_guard<nb::gil_scoped_release>())
-        .def_static("from_speed",
-                    &fromSpeed,
-                    "seconds"_a,
-                    "rpm"_a,
-                    nb::call_guard<nb::gil_scoped_release>())
+        .def_prop_ro("first_turn", &ShaftAngle::startTurns, "Angle at the start.")
         .def_prop_ro("start", &ShaftAngle::startSeconds, "First moment of known angle, seconds.")
         .def_prop_ro("end", &ShaftAngle::endSeconds, "Last moment of known angle, seconds.")
         .def_prop_ro("turns", &ShaftAngle::turns, "Turns from the start to the end.")
         .def("turns_at", &each<&ShaftAngle::turnsAt>, "seconds"_a)
         .def("rpm_at", &each<&ShaftAngle::speedRpmAt>, "seconds"_a)
         .def("seconds_at", &each<&ShaftAngle::secondsAt>, "turns"_a);
+    module.def("read_profile",
+               &readProfile,
+               "seconds"_a,
+               "rpm"_a,
+               "standstill_rpm"_a,
+               "longest_gap"_a,
+               nb::call_guard<nb::gil_scoped_release>(),
+               "Segments in which the shaft turns, and what lies between them in words.");
     bindTachometer(module);
     bindTracking(module);
 }

@@ -53,6 +53,46 @@ def test_what_was_mended_in_the_tacho_stands_with_the_results() -> None:
     assert analysis().attrs["speed_repairs"] == ""
 
 
+def test_remarks_tell_what_was_mended_and_left_out(monkeypatch: pytest.MonkeyPatch) -> None:
+    recording = run_up().recording
+    noted = Recording(recording.channels, "noted", ("The file was cut short.",))
+    monkeypatch.setattr("harmotrack.analysis._MOST_ANGLES", 1000)
+
+    found = analyze(noted, channels="x", highest_order=10)
+
+    assert found.angle_signal is None
+    assert found.remarks[0] == "The file was cut short."
+    assert "The signals over the angle were left out" in found.remarks[1]
+    assert analysis().remarks == ()
+    assert (
+        analyze(noted, channels="x", highest_order=10, angle_signal=True).angle_signal is not None
+    )
+
+
+# Order 2 grows in proportion to the speed, and stands in the spectrum of every moment.
+def test_the_order_spectrogram_stands_over_the_time() -> None:
+    found = analyze(
+        run_up().recording, channels="x", highest_order=30, row_overlap_percent=75.0
+    ).order_spectrogram
+
+    assert found is not None
+    assert found.dims == ("channel", "block_time", "order")
+    times, rpm = found["block_time"].values, found["block_speed"].values
+    assert times.size > 120
+    np.testing.assert_allclose(rpm, run_up().rpm(times), rtol=0.01)
+    true = np.abs(run_up().truth(rpm).sel(component="misalignment", channel="x").values)
+    second = found.sel(channel="x").sel(order=2.0, method="nearest").values
+    np.testing.assert_allclose(second, true, rtol=0.05)
+
+
+def test_progress_is_told_while_the_work_goes_on() -> None:
+    shares: list[float] = []
+
+    analyze(run_up().recording, channels="x", highest_order=10, progress=shares.append)
+
+    assert len(shares) > 1
+
+
 # Quasi-steady truth; a block of ten turns sees the resonance change by a few per cent.
 @pytest.mark.parametrize(
     ("component", "order", "tolerance"), [("misalignment", 2.0, 0.01), ("gear mesh", 24.0, 0.02)]

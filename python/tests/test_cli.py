@@ -2,18 +2,18 @@
 
 import json
 import os
-import signal
 import subprocess
 import sys
-import time
 from pathlib import Path
 
 import numpy as np
 import pytest
 from click.testing import CliRunner
 
-from harmotrack import load, read
+import turning
+from harmotrack import TwoPasses, load, read
 from harmotrack.cli.main import _COMMANDS, group, main, run
+from harmotrack.writers import write
 
 
 @pytest.fixture(scope="module")
@@ -268,20 +268,62 @@ def test_main_ends_the_process_with_the_code() -> None:
     assert end.value.code == 2
 
 
-# The interrupt comes while pictures are drawn; whether it comes earlier or later, the same holds.
-def test_an_interrupt_leaves_no_half_written_file(recording: Path, tmp_path: Path) -> None:
-    output = tmp_path / "out"
-    process = subprocess.Popen(
-        [sys.executable, "-m", "harmotrack", "analyze", recording, "-o", output],
-        stderr=subprocess.PIPE,
-        text=True,
-    )
-    until = time.monotonic() + 60.0
-    while not list(tmp_path.glob("out/.harmotrack-*/*.png")) and time.monotonic() < until:
-        time.sleep(0.01)
-    process.send_signal(signal.SIGINT)
-    _, said = process.communicate(timeout=60)
+@pytest.fixture(scope="module")
+def up_and_down(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    recording = turning.up_and_down().recording()
+    return write(recording, tmp_path_factory.mktemp("machine") / "both.wav")[0]
 
-    assert process.returncode == 130
-    assert said.splitlines()[-1] == "harmotrack: interrupted; nothing was left half written."
-    assert not output.exists()
+
+def test_passes_apart_have_pictures_and_tables_of_their_own(
+    up_and_down: Path, tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    options = ["--passes", "apart", "--row-overlap", "50", "--highest-order", "10", "--json"]
+    assert call("analyze", up_and_down, "-o", tmp_path, *options) == 0
+
+    told = json.loads(capsys.readouterr().out)
+    assert list(told["passes"]) == ["rising", "falling"]
+    names = {path.name for path in tmp_path.iterdir()}
+    for kind in ("order_map_1", "bode_2", "overall_1"):
+        assert {f"{kind}_rising.png", f"{kind}_falling.png"} <= names
+    assert {"orders_1.png", "order_spectrogram_2.png", "speed.png", "results.nc"} <= names
+    assert "order_spectrogram.csv" in names
+    assert isinstance(load(tmp_path / "results.nc"), TwoPasses)
+    assert call("report", tmp_path / "results.nc", "-o", tmp_path / "page.html") == 0
+    assert (tmp_path / "page_rising.html").exists()
+    assert (tmp_path / "page_falling.html").exists()
+    assert not (tmp_path / "page.html").exists()
+
+
+@pytest.mark.parametrize("kind", ["order", "waterfall", "order-time"])
+def test_a_map_of_passes_apart_shows_both(up_and_down: Path, tmp_path: Path, kind: str) -> None:
+    options = ["--kind", kind, "--passes", "apart", "--highest-order", "10"]
+    assert call("map", up_and_down, "-o", tmp_path / "map.svg", *options) == 0
+
+    drawn = (tmp_path / "map.svg").read_text()
+    assert ("falling" in drawn) == (kind != "order-time")
+
+
+def test_orders_of_passes_apart_name_the_pass(
+    up_and_down: Path, capsys: pytest.CaptureFixture
+) -> None:
+    options = ["--passes", "apart", "--channels", "x", "--harmonics", "2", "--highest-order", "10"]
+    assert call("orders", up_and_down, *options, "--json") == 0
+    rows = json.loads(capsys.readouterr().out)["rows"]
+    assert call("orders", up_and_down, *options) == 0
+
+    assert {row["pass"] for row in rows} == {"rising", "falling"}
+    assert "falling" in capsys.readouterr().out
+
+
+def test_remarks_are_printed_and_told_to_scripts(
+    tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    path, _ = write(turning.stopping().recording(), tmp_path / "stopping.wav")
+    options = ["--no-pictures", "--tables", "none", "--highest-order", "10"]
+
+    assert call("analyze", path, "-o", tmp_path / "out", *options, "--json") == 0
+
+    said = capsys.readouterr()
+    (remark,) = json.loads(said.out)["remarks"]
+    assert "the angle begins anew" in remark
+    assert said.err.count(remark) == 1

@@ -120,3 +120,88 @@ def feed(samples: object, tacho: object = None, **options: object) -> None:
 def test_what_cannot_be_monitored_meets_a_sentence(act: object, sentence: str) -> None:
     with pytest.raises(HarmotrackError, match=sentence):
         act()
+
+
+# The pair needs not come first, nor in this order.
+def test_a_directional_pair_has_the_radii_of_both_circles() -> None:
+    recording = machine().recording
+    signals = np.stack([recording[name].samples for name in ("y", "tacho", "x")])
+    options = {"directional": ("x", "y"), "harmonics": (1, 2), **AXIS}
+    monitor = Monitor(6400.0, ["y", "other", "x"], units="mm/s", **options)
+    monitor.feed(signals, recording["tacho"].samples)
+
+    live = monitor.finish().directional
+
+    at_once = analyze(recording, **options).directional
+    assert live is not None
+    np.testing.assert_allclose(live.values, at_once.values, atol=1e-4, equal_nan=True)
+    row = live.sel(speed=3000.0)
+    assert row.sel(directional_order=2.0, method="nearest").item() == pytest.approx(1.2, rel=0.02)
+    assert row.sel(directional_order=-2.0, method="nearest").item() == pytest.approx(0.5, rel=0.02)
+
+
+# The device says 6400 Hz, and its clock 0.1 % less.
+def test_time_stamps_that_contradict_the_rate_are_remarked_on() -> None:
+    recording = machine().recording
+    for slower, expected in ((1.001, 1), (1.0, 0)):
+        monitor = Monitor(6400.0, ["x"], **AXIS)
+        for first in range(0, 76800, 6400):
+            piece = slice(first, first + 6400)
+            x, tacho = (recording[name].samples[piece] for name in ("x", "tacho"))
+            monitor.feed(x, tacho, stamp=100.0 + slower * first / 6400.0)
+
+        remarks = monitor.finish().remarks
+
+        assert len(remarks) == expected
+        assert all("Hz" in remark for remark in remarks)
+
+
+def test_a_gap_in_the_speed_is_remarked_on() -> None:
+    monitor = Monitor(6400.0, "x", pulses_per_revolution=None, **AXIS)
+    times = np.arange(0.0, 12.0, 0.1)
+    rpm = np.where((times > 4.0) & (times < 6.0), 0.0, machine().rpm(times))
+
+    monitor.feed_speed(times, rpm)
+    monitor.feed(machine().recording["x"].samples)
+
+    (remark,) = monitor.finish().remarks
+    assert "the shaft stands still: the angle begins anew" in remark
+
+
+# Order 2 grows in proportion to the speed.
+def test_spectra_by_sample_count_come_whatever_the_speed() -> None:
+    recording = machine().recording
+    monitor = Monitor(6400.0, ["x"], row_overlap_percent=50.0, harmonics=(2,), **AXIS)
+
+    results = monitor.feed(recording["x"].samples, recording["tacho"].samples)
+
+    rows = [one for one in results if one.speed is None]
+    assert len(rows) > 60
+    for one in rows:
+        assert one.harmonics is None
+        assert one.order_spectrum is not None
+        rpm = machine().rpm(one.seconds).item()
+        truth = machine().truth(rpm).sel(component="misalignment", channel="x").item()
+        assert one.order_spectrum[20] == pytest.approx(abs(truth), rel=0.05)
+        assert rpm < one.rpm < 1.2 * rpm  # at the end of the block
+    assert monitor.finish().order_spectrogram is None
+
+
+@pytest.mark.parametrize(
+    ("options", "sentence"),
+    [
+        ({"directional": ("x", "x")}, "The directional channels are both 'x'"),
+        ({"directional": ("x", "z")}, "There is no channel 'z'; the monitor has 'x', 'y'"),
+        ({"directional": "xy"}, "The directional channels are 'xy', and they must be two"),
+        ({"passes": "both"}, "The passes is 'both'"),
+        ({"row_overlap_percent": 100}, "The row_overlap_percent is 100, and 0 to 99.9 is allowed"),
+    ],
+)
+def test_monitors_that_cannot_be_made_meet_a_sentence(options: dict, sentence: str) -> None:
+    with pytest.raises(HarmotrackError, match=sentence):
+        Monitor(6400.0, ["x", "y"], **AXIS, **options)
+
+
+def test_a_time_stamp_that_is_no_number_is_refused() -> None:
+    with pytest.raises(HarmotrackError, match="The time stamp is nan"):
+        Monitor(6400.0, "x", **AXIS).feed(np.zeros(9), np.zeros(9), stamp=np.nan)

@@ -64,6 +64,32 @@ def test_cells_stand_round_their_orders_and_speeds() -> None:
     np.testing.assert_allclose(corners[-1, -1], [10.05, 3050.0])
 
 
+def test_the_order_spectrogram_runs_upwards_in_time() -> None:
+    rows = np.full((2, 3, made.ORDERS.size), 1e-3)
+    rows[:, :, 20] = 0.5
+    analysis = made.analysis(
+        order_rows=rows, row_times=[1.0, 2.0, 3.0], row_speeds=[600.0, 700.0, 800.0]
+    )
+
+    axes = analysis.plot_order_spectrogram()
+
+    assert axes.get_ylabel() == "Time in s"
+    np.testing.assert_allclose(mesh_of(axes).get_coordinates()[0, 0], [-0.05, 0.5])
+    assert mesh_of(axes).get_array()[2, 20] == pytest.approx(20.0 * np.log10(0.5), abs=1e-4)
+    with pytest.raises(HarmotrackError, match="There is no order spectrogram: ask for it"):
+        made.analysis().plot_order_spectrogram()
+
+
+# Maps of two analyses can be compared only in the same colours.
+def test_colours_run_between_the_limits_given() -> None:
+    axes = made.analysis().plot_order_map(limits=(-40.0, 20.0))
+
+    assert mesh_of(axes).get_clim() == (-40.0, 20.0)
+    assert mesh_of(axes).get_cmap().name == "viridis"
+    with pytest.raises(HarmotrackError, match="The upper colour limit is -50"):
+        made.analysis().plot_order_map(limits=(-40.0, -50.0))
+
+
 def test_rays_of_the_frequency_map_run_through_the_order_frequencies() -> None:
     axes = made.analysis().plot_frequency_map(rays=[2.0])
 

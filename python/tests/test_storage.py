@@ -89,3 +89,16 @@ def test_an_unknown_kind_of_table_leaves_no_folder(tmp_path: Path) -> None:
         made.analysis().save_tables(tmp_path / "tables", "xlsx")
 
     assert list(tmp_path.iterdir()) == []
+
+
+def test_the_order_spectrogram_is_stored_and_becomes_a_table(tmp_path: Path) -> None:
+    rows = np.arange(2.0 * 3 * made.ORDERS.size).reshape(2, 3, made.ORDERS.size)
+    analysis = made.analysis(
+        order_rows=rows, row_times=[1.0, 2.0, 3.0], row_speeds=[600.0, 700.0, 800.0]
+    )
+    analysis.save(tmp_path / "run.nc")
+
+    xr.testing.assert_identical(load(tmp_path / "run.nc").dataset, analysis.dataset)
+    table = analysis.tables()["order_spectrogram"]
+    assert list(table.columns[:4]) == ["channel", "unit", "time_s", "speed_rpm"]
+    assert table.query("channel == 'y' and time_s == 2")["0"].item() == rows[1, 1, 0]

@@ -14,6 +14,7 @@ from harmotrack.cli.options import Request, analysis_options, file_argument, jso
 if TYPE_CHECKING:
     from harmotrack.files import OutputFolder
     from harmotrack.order_analysis import OrderAnalysis
+    from harmotrack.two_passes import TwoPasses
 
 
 @click.command("analyze")
@@ -54,34 +55,65 @@ def command(
     if as_json:
         words.as_json({**summary, "files": [str(path) for path in folder.files]})
         return
-    show_summary(analysis, summary)
+    for name, one in passes_of(analysis).items():
+        show_summary(one, name)
     print(f"{len(folder.files)} files in {output}")
 
 
-def pictures_of(analysis: OrderAnalysis) -> dict[str, Callable[[], Any]]:
+def passes_of(analysis: OrderAnalysis | TwoPasses) -> dict[str, OrderAnalysis]:
+    """Those that passed a speed, by what stands behind the names of their files."""
+    from harmotrack.two_passes import TwoPasses
+
+    return analysis.measured if isinstance(analysis, TwoPasses) else {"": analysis}
+
+
+def pictures_of(analysis: OrderAnalysis | TwoPasses) -> dict[str, Callable[[], Any]]:
     """What draws each picture, by its name."""
+    from harmotrack.two_passes import TwoPasses
+
     pictures: dict[str, Callable[[], Any]] = {}
-    several = len(analysis.channels) > 1
+    for name, one in passes_of(analysis).items():
+        drawn = _pictures_of_speeds(one)
+        pictures |= {f"{kind}_{name}" if name else kind: draw for kind, draw in drawn.items()}
+    if isinstance(analysis, TwoPasses):
+        for kind, channel in _numbered(analysis.rising, "orders"):
+            pictures[kind] = _drawer(analysis.plot_orders, channel)
+        analysis = analysis.rising
+    rows = analysis.order_spectrogram
+    if rows is not None and rows.size > 0:
+        for kind, channel in _numbered(analysis, "order_spectrogram"):
+            pictures[kind] = _drawer(analysis.plot_order_spectrogram, channel)
+    pictures["speed"] = analysis.plot_speed
+    return pictures
+
+
+def _pictures_of_speeds(analysis: OrderAnalysis) -> dict[str, Callable[[], Any]]:
     kinds = ["order_map", "frequency_map", "waterfall", "campbell", "orders", "overall"]
     if analysis.harmonics.sizes["harmonic"] > 0:
         kinds += ["bode", "polar"]
-    for number, channel in enumerate(analysis.channels, start=1):
-        for kind in kinds:
-            name = f"{kind}_{number}" if several else kind
+    pictures: dict[str, Callable[[], Any]] = {}
+    for kind in kinds:
+        for name, channel in _numbered(analysis, kind):
             pictures[name] = _drawer(getattr(analysis, f"plot_{kind}"), channel)
     if analysis.directional is not None:
         pictures["full_spectrum"] = analysis.plot_full_spectrum
         if analysis.harmonics.sizes["harmonic"] > 0:
             pictures["orbit"] = analysis.plot_orbit
-    pictures["speed"] = analysis.plot_speed
     return pictures
+
+
+def _numbered(analysis: OrderAnalysis, kind: str) -> list[tuple[str, str]]:
+    """Names of the pictures of a kind, with the channel of each."""
+    if len(analysis.channels) == 1:
+        return [(kind, analysis.channels[0])]
+    return [(f"{kind}_{k}", channel) for k, channel in enumerate(analysis.channels, start=1)]
 
 
 def _drawer(plot: Callable[[str], Any], channel: str) -> Callable[[], Any]:
     return lambda: plot(channel)
 
 
-def write_pictures(analysis: OrderAnalysis, folder: OutputFolder) -> None:
+def write_pictures(analysis: OrderAnalysis | TwoPasses, folder: OutputFolder) -> None:
     import matplotlib as mpl
 
     mpl.use("Agg")
@@ -104,8 +136,16 @@ def save_picture(axes: Any, path: Path) -> None:
     plt.close(figure)
 
 
-def summary_of(analysis: OrderAnalysis) -> dict[str, Any]:
-    """What a script wants to know."""
+def summary_of(analysis: OrderAnalysis | TwoPasses) -> dict[str, Any]:
+    """What a script wants to know; of two passes, by their names."""
+    passes = passes_of(analysis)
+    shared = {"recording": analysis.title, "remarks": analysis.remarks}
+    if list(passes) == [""]:
+        return {**shared, **_summary_of_pass(passes[""])}
+    return {**shared, "passes": {name: _summary_of_pass(one) for name, one in passes.items()}}
+
+
+def _summary_of_pass(analysis: OrderAnalysis) -> dict[str, Any]:
     import numpy as np
 
     attrs = analysis.attrs
@@ -135,7 +175,6 @@ def summary_of(analysis: OrderAnalysis) -> dict[str, Any]:
             }
         )
     return {
-        "recording": analysis.title,
         "speed_source": attrs["speed_source"],
         "lowest_rpm": attrs["lowest_rpm"],
         "highest_rpm": attrs["highest_rpm"],
@@ -148,9 +187,12 @@ def summary_of(analysis: OrderAnalysis) -> dict[str, Any]:
     }
 
 
-def show_summary(analysis: OrderAnalysis, summary: dict[str, Any]) -> None:
+def show_summary(analysis: OrderAnalysis, name: str = "") -> None:
+    summary = _summary_of_pass(analysis)
+    if name:
+        print(f"{name}:")
     print(
-        f"{summary['recording']}: {summary['lowest_rpm']:.0f} to {summary['highest_rpm']:.0f} rpm, "
+        f"{analysis.title}: {summary['lowest_rpm']:.0f} to {summary['highest_rpm']:.0f} rpm, "
         f"speed from {summary['speed_source']}"
     )
     print(

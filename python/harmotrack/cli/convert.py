@@ -22,7 +22,7 @@ def command(file: Path, target: Path, as_json: bool, **options: Any) -> None:
     from harmotrack.writers import write
 
     request = Request(options)
-    recording = request.read(file)
+    recording = request.read(file, in_memory=True)
     names = request.names("channels", recording)
     if names is not None:
         recording = recording.select(names)

@@ -3,12 +3,15 @@
 from __future__ import annotations
 
 from pathlib import Path
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import click
 
 from harmotrack.cli import words
 from harmotrack.cli.options import Request, file_argument, json_option, reading_options
+
+if TYPE_CHECKING:
+    from harmotrack.recording import Channel
 
 
 @click.command("info")
@@ -17,8 +20,6 @@ from harmotrack.cli.options import Request, file_argument, json_option, reading_
 @json_option
 def command(file: Path, as_json: bool, **options: Any) -> None:
     """Channels, rates, levels, and which channel is likely the tacho."""
-    import numpy as np
-
     from harmotrack.speed_finder import likely_speed_channels, likely_tachos
 
     recording = Request(options).read(file)
@@ -37,12 +38,9 @@ def command(file: Path, as_json: bool, **options: Any) -> None:
                 "name": channel.name,
                 "unit": channel.unit,
                 "rate_hz": channel.rate,
-                "samples": channel.samples.size,
+                "samples": channel.size,
                 "duration_s": channel.duration,
-                "least": float(channel.samples.min()),
-                "most": float(channel.samples.max()),
-                "mean": float(channel.samples.mean()),
-                "rms": float(np.sqrt(np.mean(np.square(channel.samples)))),
+                **_levels(channel),
                 "role": role,
             }
         )
@@ -68,3 +66,19 @@ def command(file: Path, as_json: bool, **options: Any) -> None:
             for c in channels
         ],
     )
+
+
+def _levels(channel: Channel) -> dict[str, float]:
+    """A block at a time, as the channel may be longer than the memory."""
+    import numpy as np
+
+    from harmotrack.recording import blocks_of
+
+    least, most, total, energy = np.inf, -np.inf, 0.0, 0.0
+    for (samples,) in blocks_of([channel]):
+        least = min(least, float(samples.min()))
+        most = max(most, float(samples.max()))
+        total += float(samples.sum())
+        energy += float(np.square(samples).sum())
+    mean, rms = total / channel.size, float(np.sqrt(energy / channel.size))
+    return {"least": least, "most": most, "mean": mean, "rms": rms}

@@ -17,6 +17,7 @@ if TYPE_CHECKING:
     from harmotrack.recording import Recording
     from harmotrack.speed import Speed
     from harmotrack.tracking import Track
+    from harmotrack.two_passes import TwoPasses
 
 F = TypeVar("F", bound=Callable[..., Any])
 
@@ -90,6 +91,19 @@ _SETTINGS = [
     click.option("--averaging", help="mean, peak-hold, keep-first or overwrite."),
     click.option("--block-mode", help="at-crossing or contiguous."),
     click.option("--weighting", help="none, a, c, integrate, differentiate ..."),
+    click.option(
+        "--passes",
+        type=click.Choice(["together", "apart"]),
+        default="together",
+        show_default=True,
+        help="Apart: results of rising and of falling speed for themselves.",
+    ),
+    click.option(
+        "--row-overlap",
+        type=float,
+        metavar="PERCENT",
+        help="Adds order spectra over the time; their blocks overlap by this share.",
+    ),
 ]
 
 reading_options = added(_READING)
@@ -116,7 +130,8 @@ class Request:
 
     options: dict[str, Any]
 
-    def read(self, file: Path) -> Recording:
+    def read(self, file: Path, in_memory: bool = False) -> Recording:
+        """Where the kind of file allows it, samples stay there until they are needed."""
         from harmotrack.readers import read
 
         units = [text.rpartition("=") for text in self.options["units"]]
@@ -127,6 +142,7 @@ class Request:
             time_unit=self.options["time_unit"],
             full_scale=self.options["full_scale"],
             units={name: unit for name, _, unit in units if name},
+            in_memory=in_memory,
         )
         for everywhere in (unit for name, _, unit in units if not name):
             named = {name for name, _, _ in units if name}
@@ -187,7 +203,7 @@ class Request:
                 progress=progress,
             )
 
-    def analyze(self, file: Path) -> OrderAnalysis:
+    def analyze(self, file: Path) -> OrderAnalysis | TwoPasses:
         from harmotrack.analysis import analyze
         from harmotrack.cli.progress import shown
 
@@ -198,6 +214,8 @@ class Request:
         changes = {
             name: self.options[name] for name in _SETTING_NAMES if self.options[name] is not None
         }
+        if self.options["row_overlap"] is not None:
+            changes["row_overlap_percent"] = self.options["row_overlap"]
         if self.options["harmonics"] is not None:
             changes["harmonics"] = numbers(self.options["harmonics"], "harmonics")
         pair = self.names("directional", recording)
@@ -206,14 +224,19 @@ class Request:
                 f"--directional is {self.options['directional']!r}, and it must be two channels."
             )
         with shown("Analysing") as progress:
-            return analyze(
+            analysis = analyze(
                 recording,
                 speed,
+                passes=self.options["passes"],
                 channels=self.names("channels", recording),
                 directional=None if pair is None else (pair[0], pair[1]),
                 progress=progress,
                 **changes,
             )
+        for remark in analysis.remarks:
+            if remark not in recording.notes + speed.notes:
+                words.note(remark)
+        return analysis
 
     def names(self, option: str, recording: Recording) -> list[str] | None:
         text = self.options[option]

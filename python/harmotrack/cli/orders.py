@@ -21,35 +21,44 @@ def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> N
     """The amplitudes and phases of orders over the speed: on the terminal, or into a table."""
     if output is not None and output.suffix.lower() not in (".csv", ".parquet"):
         raise HarmotrackError(f"The name {output.name} must end in .csv or in .parquet.")
+    from harmotrack.order_analysis import OrderAnalysis
+
     analysis = Request(options).analyze(file)
     table = analysis.tables()["harmonics"]
     if output is not None:
         from harmotrack.storage import write_table
 
         write_table(table, output)
-        words.as_json({"table": str(output)}) if as_json else print(output)
+        if as_json:
+            words.as_json({"table": str(output), "remarks": analysis.remarks})
+        else:
+            print(output)
         return
+    one = analysis if isinstance(analysis, OrderAnalysis) else analysis.rising
     if as_json:
         words.as_json(
             {
-                "amplitude": analysis.attrs["amplitude"],
-                "phase_reference": analysis.attrs["phase_reference"],
+                "amplitude": one.attrs["amplitude"],
+                "phase_reference": one.attrs["phase_reference"],
+                "remarks": analysis.remarks,
                 "rows": table.to_dict("records"),
             }
         )
         return
+    by_pass = ["pass"] if "pass" in table else []
     words.table(
-        f"{analysis.title}: orders, {analysis.attrs['amplitude']}",
-        ["channel", "order", "rpm", "amplitude", "unit", "phase in degrees"],
+        f"{analysis.title}: orders, {one.attrs['amplitude']}",
+        [*by_pass, "channel", "order", "rpm", "amplitude", "unit", "phase in degrees"],
         [
             [
-                row.channel,
-                f"{row.order:g}",
-                f"{row.speed_rpm:g}",
-                f"{row.amplitude:.4g}",
-                row.unit,
-                f"{row.phase_deg:.0f}",
+                *(row[name] for name in by_pass),
+                row["channel"],
+                f"{row['order']:g}",
+                f"{row['speed_rpm']:g}",
+                f"{row['amplitude']:.4g}",
+                row["unit"],
+                f"{row['phase_deg']:.0f}",
             ]
-            for row in table.itertuples()
+            for row in table.to_dict("records")
         ],
     )

@@ -3,13 +3,17 @@
 from __future__ import annotations
 
 from pathlib import Path
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import click
 
 from harmotrack.cli import words
 from harmotrack.cli.options import Request, analysis_options, file_argument, json_option
 from harmotrack.errors import HarmotrackError
+
+if TYPE_CHECKING:
+    from harmotrack.order_analysis import OrderAnalysis
+    from harmotrack.two_passes import TwoPasses
 
 _RESULTS = (".nc", ".zarr")
 
@@ -24,8 +28,10 @@ _RESULTS = (".nc", ".zarr")
 def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> None:
     """One HTML file that shows everything in any browser, to explore and to send on.
 
-    FILE is a recording, or results that were stored by analyze or save().
+    FILE is a recording, or results that were stored by analyze or save(). Passes apart give a page
+    each, whose names end in _rising and _falling.
     """
+    from harmotrack.cli.analyze import passes_of
     from harmotrack.report import write_report
 
     if output is None:
@@ -35,11 +41,18 @@ def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> N
     if file.suffix.lower() in _RESULTS:
         from harmotrack.storage import load
 
-        analysis = load(file)
+        analysis: OrderAnalysis | TwoPasses = load(file)
     else:
         analysis = Request(options).analyze(file)
-    write_report(analysis, output)
+    pages = {
+        output.with_stem(f"{output.stem}_{name}") if name else output: one
+        for name, one in passes_of(analysis).items()
+    }
+    for page, one in pages.items():
+        write_report(one, page)
     if as_json:
-        words.as_json({"report": str(output)})
+        first = {"report": str(output)} if list(pages) == [output] else {}
+        told = {"reports": [str(page) for page in pages], "remarks": analysis.remarks}
+        words.as_json({**first, **told})
     else:
-        print(output)
+        print("\n".join(str(page) for page in pages))

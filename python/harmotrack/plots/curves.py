@@ -19,6 +19,7 @@ if TYPE_CHECKING:
 
     from harmotrack.order_analysis import Channel, OrderAnalysis
     from harmotrack.tracking import Track
+    from harmotrack.two_passes import TwoPasses
 
 _PHASE_REFERENCES = {"cosine": "a maximum", "sine": "a rising zero"}
 
@@ -46,26 +47,73 @@ def orders(
     db: bool = False,
     reference: float | None = None,
 ) -> Axes:
-    """The amplitudes of the extracted orders; with ``slices`` those of all that lies round them."""
-    name = analysis.channel(channel)
+    """The amplitudes of extracted orders over the speed.
+
+    Parameters
+    ----------
+    orders
+        Of those extracted; by default all.
+    slices
+        The amplitudes of all that lies round each order (order_slices) instead.
+    db, reference
+        Levels over a reference in the channel's unit, instead of amplitudes.
+    """
     axes = axes_or_new(axes, (8.0, 5.0))
+    name = analysis.channel(channel)
+    scale = Scale(analysis.attrs["amplitude"], analysis.unit(name), db, reference)
+    _draw_orders(axes, analysis, name, orders, slices, scale)
+    return axes
+
+
+def orders_of_passes(
+    passes: TwoPasses,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    orders: Iterable[float] | None = None,
+    slices: bool = False,
+    db: bool = False,
+    reference: float | None = None,
+) -> Axes:
+    """The same of both passes: rising drawn through, falling dashed in the same colours."""
+    axes = axes_or_new(axes, (8.0, 5.0))
+    name = passes.rising.channel(channel)
+    wanted = None if orders is None else [*orders]
+    scale = Scale(passes.rising.attrs["amplitude"], passes.rising.unit(name), db, reference)
+    for style, (which, analysis) in zip(
+        ("-", "--"), (("rising", passes.rising), ("falling", passes.falling)), strict=True
+    ):
+        axes.set_prop_cycle(None)
+        _draw_orders(axes, analysis, name, wanted, slices, scale, style, f", {which}")
+    return axes
+
+
+def _draw_orders(
+    axes: Axes,
+    analysis: OrderAnalysis,
+    name: str,
+    orders: Iterable[float] | None,
+    slices: bool,
+    scale: Scale,
+    style: str = "-",
+    suffix: str = "",
+) -> None:
     source = analysis.order_slices if slices else analysis.harmonics
     chosen = source["harmonic"].values if orders is None else [*orders]
-    scale = Scale(source.attrs["amplitude"], analysis.unit(name), db, reference)
     for order in chosen:
         cut = harmonic(analysis, name, float(order))
         if slices:
             values = source.sel(channel=name, harmonic=cut["harmonic"], speed=cut["speed"]).values
         else:
             values = np.abs(cut.values)
-        axes.plot(cut["speed"].values, scale.of(values), label=order_name(float(order)))
+        label = f"{order_name(float(order))}{suffix}"
+        axes.plot(cut["speed"].values, scale.of(values), style, label=label)
     if slices:
         axes.legend(title=f"± {0.5 * source.attrs['width']:g} orders")
     elif len(chosen) > 0:
         axes.legend()
     _over_speed(axes, scale.label)
     titled(axes, analysis.title, name)
-    return axes
 
 
 def bode(

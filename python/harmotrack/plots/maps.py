@@ -36,20 +36,31 @@ def order_map(
     reference: float | None = None,
     highest_order: float | None = None,
     colours: str = COLOURS,
+    limits: tuple[float, float] | None = None,
 ) -> Axes:
-    """Orders are vertical lines, resonances of the structure hyperbolas."""
+    """Orders are vertical lines, resonances of the structure hyperbolas.
+
+    Parameters
+    ----------
+    db, reference
+        Levels over a reference in the channel's unit (20 µPa for Pa, else 1), or amplitudes.
+    highest_order
+        Up to which is drawn.
+    colours, limits
+        Matplotlib's name of the colour map, and the values at its ends, in dB or amplitude.
+    """
     name = analysis.channel(channel)
     values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
     axes = axes_or_new(axes, (9.0, 6.0))
     scale = Scale(values.attrs["amplitude"], analysis.unit(name), db, reference)
-    draw_map(axes, values, "order", scale, colours)
+    draw_map(axes, values, "order", scale, colours, limits)
     axes.set_xlabel("Order")
     axes.set_ylabel("Speed in rpm")
     titled(axes, analysis.title, name, f"order resolution {values.attrs['resolution']:.3g}")
     return axes
 
 
-def frequency_map(
+def frequency_map(  # noqa: PLR0913 -- keywords
     analysis: OrderAnalysis,
     channel: Channel = None,
     *,
@@ -59,26 +70,65 @@ def frequency_map(
     highest_frequency: float | None = None,
     rays: Iterable[float] | None = None,
     colours: str = COLOURS,
+    limits: tuple[float, float] | None = None,
 ) -> Axes:
-    """Orders are rays from the origin, drawn for ``rays`` (by default the extracted orders);
-    resonances of the structure are vertical lines."""
+    """Orders are rays from the origin, resonances of the structure vertical lines.
+
+    Parameters
+    ----------
+    highest_frequency
+        Up to which is drawn, Hz; by default that of the highest order at the highest speed.
+    rays
+        Orders whose rays are drawn; by default those extracted.
+    db, reference, colours, limits
+        As in order_map().
+    """
     name = analysis.channel(channel)
     if highest_frequency is None:
         highest_frequency = _interesting_frequency(analysis)
     values = analysis.frequency_map.sel(channel=name, frequency=slice(None, highest_frequency))
     axes = axes_or_new(axes, (9.0, 6.0))
     scale = Scale(values.attrs["amplitude"], analysis.unit(name), db, reference)
-    draw_map(axes, values, "frequency", scale, colours)
-    limits = axes.axis()
+    draw_map(axes, values, "frequency", scale, colours, limits)
+    frame = axes.axis()
     shown = analysis.harmonics["harmonic"].values if rays is None else np.asarray([*rays])
     for order in shown:
         if order > 0:
-            _ray(axes, float(order), limits)
-    axes.axis(limits)
+            _ray(axes, float(order), frame)
+    axes.axis(frame)
     axes.set_xlabel("Frequency in Hz")
     axes.set_ylabel("Speed in rpm")
     resolution = values.attrs["resolution"]
     titled(axes, analysis.title, name, f"frequency resolution {resolution:.3g} Hz", pad=16.0)
+    return axes
+
+
+def order_spectrogram(
+    analysis: OrderAnalysis,
+    channel: Channel = None,
+    *,
+    axes: Axes | None = None,
+    db: bool = True,
+    reference: float | None = None,
+    highest_order: float | None = None,
+    colours: str = COLOURS,
+    limits: tuple[float, float] | None = None,
+) -> Axes:
+    """Orders are vertical lines, time runs upwards; options as in order_map()."""
+    name = analysis.channel(channel)
+    if analysis.order_spectrogram is None:
+        raise HarmotrackError(
+            "There is no order spectrogram: ask for it (row_overlap_percent=) in the analysis."
+        )
+    values = analysis.order_spectrogram.sel(channel=name, order=slice(None, highest_order))
+    if values.size == 0:
+        raise HarmotrackError("The recording is too short for an order spectrogram.")
+    axes = axes_or_new(axes, (9.0, 6.0))
+    scale = Scale(values.attrs["amplitude"], analysis.unit(name), db, reference)
+    draw_map(axes, values, "order", scale, colours, limits, up="block_time")
+    axes.set_xlabel("Order")
+    axes.set_ylabel("Time in s")
+    titled(axes, analysis.title, name, f"order resolution {values.attrs['resolution']:.3g}")
     return axes
 
 
@@ -110,17 +160,20 @@ def draw_map(
     axis: str,
     scale: Scale,
     colours: str,
+    limits: tuple[float, float] | None = None,
     quantity: str = "Amplitude",
+    up: str = "speed",
 ) -> None:
-    """Cells over an axis and the speed, with a colour bar; grey where nothing was measured."""
-    cells = scale.of(values.transpose("speed", axis).values)
-    least, most = colour_limits(cells, scale)
+    """Cells over an axis and the speed, or another coordinate ``up``, with a colour bar; grey where
+    nothing was measured."""
+    cells = scale.of(values.transpose(up, axis).values)
+    least, most = colour_limits(cells, scale, limits)
     palette = plt.get_cmap(colours).with_extremes(bad=UNMEASURED)
     # An amplitude of 0 is below every level, not unmeasured.
     cells = np.where(np.isneginf(cells), least, cells)
     mesh = axes.pcolormesh(
         edges(values[axis].values),
-        edges(values["speed"].values),
+        edges(values[up].values),
         np.ma.masked_invalid(cells),
         cmap=palette,
         vmin=least,

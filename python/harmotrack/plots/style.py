@@ -14,7 +14,7 @@ if TYPE_CHECKING:
     from matplotlib.axes import Axes
     from numpy.typing import NDArray
 
-COLOURS = "turbo"
+COLOURS = "viridis"  #: of equal steps to the eye, in print and to the colour-blind too
 UNMEASURED = "0.85"
 DECIBELS_SHOWN = 60.0
 
@@ -71,9 +71,15 @@ def titled(axes: Axes, *parts: str, pad: float | None = None) -> None:
     axes.set_title(" – ".join(part for part in parts if part), fontsize="medium", pad=pad)
 
 
-def colour_limits(values: NDArray[np.float64], scale: Scale) -> tuple[float, float]:
-    """From the largest value down to DECIBELS_SHOWN below it, or to the usual line if that is
-    higher than it: what lies below says nothing."""
+def colour_limits(
+    values: NDArray[np.float64], scale: Scale, limits: tuple[float, float] | None = None
+) -> tuple[float, float]:
+    """Those given; else from the largest value down to DECIBELS_SHOWN below it, or to the usual
+    line if that is higher than it: what lies below says nothing."""
+    if limits is not None:
+        check_number("lower colour limit", limits[0], -1e300, 1e300)
+        check_number("upper colour limit", limits[1], limits[0], 1e300)
+        return limits
     finite = values[np.isfinite(values)]
     if finite.size == 0:
         return 0.0, 1.0

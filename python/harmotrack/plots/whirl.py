@@ -37,6 +37,7 @@ def full_spectrum(
     reference: float | None = None,
     highest_order: float | None = 10.0,
     colours: str = COLOURS,
+    limits: tuple[float, float] | None = None,
 ) -> Axes:
     """Over order and speed, or as one spectrum at the measured speed next to ``speed``."""
     pair = _pair(analysis)
@@ -47,7 +48,7 @@ def full_spectrum(
     axes = axes_or_new(axes, (9.0, 6.0))
     scale = Scale(values.attrs["amplitude"], str(values.attrs.get("units", "")), db, reference)
     if speed is None:
-        draw_map(axes, values, "directional_order", scale, colours, "Radius")
+        draw_map(axes, values, "directional_order", scale, colours, limits, "Radius")
         axes.axvline(0.0, color="white", linewidth=0.6)
         axes.set_ylabel("Speed in rpm")
     else:

@@ -60,6 +60,7 @@ def read(
     time_unit: str | None = None,
     units: dict[str, str] | None = None,
     full_scale: float | None = None,
+    in_memory: bool = True,
 ) -> Recording:
     """Reads all channels of a file.
 
@@ -77,13 +78,30 @@ def read(
     full_scale
         Of sound files: the value of a sample at full scale. By default, what the file of the same
         name with .json in its place says of its channels (number, name, unit, full_scale); or 1.
+    in_memory
+        False leaves the samples of a sound file where they are: what is done with the recording
+        then reads them a block at a time, so that one of hours needs no more memory than one of
+        minutes. Files of other kinds, and damaged ones, are read all the same.
+
+    Returns
+    -------
+    Recording
+        Samples are float64 in the unit of their channel. ``notes`` tell what was found and mended.
+
+    Raises
+    ------
+    HarmotrackError
+        There is no such file, it is of no known kind, it is damaged, nothing says its rate, or an
+        option does not fit it; in one sentence.
+    MissingPackageError
+        The package that reads this kind is not installed; the sentence says how to get it.
     """
     path = Path(path)
     if not path.exists():
         raise HarmotrackError(f"There is no file {path}.")
     if path.is_dir():
         raise HarmotrackError(f"{path} is a folder, and a recording is a file.")
-    options = ReadOptions(rate, time, time_unit, dict(units or {}), full_scale)
+    options = ReadOptions(rate, time, time_unit, dict(units or {}), full_scale, in_memory)
     kind = _kind_of(path)
     if find_spec(kind.package) is None:
         raise missing_package(kind.title, kind.package, kind.extra)
@@ -135,7 +153,7 @@ def _with_units(recording: Recording, options: ReadOptions) -> Recording:
     return replace(
         recording,
         channels=tuple(
-            replace(channel, unit=options.units.get(channel.name, channel.unit))
+            channel.with_unit(options.units.get(channel.name, channel.unit))
             for channel in recording
         ),
     )

@@ -36,6 +36,7 @@ class ReadOptions:
     time_unit: str | None = None
     units: Mapping[str, str] = field(default_factory=dict)
     full_scale: float | None = None
+    in_memory: bool = True
 
     def __post_init__(self) -> None:
         for what, value in (("rate", self.rate), ("full scale", self.full_scale)):

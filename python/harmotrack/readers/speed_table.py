@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from dataclasses import replace
 from pathlib import Path
 
 from harmotrack.errors import HarmotrackError
@@ -22,4 +23,4 @@ def read_speed(path: Path) -> Speed:
             f"{', '.join(map(repr, recording.names))}."
         )
     speed = Speed.from_channel(recording[names[0]])
-    return Speed(speed.angle, f"{names[0]!r} of {path.name}", False)
+    return replace(speed, source=f"{names[0]!r} of {path.name}", channel=None)
