@@ -119,6 +119,41 @@ def test_unwrapped_phases_have_no_jumps() -> None:
     assert abs(np.median(degrees)) <= 180.0
 
 
+def test_bode_says_by_how_much_the_phase_turns() -> None:
+    phase, _ = made.analysis().plot_bode(order=1.0)
+
+    (text,) = phase.texts
+    fall = phase.get_lines()[0].get_ydata()
+    assert text.get_text() == f"turns by {round(fall[-1] - fall[0])}° from 600 to 3000 rpm"
+    assert phase.get_ylim() == (-180.0, 0.0)
+
+
+# A phase that jumps tells nothing of a turn.
+def test_bode_says_nothing_of_a_phase_that_jumps() -> None:
+    cuts = np.tile(np.exp(2.0j * np.arange(made.SPEED.size)), (2, 2, 1))
+
+    phase, _ = made.analysis(harmonics=cuts).plot_bode(order=1.0)
+
+    assert list(phase.texts) == []
+
+
+# Each channel's phases begin at its own order 1: two of them make no orbit.
+def test_phases_against_order_1_make_no_orbit() -> None:
+    against_order_1 = made.analysis(attributes={"phase_mode": "first-order"})
+
+    with pytest.raises(HarmotrackError, match="stand each against its own order 1"):
+        against_order_1.plot_orbit()
+
+
+def test_the_speed_shows_where_it_is_not_known() -> None:
+    times = np.concatenate([np.arange(0.0, 5.0, 0.1), np.arange(9.0, 12.0, 0.1)])
+
+    axes = made.analysis(speed_times=times, speed_values=np.full(times.size, 600.0)).plot_speed()
+
+    (line,) = axes.get_lines()
+    assert list(np.flatnonzero(np.isnan(line.get_xdata()))) == [50]
+
+
 # x = 1 and y = -j: y lags x by a quarter turn, which is a circle with the shaft.
 def test_a_forward_orbit_is_drawn_counter_clockwise() -> None:
     axes = made.analysis().plot_orbit(order=2.0, speeds=[1800.0])

@@ -97,7 +97,8 @@ def _pictures_of_speeds(analysis: OrderAnalysis) -> dict[str, Callable[[], Any]]
             pictures[name] = _drawer(getattr(analysis, f"plot_{kind}"), channel)
     if analysis.directional is not None:
         pictures["full_spectrum"] = analysis.plot_full_spectrum
-        if analysis.harmonics.sizes["harmonic"] > 0:
+        against_one_angle = analysis.attrs["phase_mode"] == "shaft"
+        if analysis.harmonics.sizes["harmonic"] > 0 and against_one_angle:
             pictures["orbit"] = analysis.plot_orbit
     return pictures
 

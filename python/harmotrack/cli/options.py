@@ -90,6 +90,7 @@ _SETTINGS = [
     click.option("--amplitude", help="peak, rms or peak-to-peak."),
     click.option("--averaging", help="mean, peak-hold, keep-first or overwrite."),
     click.option("--block-mode", help="at-crossing or contiguous."),
+    click.option("--phase-mode", help="shaft or first-order."),
     click.option("--weighting", help="none, a, c, integrate, differentiate ..."),
     click.option(
         "--passes",
@@ -120,6 +121,7 @@ _SETTING_NAMES = (
     "amplitude",
     "averaging",
     "block_mode",
+    "phase_mode",
     "weighting",
 )
 

@@ -123,7 +123,19 @@ def bode(
     axes: tuple[Axes, Axes] | None = None,
     order: float | None = None,
 ) -> NDArray[np.object_]:
-    """Phase above, amplitude below. The phase is unwrapped, so a resonance shows as its fall."""
+    """Phase above, amplitude below. The phase is unwrapped, so a resonance shows as its fall: half
+    a turn from far below to far above it.
+
+    Where neighbouring speeds differ by less than a quarter turn throughout, the picture says by how
+    much the phase turns from the first measured speed to the last.
+
+    Parameters
+    ----------
+    axes
+        Two, for phase and amplitude.
+    order
+        One of those extracted; by default the first one.
+    """
     name = analysis.channel(channel)
     cut = harmonic(analysis, name, _first(analysis, order))
     if axes is None:
@@ -133,8 +145,18 @@ def bode(
     else:
         above, below = axes
     speeds = cut["speed"].values
-    above.plot(speeds, unwrapped_degrees(cut.values), color="tab:red")
-    above.yaxis.set_major_locator(MultipleLocator(90.0))
+    phases = unwrapped_degrees(cut.values)
+    above.plot(speeds, phases, color="tab:red")
+    _phase_axis(above, phases)
+    if phases.size > 1 and np.abs(np.diff(phases)).max() < 90.0:
+        above.annotate(
+            f"turns by {round(phases[-1] - phases[0])}° from {speeds[0]:.0f} to {speeds[-1]:.0f} rpm",
+            (0.99, 0.95),
+            xycoords="axes fraction",
+            ha="right",
+            va="top",
+            fontsize="small",
+        )
     reference = _PHASE_REFERENCES[analysis.harmonics.attrs["phase_reference"]]
     mark = "at the mark" if analysis.attrs.get("has_mark") else "against order 1"
     above.set_ylabel(f"Phase in degrees,\n0: {reference} {mark}")
@@ -147,8 +169,18 @@ def bode(
     return np.array([above, below], dtype=object)
 
 
+def _phase_axis(axes: Axes, phases: NDArray[np.float64]) -> None:
+    """Whole quarter turns, at least one; marks every eighth, unless the phase turns on and on."""
+    if phases.size == 0:
+        return
+    least = 90.0 * np.floor(phases.min() / 90.0)
+    most = max(90.0 * np.ceil(phases.max() / 90.0), least + 90.0)
+    axes.set_ylim(least, most)
+    axes.yaxis.set_major_locator(MultipleLocator(45.0 if most - least <= 360.0 else 90.0))
+
+
 def unwrapped_degrees(values: NDArray[np.complex64]) -> NDArray[np.float64]:
-    """Phases without jumps, of which the middle one lies within -180 to 180 degrees."""
+    """Phases without jumps, degrees, shape (n), of which the middle one lies within -180 to 180."""
     if values.size == 0:
         return np.empty(0)
     phases = np.degrees(np.unwrap(np.angle(values.astype(np.complex128))))
@@ -163,7 +195,15 @@ def polar(
     order: float | None = None,
     marks: int = 8,
 ) -> Axes:
-    """Amplitude as radius, phase as angle, counted counter-clockwise; numbers are speeds in rpm."""
+    """Amplitude as radius, phase as angle, counted counter-clockwise; numbers are speeds in rpm.
+
+    Parameters
+    ----------
+    order
+        One of those extracted; by default the first one.
+    marks
+        How many speeds are named, at equal distances along the curve.
+    """
     name = analysis.channel(channel)
     cut = harmonic(analysis, name, _first(analysis, order))
     axes = axes_or_new(axes, (6.5, 6.5), projection="polar")
@@ -212,7 +252,7 @@ def overall(
     db: bool = False,
     reference: float | None = None,
 ) -> Axes:
-    """The RMS of all that a block holds."""
+    """The RMS of all that a block holds, over the speed; in dB over a reference if asked for."""
     name = analysis.channel(channel)
     axes = axes_or_new(axes, (8.0, 4.0))
     level = analysis.overall.sel(channel=name).dropna("speed")
@@ -224,15 +264,26 @@ def overall(
 
 
 def speed(analysis: OrderAnalysis, *, axes: Axes | None = None) -> Axes:
-    """Once a turn."""
+    """The speed of the shaft over the time, once a turn; a gap where it is not known."""
     axes = axes_or_new(axes, (8.0, 3.5))
-    profile = analysis.speed_profile
-    axes.plot(profile["time"].values, profile.values, color="black", linewidth=1.0)
+    times, rpm = analysis.speed_profile["time"].values, analysis.speed_profile.values
+    gaps = np.flatnonzero(_is_gap(times, rpm)) + 1
+    axes.plot(
+        np.insert(times, gaps, np.nan), np.insert(rpm, gaps, np.nan), color="black", linewidth=1.0
+    )
     axes.set_xlabel("Time in s")
     axes.set_ylabel("Speed in rpm")
     axes.grid(alpha=0.4)
     titled(axes, analysis.title, str(analysis.attrs.get("speed_source", "")))
     return axes
+
+
+def _is_gap(times: NDArray[np.float64], rpm: NDArray[np.float64]) -> NDArray[np.bool_]:
+    """Between which values lie many more turns than between the others."""
+    if times.size < 3:
+        return np.zeros(max(times.size - 1, 0), dtype=bool)
+    turns = np.diff(times) * (rpm[1:] + rpm[:-1]) / 120.0
+    return np.asarray(turns > 4.0 * max(float(np.median(turns)), 1.0))
 
 
 def tracked(track: Track, *, axes: Axes | None = None) -> Axes:

@@ -39,7 +39,18 @@ def full_spectrum(
     colours: str = COLOURS,
     limits: tuple[float, float] | None = None,
 ) -> Axes:
-    """Over order and speed, or as one spectrum at the measured speed next to ``speed``."""
+    """Radii of the circles that make up the motion, over order and speed; forward orders stand at
+    the right.
+
+    Parameters
+    ----------
+    speed
+        Draws one spectrum instead: that at the measured speed next to it, rpm.
+    highest_order
+        Up to which is drawn to either side; None draws all.
+    db, reference, colours, limits
+        As in order_map().
+    """
     pair = _pair(analysis)
     most = None if highest_order is None else float(highest_order)
     least = None if most is None else -most
@@ -72,8 +83,16 @@ def orbit(
 ) -> Axes:
     """x and y of one order over a whole cycle, at some speeds; by default at five, one of them that
     of the largest motion. The dot is the moment of the mark, and the cycle ends short of it, so the
-    gap shows the sense of the motion."""
+    gap shows the sense of the motion.
+
+    It needs phases of both channels against one angle (phase_mode "shaft").
+    """
     x_name, y_name = _pair(analysis)
+    if analysis.attrs.get("phase_mode") == "first-order":
+        raise HarmotrackError(
+            f"The phases of {x_name!r} and of {y_name!r} stand each against its own order 1, and "
+            "say nothing of their orbit: take phase_mode='shaft' in the analysis."
+        )
     known = analysis.harmonics["harmonic"].values
     wanted = float(known[0]) if order is None else order
     x = harmonic(analysis, x_name, wanted)
@@ -91,11 +110,15 @@ def orbit(
     axes.set_aspect("equal", "datalim")
     axes.grid(alpha=0.4)
     axes.legend()
-    axes.set_xlabel(f"{x_name} in {analysis.unit(x_name)}")
-    axes.set_ylabel(f"{y_name} in {analysis.unit(y_name)}")
+    axes.set_xlabel(_with_unit(x_name, analysis.unit(x_name)))
+    axes.set_ylabel(_with_unit(y_name, analysis.unit(y_name)))
     convention = analysis.harmonics.attrs["amplitude"]
     titled(axes, analysis.title, order_name(wanted), f"{convention} amplitudes")
     return axes
+
+
+def _with_unit(name: str, unit: str) -> str:
+    return f"{name} in {unit}" if unit else name
 
 
 def _rows(x: xr.DataArray, y: xr.DataArray, speeds: Iterable[float] | None) -> list[int]:

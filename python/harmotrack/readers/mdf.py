@@ -5,6 +5,7 @@ from __future__ import annotations
 import gc
 import logging
 import sys
+import traceback
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
@@ -61,8 +62,12 @@ def _dropped_quietly(error: Exception) -> None:
     hook = sys.unraisablehook
     sys.unraisablehook = lambda _: None
     try:
-        error.__traceback__ = None
-        error.__context__ = None
+        one: BaseException | None = error
+        while one is not None:
+            traceback.clear_frames(one.__traceback__)
+            one.__traceback__ = None
+            one = one.__cause__ or one.__context__
+        error.__cause__ = error.__context__ = None
         gc.collect()
     finally:
         sys.unraisablehook = hook
