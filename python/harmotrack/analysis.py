@@ -167,6 +167,7 @@ def _read(recording: Recording | str | Path) -> Recording:
 
 
 def changed(settings: AnalysisSettings | None, changes: dict[str, Any]) -> AnalysisSettings:
+    """Settings with some replaced; HarmotrackError names the ones that there are."""
     unknown = sorted(set(changes) - set(AnalysisSettings.__dataclass_fields__))
     if unknown:
         raise HarmotrackError(

@@ -119,6 +119,7 @@ def uninterrupted() -> Iterator[None]:
 
 
 def replace(source: Path, target: Path) -> Path:
+    """Gives a file or a folder the name of another, whether that is there or not."""
     if target.is_dir() and source.is_dir():
         shutil.rmtree(target)
     _or_sentence(f"{target} can't be written", lambda: source.replace(target))

@@ -172,50 +172,67 @@ class OrderAnalysis:
 
     @property
     def order_map(self) -> xr.DataArray:
+        """Shape (channels, speeds, orders): amplitudes in the unit of the channel."""
         return self.dataset["order_map"]
 
     @property
     def frequency_map(self) -> xr.DataArray:
+        """Shape (channels, speeds, frequencies): amplitudes in the unit of the channel."""
         return self.dataset["frequency_map"]
 
     @property
     def harmonics(self) -> xr.DataArray:
+        """Shape (channels, harmonics, speeds): complex amplitudes of the extracted orders."""
         return self.dataset["harmonics"]
 
     @property
     def order_slices(self) -> xr.DataArray:
+        """Shape (channels, harmonics, speeds): the root of the energy of all lines within
+        slice_width round each order, over the noise bandwidth of the window."""
         return self.dataset["order_slices"]
 
     @property
     def overall(self) -> xr.DataArray:
+        """Shape (channels, speeds): RMS of a block in the unit of the channel."""
         return self.dataset["overall"]
 
     @property
     def directional(self) -> xr.DataArray | None:
+        """Shape (speeds, directional orders): radii of circles, forward at positive orders; None
+        without a directional pair."""
         return self.dataset.get("directional")
 
     @property
     def angle_signal(self) -> xr.DataArray | None:
+        """Shape (channels, angles): samples in the unit of the signal, before any weighting; None
+        if they were left out."""
         return self.dataset.get("angle_signal")
 
     @property
     def order_spectrogram(self) -> xr.DataArray | None:
+        """Shape (channels, blocks, orders): amplitudes over the time; None unless
+        row_overlap_percent asked for it."""
         return self.dataset.get("order_spectrogram")
 
     @property
     def speed_profile(self) -> xr.DataArray:
+        """Shape (turns): rpm over the time in seconds, a value a turn, or every second, fourth ...
+        of a recording of more than a hundred thousand."""
         return self.dataset["speed_profile"]
 
     @property
     def order_blocks(self) -> xr.DataArray:
+        """Shape (speeds): how many blocks of equal angles fell into each bin."""
         return self.dataset["order_blocks"]
 
     @property
     def frequency_blocks(self) -> xr.DataArray:
+        """Shape (speeds): how many blocks of equal times fell into each bin."""
         return self.dataset["frequency_blocks"]
 
     @property
     def attrs(self) -> dict[str, Any]:
+        """The settings, and what else is known of the analysis; names stand above."""
         return self.dataset.attrs
 
     @property
@@ -226,10 +243,12 @@ class OrderAnalysis:
 
     @property
     def title(self) -> str:
+        """Name of the recording."""
         return str(self.dataset.attrs.get("title", ""))
 
     @property
     def channels(self) -> tuple[str, ...]:
+        """Names of the channels."""
         return tuple(str(name) for name in self.dataset["channel"].values)
 
     def channel(self, which: Channel = None) -> str:

@@ -49,6 +49,7 @@ NOISE_BANDWIDTHS = {
 
 
 def check_choice(name: str, value: str, choices: tuple[str, ...]) -> None:
+    """Raises HarmotrackError if it is none of them."""
     if value not in choices:
         raise HarmotrackError(f"The {name} is {value!r}, and it must be one of {_listed(choices)}.")
 

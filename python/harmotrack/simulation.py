@@ -61,7 +61,17 @@ class Component:
 @dataclass(frozen=True, eq=False)
 class RunUp:
     """A simulated recording with the truth about it. φ is the angle of the shaft, 0 at the first
-    mark of the tacho; the speed changes evenly."""
+    mark of the tacho; the speed changes evenly.
+
+    Attributes
+    ----------
+    recording
+        Channels x and y in mm/s, and tacho in V.
+    components
+        What x and y are the sum of, besides noise.
+    start_rpm, end_rpm, duration
+        From which speed to which, in how many seconds.
+    """
 
     recording: Recording
     components: tuple[Component, ...]
@@ -70,17 +80,18 @@ class RunUp:
     duration: float
 
     def rpm(self, seconds: ArrayLike) -> NDArray[np.float64]:
+        """Speed of the shaft at some times, of their shape."""
         slope = (self.end_rpm - self.start_rpm) / self.duration
         return self.start_rpm + slope * np.asarray(seconds, dtype=np.float64)
 
     def turns(self, seconds: ArrayLike) -> NDArray[np.float64]:
-        """Angle of the shaft, 0 at the first mark."""
+        """Angle of the shaft at some times, of their shape: turns, 0 at the first mark."""
         times = np.asarray(seconds, dtype=np.float64)
         return _START_TURNS + (self.start_rpm + self.rpm(times)) / 120.0 * times
 
     @property
     def marks(self) -> NDArray[np.float64]:
-        """The times at which the mark passes, seconds."""
+        """The times at which the mark passes, seconds, shape (marks)."""
         last = self.recording.channels[0].times[-1]
         travelled = np.arange(float(np.floor(self.turns(last))) + 1.0) - _START_TURNS
         f0 = self.start_rpm / 60.0
@@ -96,8 +107,9 @@ class RunUp:
         return Speed.from_pulses(self.marks)
 
     def truth(self, rpm: ArrayLike) -> xr.DataArray:
-        """Complex peak amplitudes, dimensions (component, channel, speed), as harmonics have them:
-        the component is |value| cos(order φ + phase)."""
+        """Complex peak amplitudes at some speeds, dimensions (component, channel, speed), mm/s, as
+        harmonics have them: the component is |value| cos(order φ + phase). They are those of a
+        machine that stays at each speed."""
         import xarray as xr
 
         speeds = np.atleast_1d(np.asarray(rpm, dtype=np.float64))
@@ -115,7 +127,11 @@ class RunUp:
 
     def write(self, path: str | Path) -> tuple[Path, Path]:
         """The recording as FLAC or WAV of 24 bit, and the truth under the same name as JSON; that
-        file tells read() the names, units and full scales of the channels too."""
+        file tells read() the names, units and full scales of the channels too. Both paths.
+
+        Raises HarmotrackError if the name ends otherwise, a channel reaches beyond its full scale,
+        or the files can't be written.
+        """
         import soundfile
 
         path = Path(path)
@@ -211,6 +227,11 @@ def simulate_run_up(
         Of white noise in x and in y, mm/s.
     seed
         Of the noise: the same one gives the same recording.
+
+    Raises
+    ------
+    HarmotrackError
+        A value is out of range, or the recording would hold less than two turns.
     """
     check_number("duration", duration, 0.1, 3600.0, "s")
     check_number("rate", rate, 1000.0, 655350.0, "Hz")

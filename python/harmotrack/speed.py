@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from dataclasses import dataclass, field, replace
 from typing import TYPE_CHECKING
 
@@ -84,7 +84,7 @@ class Speed:
     repairs: tuple[str, ...] | None = None
 
     @classmethod
-    def from_tacho(
+    def from_tacho(  # noqa: PLR0913 -- keywords
         cls,
         channel: Channel,
         *,
@@ -95,6 +95,7 @@ class Speed:
         missing_teeth: int = 0,
         gear_ratio: float = 1.0,
         max_rpm: float | None = None,
+        progress: Callable[[float], object] | None = None,
     ) -> Speed:
         """From the pulses of an analogue tacho channel.
 
@@ -118,6 +119,9 @@ class Speed:
             Revolutions of the shaft in one of the wheel; there is no mark unless it is 1.
         max_rpm
             What the machine can't exceed: pulses that say more are dropped.
+        progress
+            Called now and then with the share that is done, 0 to 1; what it raises ends the
+            reading.
 
         Missing and extra pulses are mended, which ``notes`` tells. The angle begins anew where
         pulses are missing for long.
@@ -139,8 +143,12 @@ class Speed:
             max_rpm,
         )
         reader = _native.TachoReader(settings, channel.rate, channel.start)
+        done = 0
         for (samples,) in blocks_of([channel]):
             reader.feed(samples)
+            done += samples.size
+            if progress is not None:
+                progress(done / channel.size)
         segments, pulses, repairs = reader.finish()
         if not segments:
             raise HarmotrackError(f"The tacho channel {channel.name!r} gives too few pulses.")

@@ -13,7 +13,11 @@ from harmotrack.recording import Channel, Recording, blocks_of
 from harmotrack.speed import Speed, pulse_times, rpm_of
 
 if TYPE_CHECKING:
+    from collections.abc import Callable
+
     from numpy.typing import NDArray
+
+    Progress = Callable[[float], object]
 
 _TACHO_NAME = re.compile(r"tach|trigger|keyphas|pulse|1/rev|zphase|trig", re.IGNORECASE)
 _SPEED_NAME = re.compile(r"speed|rpm|drehzahl|\bn\b", re.IGNORECASE)
@@ -77,9 +81,13 @@ def _share_at_levels(samples: NDArray[np.float64]) -> float:
     return float(np.mean((samples < low + near) | (samples > high - near)))
 
 
-def likely_tachos(recording: Recording) -> list[TachoGuess]:
+def likely_tachos(recording: Recording, progress: Progress | None = None) -> list[TachoGuess]:
     """The channels that look like a tacho, the likeliest first."""
-    guesses = [guess_tacho(channel) for channel in recording]
+    guesses = []
+    for number, channel in enumerate(recording, start=1):
+        guesses.append(guess_tacho(channel))
+        if progress is not None:
+            progress(number / len(recording))
     likely = [guess for guess in guesses if guess is not None and guess.likely]
     return sorted(likely, key=lambda guess: guess.rank, reverse=True)
 
@@ -108,7 +116,9 @@ def _says_speed(channel: Channel) -> bool:
     return bool(_SPEED_NAME.search(channel.name))
 
 
-def find_speed(recording: Recording, pulses_per_revolution: float = 1.0) -> Speed:
+def find_speed(
+    recording: Recording, pulses_per_revolution: float = 1.0, progress: Progress | None = None
+) -> Speed:
     """The speed from the likeliest tacho, or else from a speed channel.
 
     A channel is likely a tacho if it stands at one of two levels most of the time and its pulses
@@ -118,16 +128,21 @@ def find_speed(recording: Recording, pulses_per_revolution: float = 1.0) -> Spee
     ----------
     pulses_per_revolution
         Of the tacho.
+    progress
+        Called now and then with the share that is done, 0 to 1; what it raises ends the search.
 
     Raises
     ------
     HarmotrackError
         Nothing in the recording says the speed, or several speed channels do.
     """
-    tachos = likely_tachos(recording)
+    tell = progress or (lambda share: None)
+    tachos = likely_tachos(recording, lambda share: tell(0.7 * share))
     if tachos:
         return Speed.from_tacho(
-            recording[tachos[0].channel], pulses_per_revolution=pulses_per_revolution
+            recording[tachos[0].channel],
+            pulses_per_revolution=pulses_per_revolution,
+            progress=lambda share: tell(0.7 + 0.3 * share),
         )
     channels = likely_speed_channels(recording)
     if len(channels) == 1:

@@ -21,6 +21,7 @@ _PASSES = ("rising", "falling")  #: groups of a file of both
 
 
 def save(analysis: OrderAnalysis | TwoPasses, path: str | Path) -> Path:
+    """Of the name's end .nc or .zarr; two passes stand in groups of one file."""
     path = Path(path)
     kind = _kind(path)
     head = {"harmotrack_format": FORMAT_VERSION}
@@ -229,6 +230,7 @@ def _overall_table(analysis: OrderAnalysis) -> pd.DataFrame:
 def save_tables(
     analysis: OrderAnalysis | TwoPasses, folder: str | Path, kind: str = "csv"
 ) -> list[Path]:
+    """All tables or none; the files."""
     with OutputFolder(folder) as output:
         write_tables(analysis, output, kind)
     return output.files

@@ -80,7 +80,7 @@ class Track:
 
     @property
     def profile(self) -> xr.DataArray:
-        """The valid estimates."""
+        """The valid estimates: rpm over the time in seconds, shape (valid)."""
         import xarray as xr
 
         return xr.DataArray(
@@ -92,7 +92,7 @@ class Track:
         )
 
     def table(self) -> pd.DataFrame:
-        """All estimates."""
+        """All estimates: columns time_s, speed_rpm, valid (0 or 1) and explained."""
         import pandas as pd
 
         return pd.DataFrame(

@@ -23,7 +23,12 @@ def write(recording: Recording, path: str | Path) -> list[Path]:
     """Writes a recording in the kind that the name's end says; the paths that were written.
 
     Sound files hold what lies within full scale: each channel is scaled, and a .json file of the
-    same name says by how much, which read() takes account of.
+    same name says by how much, which read() takes account of. FLAC keeps 24 bits of each sample,
+    the other kinds all of them.
+
+    Raises HarmotrackError if the name ends otherwise, the kind needs channels that are sampled
+    together and these are not, or the file can't be written; MissingPackageError if the kind's
+    package is not installed.
     """
     path = Path(path)
     suffix = path.suffix.lower()

@@ -14,6 +14,7 @@ from harmotrack import (
     RunUp,
     Speed,
     analyze,
+    find_speed,
     simulate_run_up,
 )
 
@@ -394,3 +395,12 @@ def test_marks_pass_where_the_tacho_rises_through_its_level() -> None:
 def test_machines_that_cannot_be_simulated_meet_a_sentence(options: dict, sentence: str) -> None:
     with pytest.raises(HarmotrackError, match=sentence):
         simulate_run_up(**options)
+
+
+def test_looking_for_the_speed_tells_its_progress() -> None:
+    shares: list[float] = []
+
+    find_speed(run_up().recording, progress=shares.append)
+
+    assert shares == sorted(shares)
+    assert shares[-1] == 1.0

@@ -156,6 +156,7 @@ class Request:
         return recording
 
     def speed(self, recording: Recording) -> Speed:
+        from harmotrack.cli.progress import shown
         from harmotrack.speed import Speed
         from harmotrack.speed_finder import find_speed
 
@@ -168,14 +169,16 @@ class Request:
             said = " and ".join(f"--{name.replace('_', '-')}" for name in given)
             raise HarmotrackError(f"The speed comes from one of {said}, not from several.")
         if "tacho" in given:
-            return Speed.from_tacho(
-                recording[channel_name(recording, self.options["tacho"])],
-                pulses_per_revolution=self.options["pulses"],
-                level=self.options["level"],
-                edge=self.options["edge"],
-                missing_teeth=self.options["missing_teeth"],
-                gear_ratio=self.options["gear_ratio"],
-            )
+            with shown("Reading the tacho") as progress:
+                return Speed.from_tacho(
+                    recording[channel_name(recording, self.options["tacho"])],
+                    pulses_per_revolution=self.options["pulses"],
+                    level=self.options["level"],
+                    edge=self.options["edge"],
+                    missing_teeth=self.options["missing_teeth"],
+                    gear_ratio=self.options["gear_ratio"],
+                    progress=progress,
+                )
         if "speed_channel" in given:
             name = channel_name(recording, self.options["speed_channel"])
             return Speed.from_channel(recording[name], self.options["speed_unit"])
@@ -185,7 +188,8 @@ class Request:
             tracked = self.track(recording)
             words.note(f"The speed is tracked in {tracked.channel!r}: {tracked.summary}.")
             return tracked.speed
-        speed = find_speed(recording, self.options["pulses"])
+        with shown("Looking for the speed") as progress:
+            speed = find_speed(recording, self.options["pulses"], progress)
         words.note(f"The speed is that of the {speed.source}: found by itself.")
         return speed
 

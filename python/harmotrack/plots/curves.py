@@ -149,8 +149,9 @@ def bode(
     above.plot(speeds, phases, color="tab:red")
     _phase_axis(above, phases)
     if phases.size > 1 and np.abs(np.diff(phases)).max() < 90.0:
+        turn = round(phases[-1] - phases[0])
         above.annotate(
-            f"turns by {round(phases[-1] - phases[0])}° from {speeds[0]:.0f} to {speeds[-1]:.0f} rpm",
+            f"turns by {turn}° from {speeds[0]:.0f} to {speeds[-1]:.0f} rpm",
             (0.99, 0.95),
             xycoords="axes fraction",
             ha="right",

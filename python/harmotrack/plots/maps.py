@@ -193,7 +193,15 @@ def waterfall(
     highest_order: float | None = 10.0,
     lines: int = 40,
 ) -> Axes:
-    """Order spectra one behind the other; the bar at the right is the height of the largest."""
+    """Order spectra one behind the other; the scale at the right is that of their heights.
+
+    Parameters
+    ----------
+    highest_order
+        Up to which is drawn; None draws all.
+    lines
+        How many spectra, evenly out of all.
+    """
     name = analysis.channel(channel)
     values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
     measured = np.flatnonzero(analysis.order_blocks.values > 0)
@@ -238,7 +246,17 @@ def campbell(
     floor: float = 0.02,
 ) -> Axes:
     """Peaks of the spectra as circles at speed and frequency, their areas in proportion to the
-    amplitude; those below ``floor`` of the largest are left out. Orders are rays."""
+    amplitude. Orders are rays, resonances of the structure horizontal lines.
+
+    Parameters
+    ----------
+    highest_order
+        Up to which is drawn; None draws all.
+    rays
+        Orders whose rays are drawn; by default up to eight at which the largest peaks stand.
+    floor
+        Share of the largest peak below which one is left out.
+    """
     name = analysis.channel(channel)
     values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
     axes = axes_or_new(axes, (8.0, 6.0))

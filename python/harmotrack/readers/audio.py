@@ -47,6 +47,7 @@ class SoundFile:
                 return False
 
     def part(self, first: int, count: int) -> NDArray[np.float64]:
+        """As SampleStore tells."""
         with soundfile.SoundFile(self.path) as file:
             file.seek(first)
             samples = file.read(count, dtype="float64", always_2d=True)
@@ -54,6 +55,7 @@ class SoundFile:
         return np.asarray(samples)
 
     def blocks(self, length: int) -> Iterator[NDArray[np.float64]]:
+        """As SampleStore tells; the array is the same one again and again."""
         with soundfile.SoundFile(self.path) as file:
             block = np.empty((length, self.channels))
             for first in range(0, self.frames, length):

@@ -12,7 +12,10 @@ from harmotrack.speed_finder import likely_speed_channels
 
 
 def read_speed(path: Path) -> Speed:
-    """From a file with time stamps and one speed; of several columns the one named like a speed."""
+    """From a file with time stamps and one speed; of several columns the one named like a speed.
+
+    Raises HarmotrackError if it can't be read, or which column is the speed can't be told.
+    """
     recording = read(path)
     names = list(recording.names)
     if len(names) > 1:
