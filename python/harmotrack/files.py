@@ -9,6 +9,7 @@ import threading
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager, suppress
 from pathlib import Path
+from types import FrameType
 from typing import TypeVar
 
 from harmotrack.errors import HarmotrackError
@@ -100,22 +101,19 @@ def _hidden_beside(path: Path) -> Path:
 @contextmanager
 def uninterrupted() -> Iterator[None]:
     """An interrupt waits until the block is done: for the moment in which files get their names."""
-    if threading.current_thread() is not threading.main_thread():
-        yield  # where interrupts do not come
+    usual = signal.getsignal(signal.SIGINT)
+    in_main_thread = threading.current_thread() is threading.main_thread()
+    if not in_main_thread or not callable(usual):
+        yield  # interrupts come to the main thread alone, and this one may ignore them
         return
-    came = False
-
-    def remember(*_: object) -> None:
-        nonlocal came
-        came = True
-
-    usual = signal.signal(signal.SIGINT, remember)
+    came: list[tuple[int, FrameType | None]] = []
+    signal.signal(signal.SIGINT, lambda number, frame: came.append((number, frame)))
     try:
         yield
     finally:
-        signal.signal(signal.SIGINT, usual or signal.SIG_DFL)
+        signal.signal(signal.SIGINT, usual)
     if came:
-        raise KeyboardInterrupt
+        usual(*came[0])
 
 
 def replace(source: Path, target: Path) -> Path:

@@ -18,11 +18,21 @@ def recording(tmp_path_factory: pytest.TempPathFactory) -> Path:
     return path
 
 
+#: A background job of a shell ignores interrupts, and what it starts does so too.
+INTERRUPTIBLE = """
+import signal, sys
+from harmotrack.cli.main import main
+
+signal.signal(signal.SIGINT, signal.default_int_handler)
+main(sys.argv[1:])
+"""
+
+
 # The interrupt comes while pictures are drawn; whether it comes earlier or later, the same holds.
 def test_an_interrupt_leaves_no_half_written_file(recording: Path, tmp_path: Path) -> None:
     output = tmp_path / "out"
     process = subprocess.Popen(
-        [sys.executable, "-m", "harmotrack", "analyze", recording, "-o", output],
+        [sys.executable, "-c", INTERRUPTIBLE, "analyze", recording, "-o", output],
         stderr=subprocess.PIPE,
         text=True,
     )
@@ -64,6 +74,7 @@ def interrupted():
     return usual()
 
 files.uninterrupted = interrupted
+signal.signal(signal.SIGINT, signal.default_int_handler)
 main(sys.argv[1:])
 """
 
@@ -82,6 +93,7 @@ def replace(source, target):
     return target
 
 files.replace = replace
+signal.signal(signal.SIGINT, signal.default_int_handler)
 main(sys.argv[1:])
 """
 
@@ -136,3 +148,18 @@ def test_an_interrupt_leaves_what_stood_there_before(recording: Path, tmp_path: 
 
     assert interrupted(INTERRUPTED_BEFORE, "convert", recording, tmp_path) == ["converted.h5"]
     assert (tmp_path / "converted.h5").read_text() == "before"
+
+
+# As a background job does.
+def test_what_ignores_interrupts_is_not_interrupted(recording: Path, tmp_path: Path) -> None:
+    ignoring = INTERRUPTED_AMID.replace("default_int_handler", "SIG_IGN")
+
+    answer = subprocess.run(
+        [sys.executable, "-c", ignoring, "convert", recording, "converted.wav"],
+        cwd=tmp_path,
+        check=False,
+        capture_output=True,
+    )
+
+    assert answer.returncode == 0
+    assert (tmp_path / "converted.wav").exists()
