@@ -424,6 +424,9 @@ def _of_pass(
             "directional": first.directional,
             "directional_pair": directional_pair,
         }
+    movement = choices.MOVEMENTS[first.pass_number]
+    if movement != "both":
+        about = {**about, "settings": replace(about["settings"], direction=movement)}
     orders = about["settings"].harmonics or ()
     harmonics = np.array(of_all("harmonics"), dtype=np.complex64)
     return OrderAnalysis.from_arrays(
@@ -439,6 +442,6 @@ def _of_pass(
         frequency_blocks=first.time_blocks,
         speed_times=first.seconds,
         speed_values=first.speed_rpm,
-        movement=choices.MOVEMENTS[first.pass_number],
+        movement=movement,
         **about,
     )

@@ -56,7 +56,8 @@ def test_together_both_fall_into_the_same_bins() -> None:
 def test_passes_share_their_axes_and_what_belongs_to_the_whole_recording() -> None:
     rising, falling = apart()
 
-    assert (rising.attrs["movement"], falling.attrs["movement"]) == ("rising", "falling")
+    for name in ("movement", "direction"):
+        assert (rising.attrs[name], falling.attrs[name]) == ("rising", "falling")
     difference = np.abs(falling.harmonics) - np.abs(rising.harmonics)
     assert difference.sel(channel="x", harmonic=2.0, speed=2000.0).item() == pytest.approx(1, 0.02)
     for name in ("speed_profile", "angle_signal", "order_spectrogram"):
