@@ -125,7 +125,7 @@ def analyze(
     if speed is None:
         speed = find_speed(recording)
     signals = _signals(recording, speed, channels, directional)
-    pair = _pair(recording, directional)
+    pair = pair_of(directional, lambda which: recording[which].name)
     settings = resolved(settings, signals[0], speed, passes)
     remarks = [*recording.notes, *speed.notes]
     if angle_signal is None:
@@ -219,16 +219,17 @@ def _sampling(channel: Channel) -> str:
     return f"{channel.size} samples at {channel.rate:g} Hz from {channel.start:g} s"
 
 
-def _pair(
-    recording: Recording, directional: tuple[str | int, str | int] | None
+def pair_of(
+    directional: tuple[str | int, str | int] | None, name_of: Callable[[str | int], str]
 ) -> tuple[str, str] | None:
+    """The names of both channels; checked."""
     if directional is None:
         return None
     if isinstance(directional, str) or len(directional) != 2:
         raise HarmotrackError(
             f"The directional channels are {directional!r}, and they must be two, x and y."
         )
-    x, y = (recording[which].name for which in directional)
+    x, y = (name_of(which) for which in directional)
     if x == y:
         raise HarmotrackError(f"The directional channels are both {x!r}, and they must differ.")
     return x, y

@@ -8,7 +8,7 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from harmotrack.analysis import RunResults, changed, labelled, native_settings
+from harmotrack.analysis import RunResults, changed, labelled, native_settings, pair_of
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
 from harmotrack.settings import MOVEMENTS, PASSES, AnalysisSettings, check_choice, check_number
@@ -129,7 +129,7 @@ class Monitor:
         tacho = None
         if pulses_per_revolution is not None:
             tacho = tachometer("The tacho", pulses_per_revolution, level, hysteresis_percent, edge)
-        self._pair = self._pair_of(directional)
+        self._pair = pair_of(directional, self._name)
         self._groups = self._grouped()
         self._runs = [
             _native.Monitor(
@@ -225,25 +225,11 @@ class Monitor:
             has_mark=self._by_tacho,
         )
 
-    def _pair_of(self, directional: tuple[str | int, str | int] | None) -> tuple[str, str] | None:
-        if directional is None:
-            return None
-        if isinstance(directional, str) or len(directional) != 2:
-            raise HarmotrackError(
-                f"The directional channels are {directional!r}, and they must be two, x and y."
-            )
-        x, y = (self._number(which) for which in directional)
-        if x == y:
-            raise HarmotrackError(
-                f"The directional channels are both {self.channels[x]!r}, and they must differ."
-            )
-        return self.channels[x], self.channels[y]
-
-    def _number(self, which: str | int) -> int:
-        if which in self.channels:
-            return self.channels.index(str(which))
+    def _name(self, which: str | int) -> str:
+        if isinstance(which, str) and which in self.channels:
+            return which
         if isinstance(which, int) and -len(self.channels) <= which < len(self.channels):
-            return which % len(self.channels)
+            return self.channels[which]
         raise HarmotrackError(
             f"There is no channel {which!r}; the monitor has {', '.join(map(repr, self.channels))}."
         )

@@ -51,13 +51,17 @@ def order_map(
     """
     name = analysis.channel(channel)
     values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
-    axes = axes_or_new(axes, (9.0, 6.0))
     scale = Scale(values.attrs["amplitude"], analysis.unit(name), db, reference)
+    axes = axes_or_new(axes, (9.0, 6.0))
     draw_map(axes, values, "order", scale, colours, limits)
-    axes.set_xlabel("Order")
     axes.set_ylabel("Speed in rpm")
-    titled(axes, analysis.title, name, f"order resolution {values.attrs['resolution']:.3g}")
+    _name_orders(axes, analysis, name, values)
     return axes
+
+
+def _name_orders(axes: Axes, analysis: OrderAnalysis, name: str, values: xr.DataArray) -> None:
+    axes.set_xlabel("Order")
+    titled(axes, analysis.title, name, f"order resolution {values.attrs['resolution']:.3g}")
 
 
 def frequency_map(  # noqa: PLR0913 -- keywords
@@ -123,12 +127,11 @@ def order_spectrogram(
     values = analysis.order_spectrogram.sel(channel=name, order=slice(None, highest_order))
     if values.size == 0:
         raise HarmotrackError("The recording is too short for an order spectrogram.")
-    axes = axes_or_new(axes, (9.0, 6.0))
     scale = Scale(values.attrs["amplitude"], analysis.unit(name), db, reference)
+    axes = axes_or_new(axes, (9.0, 6.0))
     draw_map(axes, values, "order", scale, colours, limits, up="block_time")
-    axes.set_xlabel("Order")
     axes.set_ylabel("Time in s")
-    titled(axes, analysis.title, name, f"order resolution {values.attrs['resolution']:.3g}")
+    _name_orders(axes, analysis, name, values)
     return axes
 
 
