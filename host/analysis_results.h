@@ -90,8 +90,9 @@ struct BlockResult {
     Pass pass = Pass::Both;
     std::size_t signal = 0; ///< counted from 0
     double seconds = 0.0;   ///< of the middle of the block
-    double speedRpm = 0.0;  ///< when it was taken
-    /// Bin of the speed axis; -1 for a spectrum by sample count (AnalysisSettings.rowOverlap).
+    double speedRpm = 0.0;  ///< there; of a spectrum by sample count at the end of its block
+    /// Bin of the speed axis; -1 for a spectrum by sample count
+    /// (AnalysisSettings.rowOverlapPercent).
     int bin = -1;
     /// shape (orders): the bin's spectrum, averaged with what the segment had in it before, or the
     /// spectrum of the last block of samples; empty if the block is one of equal-time samples
@@ -99,7 +100,10 @@ struct BlockResult {
     /// shape (frequencies), likewise; empty if the block is one of equal-angle samples
     std::span<const float> frequencySpectrum;
     std::span<const std::complex<float>> harmonics; ///< shape (harmonics), with orderSpectrum
-    float overall = 0.0F;                           ///< RMS, with frequencySpectrum
+    /// shape (whirlOrders): the bin's row of AnalysisResults.whirlMap, with the orderSpectrum of
+    /// the first signal, if two-sided results were asked for
+    std::span<const float> whirlSpectrum;
+    float overall = 0.0F; ///< RMS, with frequencySpectrum
 };
 
 } // namespace Harmotrack::Host

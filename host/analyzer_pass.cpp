@@ -240,6 +240,10 @@ void AnalyzerPass::announce(const News& news, const OnResult& onResult)
                 blockHarmonics_[h] =
                     analyzer_.binHarmonics(static_cast<int>(h), signalNumber(s))[bin];
             block.harmonics = blockHarmonics_;
+            if (settings_.twoSided && s == 0)
+                block.whirlSpectrum = usableWhirl(analyzer_.binOrderTwoSided(news.bin));
+            else
+                block.whirlSpectrum = {};
         }
         if (news.binTimeSpectrum) {
             block.frequencySpectrum = analyzer_.binTimeSpectrum(news.bin, signalNumber(s));
@@ -375,13 +379,17 @@ SignalResults AnalyzerPass::signalResults(std::size_t signal) const
 }
 
 // A two-sided row holds order k at L - 1 + k, with L lines on a side.
+std::span<const float> AnalyzerPass::usableWhirl(std::span<const float> row) const
+{
+    return row.subspan(lines_ - usableOrders(), 2 * usableOrders() - 1);
+}
+
 void AnalyzerPass::addWhirl(AnalysisResults& results) const
 {
     const std::size_t usable = usableOrders();
     results.whirlMap.columns = 2 * usable - 1;
     for (std::size_t bin = guardBins_; bin < bins_ - guardBins_; ++bin)
-        results.whirlMap.append(
-            rowOf(joinedWhirl_, 2 * lines_ - 1, bin).subspan(lines_ - usable, 2 * usable - 1));
+        results.whirlMap.append(usableWhirl(rowOf(joinedWhirl_, 2 * lines_ - 1, bin)));
     for (std::size_t k = 0; k < results.whirlMap.columns; ++k)
         results.whirlOrders.push_back((static_cast<double>(k) - static_cast<double>(usable - 1)) *
                                       settings_.orderResolution);

@@ -74,6 +74,7 @@ private:
     [[nodiscard]] AnalyzerSetup setupFor(double rateHz) const;
     void announce(const News& news, const OnResult& onResult);
     void announceRow(const OnResult& onResult);
+    [[nodiscard]] std::span<const float> usableWhirl(std::span<const float> row) const;
     void joinOrders(std::size_t signal);
     void joinTimes(std::size_t signal);
     void joinWhirl();

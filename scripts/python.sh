@@ -14,12 +14,13 @@ python_environment() {
 }
 
 # Builds the wheel into build/wheelhouse, alone there. The tools come from an environment of their own, so
-# that the next build finds the objects of this one.
+# that the next build finds the objects of this one; the compilers are named as CMake names them, so that
+# the compiler cache holds what the release preset has in common with it once.
 #   python_wheel [OPTION OF PIP WHEEL ...]
 python_wheel() {
     rm -rf build/wheelhouse
     python_environment build/python-tools 'scikit-build-core>=0.11' 'nanobind>=2.8' &&
-        build/python-tools/bin/pip wheel --disable-pip-version-check -q --no-build-isolation \
+        CC=cc CXX=c++ build/python-tools/bin/pip wheel --disable-pip-version-check -q --no-build-isolation \
             --no-deps -w build/wheelhouse "$@" .
 }
 

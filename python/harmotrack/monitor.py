@@ -42,6 +42,10 @@ class MonitorResult:
         Shape (harmonics): complex amplitudes, with the order_spectrum of a bin.
     frequency_spectrum
         Shape (frequencies); None of a block of equal angles.
+    directional
+        Shape (directional orders): amplitudes from the highest backward order to the highest
+        forward one, the bin's row of OrderAnalysis.directional; with the order_spectrum of the
+        first of the directional channels.
     overall
         RMS, with frequency_spectrum.
     movement
@@ -54,6 +58,7 @@ class MonitorResult:
     speed: float | None
     order_spectrum: NDArray[np.float32] | None
     harmonics: NDArray[np.complex64] | None
+    directional: NDArray[np.float32] | None
     frequency_spectrum: NDArray[np.float32] | None
     overall: float | None
     movement: str
@@ -69,8 +74,7 @@ class Monitor:
         analysis = monitor.finish()
 
     What comes out does not depend on how the samples were cut into chunks. Memory does not grow
-    with time. An object serves one
-    thread at a time.
+    with time. An object serves one thread at a time.
 
     Parameters
     ----------
@@ -84,7 +88,7 @@ class Monitor:
         Time of the first sample, seconds.
     directional
         Two channels from directions a quarter turn apart, x before y in the sense of rotation, as
-        one motion in the plane: finish() gives their directional spectrum.
+        one motion in the plane: results and finish() give their directional spectra.
     passes
         "together", or "apart": what comes while the speed rises and while it falls is kept apart.
     pulses_per_revolution
@@ -271,6 +275,7 @@ class Monitor:
                     least + block.bin * step if in_bin else None,
                     block.order_spectrum if of_angles else None,
                     block.harmonics if of_angles and in_bin else None,
+                    block.directional if block.directional.size else None,
                     None if of_angles else block.frequency_spectrum,
                     None if of_angles else block.overall,
                     MOVEMENTS[block.pass_number] if in_bin else "both",

@@ -45,7 +45,9 @@ struct Block {
           rpm(result.speedRpm), bin(result.bin),
           orderSpectrum(result.orderSpectrum.begin(), result.orderSpectrum.end()),
           frequencySpectrum(result.frequencySpectrum.begin(), result.frequencySpectrum.end()),
-          harmonics(result.harmonics.begin(), result.harmonics.end()), overall(result.overall)
+          harmonics(result.harmonics.begin(), result.harmonics.end()),
+          directional(result.whirlSpectrum.begin(), result.whirlSpectrum.end()),
+          overall(result.overall)
     {
     }
 
@@ -57,6 +59,7 @@ struct Block {
     std::vector<float> orderSpectrum;
     std::vector<float> frequencySpectrum;
     std::vector<std::complex<float>> harmonics;
+    std::vector<float> directional;
     float overall;
 };
 
@@ -275,7 +278,8 @@ void bindLiveRun(nb::module_& module)
         .def_ro("overall", &Block::overall)
         .def_prop_ro("order_spectrum", viewOfField(&Block::orderSpectrum))
         .def_prop_ro("frequency_spectrum", viewOfField(&Block::frequencySpectrum))
-        .def_prop_ro("harmonics", viewOfField(&Block::harmonics));
+        .def_prop_ro("harmonics", viewOfField(&Block::harmonics))
+        .def_prop_ro("directional", viewOfField(&Block::directional));
 
     nb::class_<Monitor>(module, "Monitor", "An analysis that goes on while its samples come.")
         .def(nb::init<const Host::AnalysisSettings&,

@@ -128,7 +128,7 @@ def test_a_directional_pair_has_the_radii_of_both_circles() -> None:
     signals = np.stack([recording[name].samples for name in ("y", "tacho", "x")])
     options = {"directional": ("x", "y"), "harmonics": (1, 2), **AXIS}
     monitor = Monitor(6400.0, ["y", "other", "x"], units="mm/s", **options)
-    monitor.feed(signals, recording["tacho"].samples)
+    results = monitor.feed(signals, recording["tacho"].samples)
 
     live = monitor.finish().directional
 
@@ -138,6 +138,10 @@ def test_a_directional_pair_has_the_radii_of_both_circles() -> None:
     row = live.sel(speed=3000.0)
     assert row.sel(directional_order=2.0, method="nearest").item() == pytest.approx(1.2, rel=0.02)
     assert row.sel(directional_order=-2.0, method="nearest").item() == pytest.approx(0.5, rel=0.02)
+    of_pair = [result for result in results if result.directional is not None]
+    assert {result.channel for result in of_pair} == {"x"}
+    newest = {result.speed: result.directional for result in of_pair}
+    np.testing.assert_array_equal(newest[3000.0], row.values)
 
 
 # The device says 6400 Hz, and its clock 0.1 % less.

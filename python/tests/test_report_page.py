@@ -51,7 +51,12 @@ def test_hostile_names_stay_text() -> None:
             directional_pair=(HOSTILE, "y"),
             title=HOSTILE,
             speed_source=HOSTILE,
-            attributes={"speed_repairs": HOSTILE, "harmotrack": HOSTILE, "window": HOSTILE},
+            attributes={
+                "speed_repairs": HOSTILE,
+                "remarks": f"{HOSTILE} too",
+                "harmotrack": HOSTILE,
+                "window": HOSTILE,
+            },
         )
     )
 
@@ -65,6 +70,13 @@ def test_repairs_of_the_speed_are_listed() -> None:
 
     assert "2 places were mended" in page
     assert "<li>At 3\u00a0s a.</li><li>At 4\u00a0s b.</li>" in page
+
+
+def test_remarks_are_listed_but_for_those_on_repairs() -> None:
+    about = {"remarks": "At 3 s a.\nThe rate is strange.", "speed_repairs": "At 3 s a."}
+
+    assert "Remarks on the recording" not in render(machine.analysis())
+    assert "<ul><li>The rate is strange.</li></ul>" in render(machine.analysis(attributes=about))
 
 
 def test_a_report_appears_whole_or_not_at_all(tmp_path: Path) -> None:

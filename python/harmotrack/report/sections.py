@@ -351,13 +351,16 @@ def directional_panels(analysis: OrderAnalysis, found: Findings) -> str:
 
 
 def settings(analysis: OrderAnalysis, found: Findings) -> str:
-    return "\n".join(
-        [
-            _card("Resolution achieved", _pairs(_resolution(analysis)), "five"),
-            _card("Settings", _pairs(_settings(analysis)), "beside columns"),
-            _card("Repairs of the tacho", _repairs(analysis, found.speed), "five"),
-        ]
-    )
+    cards = [
+        _card("Resolution achieved", _pairs(_resolution(analysis)), "five"),
+        _card("Settings", _pairs(_settings(analysis)), "beside columns"),
+        _card("Repairs of the tacho", _repairs(analysis, found.speed), "five"),
+    ]
+    repairs = set(found.speed.repairs or ())
+    remarks = [remark for remark in analysis.remarks if remark not in repairs]
+    if remarks:
+        cards.append(_card("Remarks on the recording", _items(remarks), "wide columns"))
+    return "\n".join(cards)
 
 
 def _pairs(pairs: Iterable[tuple[str, str]]) -> str:
