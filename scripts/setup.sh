@@ -27,8 +27,9 @@ windows_packages=(
     lld-14 llvm-14
 )
 
-# Clones of this repository share what the compiler cache holds: paths in it are relative.
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+# Clones of this repository share what the compiler cache holds: paths in it are relative. It tells
+# locales apart, and Python sets one where there is none.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 LC_ALL=C.UTF-8
 
 say() { printf '%s\n' "$*"; }
 
