@@ -32,6 +32,7 @@ def main(report: Path, picture: Path) -> None:
                 f"--user-data-dir={folder}",
                 f"--window-size={WINDOW[0]},{WINDOW[1]}",
                 "--virtual-time-budget=5000",
+                "--run-all-compositor-stages-before-draw",  # or tiles may be missing
                 f"--screenshot={screen}",
                 report.resolve().as_uri(),
             ],
