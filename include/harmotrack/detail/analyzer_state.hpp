@@ -3,9 +3,9 @@
 #ifndef HARMOTRACK_DETAIL_ANALYZER_STATE_HPP
 #define HARMOTRACK_DETAIL_ANALYZER_STATE_HPP
 
-#include <harmotrack/detail/checks.hpp>
 #include <harmotrack/detail/library.hpp>
 #include <harmotrack/detail/ring.hpp>
+#include <harmotrack/detail/setup_checks.hpp>
 
 #include <algorithm>
 #include <array>

@@ -4,7 +4,7 @@
 #define HARMOTRACK_DETAIL_LIBRARY_HPP
 
 #include <harmotrack/detail/functions.hpp>
-#include <harmotrack/detail/sentences.hpp>
+#include <harmotrack/detail/require.hpp>
 #include <harmotrack/setups.hpp>
 
 #include <array>

@@ -1,7 +1,7 @@
 /// @file
 /// Checks that end in an Error.
-#ifndef HARMOTRACK_DETAIL_SENTENCES_HPP
-#define HARMOTRACK_DETAIL_SENTENCES_HPP
+#ifndef HARMOTRACK_DETAIL_REQUIRE_HPP
+#define HARMOTRACK_DETAIL_REQUIRE_HPP
 
 #include <harmotrack/setups.hpp>
 

@@ -1,9 +1,9 @@
 /// @file
 /// The checks of the setups.
-#ifndef HARMOTRACK_DETAIL_CHECKS_HPP
-#define HARMOTRACK_DETAIL_CHECKS_HPP
+#ifndef HARMOTRACK_DETAIL_SETUP_CHECKS_HPP
+#define HARMOTRACK_DETAIL_SETUP_CHECKS_HPP
 
-#include <harmotrack/detail/sentences.hpp>
+#include <harmotrack/detail/require.hpp>
 #include <harmotrack/setups.hpp>
 
 #include <algorithm>
