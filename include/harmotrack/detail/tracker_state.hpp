@@ -4,7 +4,8 @@
 #define HARMOTRACK_DETAIL_TRACKER_STATE_HPP
 
 #include <harmotrack/detail/library.hpp>
-#include <harmotrack/detail/ring.hpp>
+#include <harmotrack/detail/records.hpp>
+#include <harmotrack/detail/rings.hpp>
 #include <harmotrack/detail/setup_checks.hpp>
 
 #include <cmath>
@@ -50,7 +51,7 @@ public:
                 setup_.ring,
                 "two blocks before decimation and largestDelivery need " + numberText(least));
         capacity_ = setup_.ring > 0 ? setup_.ring : static_cast<int>(least);
-        fillRecord();
+        record_ = recordOf(setup_);
     }
 
     void initiate()
@@ -138,23 +139,6 @@ public:
     [[nodiscard]] int blockSamples() const { return static_cast<int>(derived_.block); }
 
 private:
-    void fillRecord()
-    {
-        record_.startFrequencySource = static_cast<std::int32_t>(setup_.startFrequencySource);
-        record_.manualParameters = flag(setup_.manualParameters);
-        record_.minFrequency = setup_.minFrequency;
-        record_.maxFrequency = setup_.maxFrequency;
-        record_.startFrequency = setup_.startFrequency;
-        record_.orderCount = static_cast<std::int32_t>(setup_.orders.size());
-        record_.orders = setup_.orders.data();
-        record_.frequencyInRpm = flag(setup_.frequencyInRpm);
-        record_.blockDuration = setup_.blockDuration;
-        record_.overlapPercent = setup_.overlapPercent;
-        record_.searchStep = setup_.searchStep;
-        record_.predictionSigmaPercent = setup_.predictionSigmaPercent;
-        record_.useStartFrequency = flag(setup_.useStartFrequency);
-    }
-
     void handOver()
     {
         c_.autotrackerSetSignalBuffer(lease_->handle, {ring_.data(), capacity_, 0, 0, 0});
