@@ -86,6 +86,13 @@
 
 #include <stdint.h>
 
+/** Version of this header, and of the library that was built with it. Before 1.0 a minor version
+ *  may change what a host relies on, afterwards a major one. */
+#define HARMOTRACK_VERSION "0.1.0"
+#define HARMOTRACK_VERSION_MAJOR 0 /**< the same in numbers */
+#define HARMOTRACK_VERSION_MINOR 1
+#define HARMOTRACK_VERSION_PATCH 0
+
 #if defined(_WIN32)
 #if defined(HARMOTRACK_BUILDING)
 #define HARMOTRACK_API __declspec(dllexport)

@@ -13,8 +13,6 @@ from __future__ import annotations
 from importlib import import_module
 from typing import TYPE_CHECKING, Any
 
-__version__ = "0.1.0"
-
 if TYPE_CHECKING:
     from harmotrack.analysis import analyze as analyze
     from harmotrack.errors import HarmotrackError as HarmotrackError
@@ -34,6 +32,7 @@ if TYPE_CHECKING:
     from harmotrack.tracking import Track as Track
     from harmotrack.tracking import track as track
     from harmotrack.two_passes import TwoPasses as TwoPasses
+    from harmotrack.version import __version__ as __version__
 
 _HOMES = {
     "AnalysisSettings": "settings",
@@ -53,10 +52,11 @@ _HOMES = {
     "simulate_run_up": "simulation",
     "Track": "tracking",
     "TwoPasses": "two_passes",
+    "__version__": "version",
     "track": "tracking",
 }
 
-__all__ = ["__version__", *_HOMES]  # noqa: PLE0604
+__all__ = [*_HOMES]  # noqa: PLE0604
 
 
 def __getattr__(name: str) -> Any:

@@ -10,7 +10,6 @@ from typing import Any
 
 import click
 
-from harmotrack import __version__
 from harmotrack.errors import HarmotrackError
 
 _COMMANDS = {
@@ -49,7 +48,7 @@ class _Commands(click.Group):
     context_settings={"help_option_names": ["-h", "--help"]},
     epilog='Completion in bash: eval "$(_HARMOTRACK_COMPLETE=bash_source harmotrack)"',
 )
-@click.version_option(__version__, prog_name="harmotrack")
+@click.version_option(package_name="harmotrack", prog_name="harmotrack")
 def group() -> None:
     """Order analysis of rotating machinery."""
 
