@@ -68,6 +68,13 @@
  * of the first decimating tracker of a process loads the kernel library without a lock: see
  * autotrackerCalculate.
  *
+ * UNDER EACH FUNCTION stands one line:
+ *   Threads    own: one thread at a time per handle; any: any number of threads at once
+ *   Allocates  whether it takes memory of the heap
+ *   Throws     the exceptions that may leave it
+ *   Realtime   yes: it takes no lock, makes no system call, and the sizes of the setup bound its
+ *              time
+ *
  * NUMBERS: work inside is in double precision, tables are in float. The same build on the same
  * machine gives the same bits for the same samples, however they were split into deliveries.
  *
@@ -89,9 +96,9 @@
 /** Version of this header, and of the library that was built with it. Before 1.0 a minor version
  *  may change what a host relies on, afterwards a major one. */
 #define HARMOTRACK_VERSION "0.1.0"
-#define HARMOTRACK_VERSION_MAJOR 0 /**< the same in numbers */
-#define HARMOTRACK_VERSION_MINOR 1
-#define HARMOTRACK_VERSION_PATCH 0
+#define HARMOTRACK_VERSION_MAJOR 0 /**< first number of HARMOTRACK_VERSION */
+#define HARMOTRACK_VERSION_MINOR 1 /**< its second number */
+#define HARMOTRACK_VERSION_PATCH 0 /**< its third number */
 
 #if defined(_WIN32)
 #if defined(HARMOTRACK_BUILDING)
@@ -512,8 +519,9 @@ typedef struct TrackingResult {
  * @param mode  HARMOTRACK_MODE_...
  * @return      the handle, never null
  *
- * May leave as an exception: std::bad_alloc, std::runtime_error (see FAILURES above).
- * Threads: any; several may create at the same time.
+ * What it throws is told under FAILURES above.
+ *
+ * Threads: any. Allocates: yes. Throws: std::bad_alloc, std::runtime_error. Realtime: no.
  */
 HARMOTRACK_API AnalyzerHandle create(int32_t mode);
 
@@ -525,26 +533,42 @@ HARMOTRACK_API AnalyzerHandle create(int32_t mode);
  *
  * @param analyzer  from create(); not to be used afterwards
  *
- * Cannot fail. The host's setups, rings and tables are not touched.
+ * The host's setups, rings and tables are not touched.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: no.
  */
 HARMOTRACK_API void destroy(AnalyzerHandle analyzer);
 
 /* ------------------------------------------------------------------------------------------------
- * Analyzer: setting up. Each stores its argument and derives nothing; none can fail.
+ * Analyzer: setting up. Each stores its argument and derives nothing.
  * --------------------------------------------------------------------------------------------- */
 
-/** Keep the pointer to the axis of the bins. */
+/**
+ * Keep the pointer to the axis of the bins.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API void setBinningSetup(AnalyzerHandle analyzer, BinningSetup* setup);
 
-/** Keep the pointer to the order axis. */
+/**
+ * Keep the pointer to the order axis.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API void setOrderSetup(AnalyzerHandle analyzer, OrderSetup* setup);
 
-/** Keep the pointer to the analysis setup. */
+/**
+ * Keep the pointer to the analysis setup.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API void setAnalysisSetup(AnalyzerHandle analyzer, AnalysisSetup* setup);
 
 /**
  * Keep the pointer to the flags of what is to be computed. Storage follows the flags at initiate():
  * a flag that is set afterwards has no tables to write to.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void setParameters(AnalyzerHandle analyzer, AnalyzerParameters* parameters);
 
@@ -554,6 +578,8 @@ HARMOTRACK_API void setParameters(AnalyzerHandle analyzer, AnalyzerParameters* p
  *
  * @param sampleRate   Hz, above 0; 20000 in a new analyzer
  * @param rateDivider  1 or more; 1 in a new analyzer
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void setSampleRate(AnalyzerHandle analyzer, double sampleRate, int32_t rateDivider);
 
@@ -562,19 +588,31 @@ HARMOTRACK_API void setSampleRate(AnalyzerHandle analyzer, double sampleRate, in
  * that does not exceed 90 % of it. It bounds nothing else, and is not compared with any ring.
  *
  * @param limit  samples, 2 or more; 20000 in a new analyzer, which allows blocks of 16384
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void setInputBufferLimit(AnalyzerHandle analyzer, int32_t limit);
 
-/** Copy the description of the equal-angle ring. */
+/**
+ * Copy the description of the equal-angle ring.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API void setResampledBuffers(AnalyzerHandle analyzer, ResampledBuffers buffers);
 
-/** Copy the description of the equal-time ring. Without time results a `size` of 1 and null
- *  pointers do; without any description the `size` is 0, and updateBuffers() never returns. */
+/**
+ * Copy the description of the equal-time ring. Without time results a `size` of 1 and null
+ * pointers do; without any description the `size` is 0, and updateBuffers() never returns.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API void setTimeBuffers(AnalyzerHandle analyzer, TimeBuffers buffers);
 
 /**
  * Copy the pointers to the host's tables; initiate() binds them. A table whose flags are clear at
  * that initiate() keeps its former binding, and reset() goes on clearing through it.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void setResultBuffers(AnalyzerHandle analyzer, ResultBuffers buffers);
 
@@ -589,7 +627,8 @@ HARMOTRACK_API void setResultBuffers(AnalyzerHandle analyzer, ResultBuffers buff
  * Both FFT sizes are kept within the limit of setInputBufferLimit().
  *
  * N is a product and needs no power of two; sizes with prime factors up to 7 are fast.
- * Allocates nothing, cannot fail.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void preinitiate(AnalyzerHandle analyzer);
 
@@ -601,9 +640,11 @@ HARMOTRACK_API void preinitiate(AnalyzerHandle analyzer);
  *
  * @param[out] error  0, or 1 if memory ran out: the analyzer is then good for nothing but destroy()
  *
- * May leave as an exception: std::invalid_argument "Unsupported window type.", before any result
- * storage was touched, with *error at 0.
- * Threads: several analyzers may be initiated at the same time; planning waits for its turn.
+ * std::invalid_argument "Unsupported window type." is thrown before any result storage was touched,
+ * with *error at 0. Several analyzers may be initiated at the same time; planning waits for its
+ * turn.
+ *
+ * Threads: own. Allocates: yes. Throws: std::invalid_argument. Realtime: no.
  */
 HARMOTRACK_API void initiate(AnalyzerHandle analyzer, int32_t* error);
 
@@ -617,12 +658,12 @@ HARMOTRACK_API void initiate(AnalyzerHandle analyzer, int32_t* error);
  * readRPM()'s values, the turn count of a run without a result, and the newest block's mean binned
  * value: with deltaOnBinChange a run may so begin with a release at its first sample.
  *
- * Allocates nothing, cannot fail.
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes, and longer with larger tables.
  */
 HARMOTRACK_API void reset(AnalyzerHandle analyzer);
 
 /* ------------------------------------------------------------------------------------------------
- * Analyzer: running. The analyzer's own thread, none of these allocates or fails but calculate.
+ * Analyzer: running
  * --------------------------------------------------------------------------------------------- */
 
 /**
@@ -630,6 +671,8 @@ HARMOTRACK_API void reset(AnalyzerHandle analyzer);
  *
  * @param angleSamples  new samples in the equal-angle ring; a negative count takes some back
  * @param timeSamples   new samples in the equal-time ring; likewise
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 updateBuffers(AnalyzerHandle analyzer, int32_t angleSamples, int32_t timeSamples);
@@ -648,19 +691,30 @@ updateBuffers(AnalyzerHandle analyzer, int32_t angleSamples, int32_t timeSamples
  *
  * @return  what this call produced
  *
- * May leave as an exception: std::bad_alloc, with binHarmonics or deltaHarmonics; the samples of
- * the failed call are then taken again by the next one. At most 2^31 - 1 samples may wait at once.
+ * Harmonics are binHarmonics and deltaHarmonics. The samples of a call that threw are taken
+ * again by the next one. FFTW takes memory too at blocks with a prime factor above 13. At most
+ * 2^31 - 1 samples may wait at once.
+ *
+ * Threads: own. Allocates: with harmonics. Throws: std::bad_alloc. Realtime: without harmonics.
  */
 HARMOTRACK_API CalculationResult calculate(AnalyzerHandle analyzer);
 
 /* ------------------------------------------------------------------------------------------------
- * Analyzer: queries. Valid after preinitiate(); none can fail.
+ * Analyzer: queries. Valid after preinitiate().
  * --------------------------------------------------------------------------------------------- */
 
-/** B, the number of bins. */
+/**
+ * B, the number of bins.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API int32_t getBinCount(AnalyzerHandle analyzer);
 
-/** N, the samples of an order block. Order spectra have N / 2 lines, or N with twoSided. */
+/**
+ * N, the samples of an order block. Order spectra have N / 2 lines, or N with twoSided.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API int32_t getOrderFFTSize(AnalyzerHandle analyzer);
 
 /**
@@ -668,13 +722,23 @@ HARMOTRACK_API int32_t getOrderFFTSize(AnalyzerHandle analyzer);
  * 2 * timeLines with fixedTimeLines; otherwise the largest power of two that is not above twice the
  * samples an order block spans at maxRpm, or, when the rate is below half the order block's at
  * maxRpm, the order FFT size before its limit. In both cases within the limit.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API int32_t getTimeFFTSize(AnalyzerHandle analyzer);
 
-/** Distance of the lines of a frequency spectrum, Hz. */
+/**
+ * Distance of the lines of a frequency spectrum, Hz.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API double getTimeFFTResolution(AnalyzerHandle analyzer);
 
-/** Duration of a time block, seconds. */
+/**
+ * Duration of a time block, seconds.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API double getTimeFFTBlockDuration(AnalyzerHandle analyzer);
 
 /**
@@ -684,6 +748,8 @@ HARMOTRACK_API double getTimeFFTBlockDuration(AnalyzerHandle analyzer);
  * @param unused       never read; the setup's own fixedTimeLines decides
  * @param sampleRate   Hz
  * @param rateDivider  1 or more
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API TimeFFTSetup getTimeFFTSetup(AnalyzerHandle analyzer,
                                             uint8_t unused,
@@ -691,8 +757,7 @@ HARMOTRACK_API TimeFFTSetup getTimeFFTSetup(AnalyzerHandle analyzer,
                                             int32_t rateDivider);
 
 /* ------------------------------------------------------------------------------------------------
- * Analyzer: reading. Each copies and changes nothing; safe between two calls of calculate(); none
- * allocates or fails.
+ * Analyzer: reading. Each copies and changes nothing; safe between two calls of calculate().
  *
  * Results of a path are there from the initiate() that had its flags on; before the first
  * reset() they are undefined. `bin` is 0 .. getBinCount() - 1 and `harmonic` 0 .. harmonicCount -
@@ -712,6 +777,8 @@ HARMOTRACK_API TimeFFTSetup getTimeFFTSetup(AnalyzerHandle analyzer,
  * @param[out] turns  revolutions; each is counted at the sample that comes after a fall of the
  * angle from above 180 degrees
  * @param[out] time   seconds
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void readTurns(AnalyzerHandle analyzer, int32_t* turns, double* time);
 
@@ -721,6 +788,8 @@ HARMOTRACK_API void readTurns(AnalyzerHandle analyzer, int32_t* turns, double* t
  *
  * @param[out] rpm   revolutions per minute
  * @param[out] time  seconds
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void readRPM(AnalyzerHandle analyzer, float* rpm, double* time);
 
@@ -731,6 +800,8 @@ HARMOTRACK_API void readRPM(AnalyzerHandle analyzer, float* rpm, double* time);
  * line. NaN with HARMOTRACK_WINDOW_EXPONENTIAL.
  *
  * @param[out] levels  shape (B), in the signal's unit; element `bin` is written
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void readOverall(AnalyzerHandle analyzer, int32_t bin, float* levels, int32_t which);
 
@@ -739,6 +810,8 @@ HARMOTRACK_API void readOverall(AnalyzerHandle analyzer, int32_t bin, float* lev
  *
  * @param[out] table  shape (B, C), C = N with twoSided, else N / 2; row `bin` is written: moduli in
  *                    the signal's unit, scaled by amplitudeType
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 readOrderDomainBinWaterfall(AnalyzerHandle analyzer, int32_t bin, float* table, int32_t which);
@@ -748,6 +821,8 @@ readOrderDomainBinWaterfall(AnalyzerHandle analyzer, int32_t bin, float* table, 
  * without binOrderTwoSided.
  *
  * @param[out] table  shape (B, N - 1); row `bin` is written
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 readOrderDomainBinWaterfallTwoSided(AnalyzerHandle analyzer, int32_t bin, float* table);
@@ -757,6 +832,8 @@ readOrderDomainBinWaterfallTwoSided(AnalyzerHandle analyzer, int32_t bin, float*
  *
  * @param[out] row   shape (C): moduli, as in readOrderDomainBinWaterfall()
  * @param[out] time  seconds, of the block's middle sample
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 readOrderDomainTimeWaterfall(AnalyzerHandle analyzer, float* row, double* time, int32_t which);
@@ -767,6 +844,8 @@ readOrderDomainTimeWaterfall(AnalyzerHandle analyzer, float* row, double* time, 
  *
  * @param[out] row   shape (N - 1), as a row of ResultBuffers.binOrderTwoSided
  * @param[out] time  seconds, of the block's middle sample
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 readOrderDomainTimeWaterfallTwoSided(AnalyzerHandle analyzer, float* row, double* time);
@@ -788,6 +867,8 @@ readOrderDomainTimeWaterfallTwoSided(AnalyzerHandle analyzer, float* row, double
  *
  * @param[out] values  complex float, shape (B, 2), in the signal's unit, scaled by amplitudeType;
  *                     element `bin` is written
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void readOrderDomainHarmonic(
     AnalyzerHandle analyzer, int32_t harmonic, int32_t bin, float* values, int32_t which);
@@ -796,6 +877,8 @@ HARMOTRACK_API void readOrderDomainHarmonic(
  * The same value alone.
  *
  * @param[out] value  complex float, shape (2); 0 + 0j with a `which` that does not exist
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void readOrderDomainHarmonicBin(
     AnalyzerHandle analyzer, int32_t harmonic, int32_t bin, int32_t which, float* value);
@@ -807,6 +890,8 @@ HARMOTRACK_API void readOrderDomainHarmonicBin(
  *
  * @param[out] values  complex float, shape (harmonicCount, 2)
  * @param[out] time    seconds, of the sample of the last release
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void readOrderDomainHarmonicsTimeDelta(AnalyzerHandle analyzer,
                                                       float* values,
@@ -821,6 +906,8 @@ HARMOTRACK_API void readOrderDomainHarmonicsTimeDelta(AnalyzerHandle analyzer,
  *
  * @param[out] spectrum  complex float, shape (C, 2). With twoSided only the first N / 2 floats, a
  *                       half of the lines, of either exchanged half arrive: clear it first
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 readOrderSpectrumTimeDelta(AnalyzerHandle analyzer, float* spectrum, int32_t which);
@@ -830,6 +917,8 @@ readOrderSpectrumTimeDelta(AnalyzerHandle analyzer, float* spectrum, int32_t whi
  *
  * @param[out] table  shape (B, T / 2); row `bin` is written: moduli in the signal's unit, scaled by
  *                    amplitudeType
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 readTimeDomainBinWaterfall(AnalyzerHandle analyzer, int32_t bin, float* table, int32_t which);
@@ -841,6 +930,8 @@ readTimeDomainBinWaterfall(AnalyzerHandle analyzer, int32_t bin, float* table, i
  * themselves are seen in the host's own table alone: ResultBuffers.binTimeTwoSided.
  *
  * @param[out] table  shape (B, T - 1); row `bin` is written
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 readTimeDomainBinWaterfallTwoSided(AnalyzerHandle analyzer, int32_t bin, float* table);
@@ -914,22 +1005,26 @@ readTimeDomainBinWaterfallTwoSided(AnalyzerHandle analyzer, int32_t bin, float* 
  *
  * @return  the handle, never null
  *
- * May leave as an exception: std::bad_alloc.
+ * Threads: any. Allocates: yes. Throws: std::bad_alloc. Realtime: no.
  */
 HARMOTRACK_API TrackerHandle autotrackerCreate(void);
 
 /**
  * Free the tracker's own block of memory and nothing else, as destroy() does: matrices, decimated
  * ring and filter stay allocated until the process ends. A host keeps its handles and sets them up
- * anew. Cannot fail.
+ * anew.
  *
  * @param tracker  from autotrackerCreate(); not to be used afterwards
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: no.
  */
 HARMOTRACK_API void autotrackerDestroy(TrackerHandle tracker);
 
 /**
  * Store the rate of the signal: sampleRate / rateDivider. It takes effect at the next
  * autotrackerPreinitiate().
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void
 autotrackerSetSampleRate(TrackerHandle tracker, double sampleRate, int32_t rateDivider);
@@ -937,17 +1032,24 @@ autotrackerSetSampleRate(TrackerHandle tracker, double sampleRate, int32_t rateD
 /**
  * Copy the description of the ring, read position and counts included; those of an earlier ring
  * are forgotten. readCount is the number of the next sample, from which time counts.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void autotrackerSetSignalBuffer(TrackerHandle tracker, SignalBuffer signal);
 
-/** Keep the pointer to the setup, which is read at every step: keep it and its orders alive. */
+/**
+ * Keep the pointer to the setup, which is read at every step: keep it and its orders alive.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
+ */
 HARMOTRACK_API void autotrackerSetTrackingSetup(TrackerHandle tracker, TrackingSetup* setup);
 
 /**
  * Derive decimation, block length and hop, and start the frequency anew. Needs setup and rate.
  * Without manualParameters it writes into the setup: blockDuration (one turn at minFrequency, held
- * within 0.1 and 1 second), overlapPercent 50, searchStep 0.5, predictionSigmaPercent 1. Cannot
- * fail.
+ * within 0.1 and 1 second), overlapPercent 50, searchStep 0.5, predictionSigmaPercent 1.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void autotrackerPreinitiate(TrackerHandle tracker);
 
@@ -956,17 +1058,19 @@ HARMOTRACK_API void autotrackerPreinitiate(TrackerHandle tracker);
  * autotrackerPreinitiate(). Each call with decimation leaves the former filter's coefficients (38
  * floats, 32-byte aligned) allocated until the process ends.
  *
- * May leave as an exception: std::bad_alloc.
- * Threads: as every call of a handle; besides, the window of the filter is made with lgamma(),
- * which writes the C library's `signgam`. Nothing here reads it, but a race detector reports
- * trackers that decimate and are initiated at once, and a program that reads it initiates them one
- * at a time.
+ * The window of the filter is made with lgamma(), which writes the C library's `signgam`. Nothing
+ * here reads it, but a race detector reports trackers that decimate and are initiated at once, and
+ * a program that reads it initiates them one at a time.
+ *
+ * Threads: own. Allocates: yes. Throws: std::bad_alloc. Realtime: no.
  */
 HARMOTRACK_API void autotrackerInitiate(TrackerHandle tracker);
 
 /**
  * Report samples written into the ring; a negative count takes some back. At most 2^31 - 1 may
  * wait at once.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void autotrackerUpdateNewSamples(TrackerHandle tracker, int32_t count);
 
@@ -983,16 +1087,21 @@ HARMOTRACK_API void autotrackerUpdateNewSamples(TrackerHandle tracker, int32_t c
  * @return  the estimate; with `valid` 0 the former one. A block on which no candidate scores
  * repeats the former frequency with `valid` 1
  *
- * May leave as an exception: std::runtime_error "Failed to initialize VexCalc.", from a decimating
- * tracker without a kernel library; one sample is then counted as read and lost.
- * Threads: as every call of a handle; besides, the first sample that a decimating tracker of the
- * process takes in loads the kernel library without a lock, so let one tracker take it alone.
+ * std::runtime_error "Failed to initialize VexCalc." comes from a decimating tracker without a
+ * kernel library; one sample is then counted as read and lost. The first sample that a decimating
+ * tracker of the process takes in loads the kernel library without a lock, so let one tracker take
+ * it alone.
+ *
+ * Threads: own. Allocates: no. Throws: std::runtime_error if it decimates. Realtime: yes, but for
+ * that first sample.
  */
 HARMOTRACK_API TrackingResult autotrackerCalculate(TrackerHandle tracker);
 
 /**
  * Start tracking anew, at any time after autotrackerInitiate(). Sizes, setup and the host's ring
  * stay; a decimating tracker empties its own ring and filter. Time goes on with the samples read.
+ *
+ * Threads: own. Allocates: no. Throws: no. Realtime: yes.
  */
 HARMOTRACK_API void autotrackerReset(TrackerHandle tracker);
 

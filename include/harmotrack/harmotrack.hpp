@@ -35,7 +35,8 @@
 /// before this header and calls load() once, before anything else.
 ///
 /// THREADS. One thread at a time per object; different objects are independent, and any thread may
-/// make, set up and end them.
+/// make, set up and end them. Under each function stands the line that harmotrack.h describes.
+/// Whatever throws an Error does so if the object is not set up, too.
 ///
 /// MEMORY. setUp() allocates everything, feed() and next() nothing but what the library itself
 /// does (see calculate() in harmotrack.h). If memory runs out in setUp(), restart() or reset(), an
@@ -66,18 +67,24 @@ namespace Harmotrack {
 ///
 /// @param pathUtf8  as the system's loader takes it, in UTF-8
 /// @throws Error  no such library, or another one is in use already
+///
+/// Threads: any. Allocates: yes. Throws: Error. Realtime: no.
 inline void load(const std::string& pathUtf8)
 {
     Detail::Library::instance().load(pathUtf8);
 }
 
 /// Analyzers of a mode. `made` and `abandoned` count those of all modes.
+///
+/// Threads: any. Allocates: no. Throws: no. Realtime: no.
 inline PoolCounts analyzerPool(Mode mode)
 {
     return Detail::Library::instance().analyzers(mode);
 }
 
 /// Trackers.
+///
+/// Threads: any. Allocates: no. Throws: no. Realtime: no.
 inline PoolCounts trackerPool()
 {
     return Detail::Library::instance().trackers();
@@ -91,14 +98,20 @@ inline PoolCounts trackerPool()
 class AnyAnalyzer {
 public:
     /// Makes no handle yet: setUp() takes one.
+    ///
+    /// Threads: any. Allocates: no. Throws: no. Realtime: yes.
     explicit AnyAnalyzer(Mode mode) : mode_(mode) {}
 
     /// What is being taken in.
+    ///
+    /// Threads: own. Allocates: no. Throws: no. Realtime: yes.
     [[nodiscard]] Mode mode() const { return mode_; }
 
     /// What follows from a setup; allocates none of it.
     ///
     /// @throws Error  see AnalyzerSetup::validate(); a ring too short; FFTW missing
+    ///
+    /// Threads: any. Allocates: yes. Throws: Error. Realtime: no.
     [[nodiscard]] AnalyzerSizes sizesOf(const AnalyzerSetup& setup) const
     {
         return Detail::Library::withSentence([&] {
@@ -113,6 +126,8 @@ public:
     ///
     /// @throws Error  see AnalyzerSetup::validate(); a ring too short; FFTW missing; memory
     /// exhausted
+    ///
+    /// Threads: own. Allocates: yes. Throws: Error. Realtime: no.
     void setUp(const AnalyzerSetup& setup)
     {
         Detail::Library::withSentence([&] {
@@ -125,18 +140,26 @@ public:
     }
 
     /// Whether there is a setup.
+    ///
+    /// Threads: own. Allocates: no. Throws: no. Realtime: yes.
     [[nodiscard]] bool isSetUp() const { return state_ != nullptr; }
 
     /// The setup.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] const AnalyzerSetup& setup() const { return state().setup(); }
 
     /// What follows from the setup.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] const AnalyzerSizes& sizes() const { return state().sizes(); }
 
     /// Starts another run with the same setup, on another stream of samples: nothing of the run
     /// before is left. It costs what setUp() costs without the rings and tables.
     ///
     /// @throws Error  memory exhausted; the analyzer must be set up anew then
+    ///
+    /// Threads: own. Allocates: yes. Throws: Error. Realtime: no.
     void restart()
     {
         Detail::Library::withSentence([this] { state().startAgain(false); });
@@ -147,6 +170,8 @@ public:
     /// that next() has not given yet are lost. The cost is that of restart().
     ///
     /// @throws Error  memory exhausted; the analyzer must be set up anew then
+    ///
+    /// Threads: own. Allocates: yes. Throws: Error. Realtime: no.
     void reset()
     {
         Detail::Library::withSentence([this] { state().startAgain(true); });
@@ -154,6 +179,8 @@ public:
 
     /// Most equal-angle samples that the next feed() may bring. Less than largestDelivery if
     /// equal-angle samples wait for equal-time samples that have not come.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] int angleRoom() const { return state().angleRoom(); }
 
     /// Takes a delivery of samples. Call next() afterwards until it returns nothing.
@@ -165,6 +192,8 @@ public:
     ///                not taken: then nothing has happened. With BlockMode::Contiguous, a value
     ///                that comes back to the axis after more samples than the ring holds: then the
     ///                run is over
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     void feed(const AngleSamples& angle, const TimeSamples& time = {})
     {
         state().feed(angle, time);
@@ -174,11 +203,15 @@ public:
     /// taken. A run ends with half a block unread, unless some more samples follow.
     ///
     /// @throws Error  not set up; memory exhausted, with harmonics
+    ///
+    /// Threads: own. Allocates: with harmonics. Throws: Error. Realtime: without harmonics.
     std::optional<News> next() { return state().next(); }
 
     // Results of bins -----------------------------------------------------------------------------
 
     /// A harmonic over the bins, shape (bins), in the signal's unit.
+    ///
+    /// Threads: own. Allocates: at the first call. Throws: Error. Realtime: after the first call.
     [[nodiscard]] std::span<const std::complex<float>>
     binHarmonics(int harmonic, Signal signal = Signal::First) const
     {
@@ -187,6 +220,8 @@ public:
 
     /// The order spectrum of a bin, shape (orderLines): line k is order k * orderResolution. With
     /// twoSided it ascends from order -maxOrder, and order 0 is at orderBlock / 2.
+    ///
+    /// Threads: own. Allocates: at the first call. Throws: Error. Realtime: after the first call.
     [[nodiscard]] std::span<const float> binOrderSpectrum(int bin,
                                                           Signal signal = Signal::First) const
     {
@@ -195,12 +230,16 @@ public:
 
     /// The two senses of rotation at a bin, shape (orderBlock - 1): order 0 is at
     /// orderBlock / 2 - 1, what turns with the shaft after it.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] std::span<const float> binOrderTwoSided(int bin) const
     {
         return state().binOrderTwoSided(bin);
     }
 
     /// The frequency spectrum of a bin, shape (timeLines): line k is k * timeResolution Hz.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] std::span<const float> binTimeSpectrum(int bin,
                                                          Signal signal = Signal::First) const
     {
@@ -209,12 +248,16 @@ public:
 
     /// The two-sided frequency spectrum of a bin, shape (timeBlock - 1): 0 Hz is at
     /// timeBlock / 2 - 1.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] std::span<const float> binTimeTwoSided(int bin) const
     {
         return state().binTimeTwoSided(bin);
     }
 
     /// Overall levels, shape (bins): RMS in the signal's unit; NaN with Window::Exponential.
+    ///
+    /// Threads: own. Allocates: at the first call. Throws: Error. Realtime: after the first call.
     [[nodiscard]] std::span<const float> overall(Signal signal = Signal::First) const
     {
         return state().overall(signal);
@@ -223,15 +266,21 @@ public:
     // Other results -------------------------------------------------------------------------------
 
     /// The newest order spectrum by sample count, shape (orderLines), as binOrderSpectrum().
+    ///
+    /// Threads: own. Allocates: at the first call. Throws: Error. Realtime: after the first call.
     [[nodiscard]] Row timeOrderSpectrum(Signal signal = Signal::First) const
     {
         return state().timeOrderSpectrum(signal);
     }
 
     /// The same of the two senses of rotation, shape (orderBlock - 1), as binOrderTwoSided().
+    ///
+    /// Threads: own. Allocates: at the first call. Throws: Error. Realtime: after the first call.
     [[nodiscard]] Row timeOrderTwoSided() const { return state().timeOrderTwoSided(); }
 
     /// Harmonics of the delta period that ended last, or of the one that runs, shape (harmonics).
+    ///
+    /// Threads: own. Allocates: at the first call. Throws: Error. Realtime: after the first call.
     [[nodiscard]] DeltaValues deltaHarmonics(Signal signal = Signal::First) const
     {
         return state().deltaHarmonics(signal);
@@ -240,6 +289,8 @@ public:
     /// The order spectrum of that period, shape (orderBlock / 2): line k is order
     /// k * orderResolution. With twoSided the library hands out the first half of these lines
     /// alone.
+    ///
+    /// Threads: own. Allocates: at the first call. Throws: Error. Realtime: after the first call.
     [[nodiscard]] std::span<const std::complex<float>>
     deltaOrderSpectrum(Signal signal = Signal::First) const
     {
@@ -247,9 +298,13 @@ public:
     }
 
     /// Turns since the start of the run.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] Turns turns() const { return state().turns(); }
 
     /// The newest speed; nothing before the run's first News::rpmUpdated.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] std::optional<Speed> speed() const { return state().speed(); }
 
 private:
@@ -268,11 +323,15 @@ template <Mode itsMode>
 class Analyzer : public AnyAnalyzer {
 public:
     /// Makes no handle yet.
+    ///
+    /// Threads: any. Allocates: no. Throws: no. Realtime: yes.
     Analyzer() : AnyAnalyzer(itsMode) {}
 
     /// Takes a handle and sets it up.
     ///
     /// @throws Error  as setUp()
+    ///
+    /// Threads: any. Allocates: yes. Throws: Error. Realtime: no.
     explicit Analyzer(const AnalyzerSetup& setup) : AnyAnalyzer(itsMode) { setUp(setup); }
 };
 
@@ -293,11 +352,15 @@ public:
 class Autotracker {
 public:
     /// Makes no handle yet.
+    ///
+    /// Threads: any. Allocates: no. Throws: no. Realtime: yes.
     Autotracker() = default;
 
     /// Takes a handle and sets it up.
     ///
     /// @throws Error  as setUp()
+    ///
+    /// Threads: any. Allocates: yes. Throws: Error. Realtime: no.
     explicit Autotracker(const TrackerSetup& setup) { setUp(setup); }
 
     /// Takes a handle, sets it up and starts the first run. The tracker may have been set up
@@ -306,6 +369,8 @@ public:
     ///
     /// @throws Error  see TrackerSetup::validate(); the ring too short; no kernel library, if the
     ///                signal is to be decimated; memory exhausted
+    ///
+    /// Threads: own. Allocates: yes. Throws: Error. Realtime: no.
     void setUp(const TrackerSetup& setup)
     {
         Detail::Library::withSentence([&] {
@@ -318,39 +383,57 @@ public:
     }
 
     /// Whether there is a setup.
+    ///
+    /// Threads: own. Allocates: no. Throws: no. Realtime: yes.
     [[nodiscard]] bool isSetUp() const { return state_ != nullptr; }
 
     /// The setup, with the numbers that the library has chosen if not manualParameters.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] const TrackerSetup& setup() const { return state().setup(); }
 
     /// Samples of the signal for one that the tracker works on.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] int decimation() const { return state().decimation(); }
 
     /// Samples of a block, after decimation.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     [[nodiscard]] int blockSamples() const { return state().blockSamples(); }
 
     /// Starts another run with the same setup, on another stream of samples.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     void restart() { state().restart(); }
 
     /// Starts tracking anew within the same stream; time goes on.
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     void reset() { state().reset(); }
 
     /// Starts tracking anew within the same stream, round a frequency, until the next reset() or
     /// restart().
     ///
     /// @throws Error  not set up; a frequency below 0 or not finite
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     void startAt(double frequency) { state().startAt(frequency); }
 
     /// Takes a delivery of samples. Call next() afterwards until it returns nothing.
     ///
     /// @throws Error  more than largestDelivery; values that are not finite; estimates not taken:
     ///                then nothing has happened
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     void feed(std::span<const double> samples) { state().feed(samples); }
 
     /// The next estimate; nothing if no further whole block is waiting. A block in which no
     /// frequency stands out repeats the estimate before it.
     ///
     /// @throws Error  not set up
+    ///
+    /// Threads: own. Allocates: no. Throws: Error. Realtime: yes.
     std::optional<Estimate> next() { return state().next(); }
 
 private:
