@@ -242,4 +242,21 @@ double ShaftAngle::secondsAt(double turns) const
         iterations);
 }
 
+double TurnCount::enter(double startTurns)
+{
+    passed_ = std::max(std::ceil(end_ - startTurns), 0.0);
+    return passed_;
+}
+
+std::vector<double> turnsPassed(std::span<const ShaftAngle> segments)
+{
+    TurnCount count;
+    std::vector<double> passed;
+    for (const ShaftAngle& segment : segments) {
+        passed.push_back(count.enter(segment.startTurns()));
+        count.leave(segment.endTurns());
+    }
+    return passed;
+}
+
 } // namespace Harmotrack::Host

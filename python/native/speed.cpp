@@ -283,6 +283,12 @@ void bindSpeed(nb::module_& module)
         .def("turns_at", &each<&ShaftAngle::turnsAt>, "seconds"_a)
         .def("rpm_at", &each<&ShaftAngle::speedRpmAt>, "seconds"_a)
         .def("seconds_at", &each<&ShaftAngle::secondsAt>, "turns"_a);
+    module.def(
+        "turns_passed",
+        [](const std::vector<ShaftAngle>& segments) { return Host::turnsPassed(segments); },
+        "segments"_a,
+        "Whole turns that the own angle of each segment lacks where the count goes on behind a "
+        "gap.");
     module.def("read_profile",
                &readProfile,
                "seconds"_a,
