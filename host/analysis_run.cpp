@@ -4,6 +4,7 @@
 #include "host/equal_angle_axis.h"
 #include "host/equal_angle_resampler.h"
 #include "host/host_error.h"
+#include "host/ranges.h"
 #include "host/rate_check.h"
 #include "host/tachometer.h"
 
@@ -46,11 +47,8 @@ void checkInput(const RunInput& input, const AnalysisSettings& settings)
                         ", and 1 or 2 are allowed.");
     if (settings.twoSided && input.channels != 2)
         throw HostError("Two-sided results need two signals, and there is one.");
-    if (!(input.rateHz > 0.0) || !std::isfinite(input.rateHz))
-        throw HostError("The sampling rate is " + numberText(input.rateHz) +
-                        " Hz, and it must be above 0.");
-    if (!std::isfinite(input.startSeconds))
-        throw HostError("The time of the first sample is not a finite number.");
+    checkRate("The sampling rate", input.rateHz);
+    checkTime("The time of the first sample", input.startSeconds);
     if (input.tachometer && input.speed)
         throw HostError("A run has one source of the angle, and a tacho and a speed were given.");
 }
@@ -483,6 +481,8 @@ void AnalysisRun::Stream::addShared(AnalysisResults& results)
     results.remarks = shared_.remarks;
     const std::string rateRemark = rate_.remark();
     if (!rateRemark.empty()) results.remarks.push_back(rateRemark);
+    if (speed_ && speed_->impossible().count > 0)
+        results.remarks.push_back(speed_->impossible().text());
 }
 
 void AnalysisRun::Stream::checkLength() const

@@ -1,5 +1,7 @@
 #include "host/equal_angle_axis.h"
 
+#include "host/host_error.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -12,6 +14,19 @@ namespace {
 // certain when one more stands behind them, and unchanged if one more stays before them.
 constexpr std::size_t kKnotsBehind = 1;
 constexpr std::size_t kLeastKnots = 4;
+
+// Two knots so far apart are the damage of one: their steps would fill the memory.
+constexpr double kMostStepsBetweenKnots = 2e7;
+
+void checkDistance(const AngleKnot& from, const AngleKnot& to, int samplesPerRevolution)
+{
+    const double most = std::floor(kMostStepsBetweenKnots / samplesPerRevolution);
+    if (to.beginsSegment || !(to.turns - from.turns > most)) return;
+    throw HostError("From " + numberText(from.seconds) + " to " + numberText(to.seconds) +
+                    " s the shaft makes " + numberText(to.turns - from.turns) +
+                    " turns of which nothing else is known, and at most " + numberText(most) +
+                    " are allowed.");
+}
 
 } // namespace
 
@@ -31,6 +46,7 @@ void EqualAngleAxis::feed(std::span<const AngleKnot> knots)
 {
     for (const AngleKnot& knot : knots) {
         if (knot.beginsSegment) endSegment();
+        if (!window_.empty()) checkDistance(window_.back(), knot, samplesPerRevolution_);
         window_.push_back(knot);
         // Often enough to keep the window short, seldom enough to be cheap.
         if (window_.size() >= 256) addSteps(false);
@@ -41,6 +57,7 @@ void EqualAngleAxis::feed(std::span<const AngleKnot> knots)
 void EqualAngleAxis::endSegment()
 {
     addSteps(true);
+    if (begun_) count_.leave(window_.back().turns);
     window_.clear();
     done_ = 0;
     begun_ = false;
@@ -70,7 +87,9 @@ void EqualAngleAxis::addSteps(bool atTheEnd)
     const std::size_t last = window_.size() - 1 - behind;
     const auto stepsPerTurn = static_cast<double>(samplesPerRevolution_);
     if (!begun_) {
-        nextStep_ = static_cast<long long>(std::ceil(window_.front().turns * stepsPerTurn));
+        const double start = window_.front().turns;
+        nextStep_ = static_cast<long long>(std::ceil(start * stepsPerTurn));
+        passedSteps_ = static_cast<long long>(count_.enter(start)) * samplesPerRevolution_;
         begun_ = true;
     }
     const auto half = static_cast<std::size_t>(samplesPerRevolution_ / 2);
@@ -82,7 +101,7 @@ void EqualAngleAxis::addSteps(bool atTheEnd)
         moments_.push_back(angle.secondsAt(turns));
         if (moments_.size() < 2 * half + 1) continue;
         const double turnSeconds = moments_.back() - moments_.front();
-        steps_.push_back({nextStep_ - static_cast<long long>(half),
+        steps_.push_back({passedSteps_ + nextStep_ - static_cast<long long>(half),
                           moments_[half],
                           60.0 / turnSeconds,
                           std::exchange(first_, false)});

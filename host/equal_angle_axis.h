@@ -16,7 +16,7 @@ namespace Harmotrack::Host {
 /// turn (the rotation's own irregularity, noise of a speed sensor) does not move it, and a steady
 /// change of speed does not bend it.
 struct EqualAngleStep {
-    long long number = 0; ///< the step stands at number / samplesPerRevolution turns
+    long long number = 0; ///< the step stands at number / samplesPerRevolution turns of TurnCount
     double seconds = 0.0;
     double speedRpm = 0.0;
     bool beginsSegment = false; ///< nothing is known between the step before and this one
@@ -35,7 +35,8 @@ public:
     /// @param samplesPerRevolution  even, at least 2
     explicit EqualAngleAxis(int samplesPerRevolution);
 
-    /// @throws HostError  knots that ShaftAngle::fromKnots() refuses
+    /// @throws HostError  knots that ShaftAngle::fromKnots() refuses, or between which millions of
+    ///                    steps lie
     void feed(std::span<const AngleKnot> knots);
 
     /// The segment in hand ends here.
@@ -54,7 +55,9 @@ private:
     std::vector<AngleKnot> window_; ///< the newest knots of the segment
     std::size_t done_ = 0;          ///< number in the window of the last knot that was passed
     bool begun_ = false;            ///< nextStep_ is set
-    long long nextStep_ = 0;
+    long long nextStep_ = 0;        ///< by the segment's own angle
+    TurnCount count_;
+    long long passedSteps_ = 0;  ///< what it adds to that
     std::deque<double> moments_; ///< of the newest steps, up to nextStep_ - 1
     bool first_ = true;          ///< no step of the segment came out yet
     std::vector<EqualAngleStep> steps_;

@@ -25,18 +25,22 @@ namespace {
 constexpr double kKaiserBeta = 9.62;
 constexpr int kZeros = 31;
 
-// Cut-offs stand on a grid that divides the octave evenly. With this share of a turn's samples in
-// the middle of a step, 0.9 c is at 0.8 M and 1.1 c below 0.984 M at either end of it; the rest is
-// for a speed that changes within the filter.
-constexpr int kCutoffsPerOctave = 64;
+// Cut-offs stand on a grid that divides the octave evenly. With this share of a turn's samples 0.9
+// c is at 0.8 M and 1.1 c below 0.984 M also for the next filter of the grid, to which half a value
+// may belong; the rest is for a speed that changes within the filter.
 constexpr double kCutoffShare = 0.4447;
 
-// The highest cut-off of a halved signal, 0.357 of its rate. What the halving folds to just above c
-// this filter has stopped in part, and both together by 96 dB. The cut-offs of an octave from there
-// on have tables, and those above it.
-constexpr int kFirstOfHalved = 31;
-constexpr int kTables = kFirstOfHalved + kCutoffsPerOctave;
-constexpr int kLastCutoff = kTables - 1 + kCutoffsPerOctave * EqualAngleKernel::kMostHalvings;
+// The highest cut-off that takes part in a value of a halved signal is 0.357 of its rate. What the
+// halving folds to just above c this filter has stopped in part, and both together by 96 dB. The
+// cut-offs of an octave below there have tables, those above them, and the next one.
+constexpr int kFirstOfHalved = 32;
+constexpr int kCutoffsPerOctave = EqualAngleKernel::kCutoffsPerOctave;
+constexpr int kTables = kFirstOfHalved + kCutoffsPerOctave + 1;
+constexpr int kLastCutoff =
+    kFirstOfHalved - 1 + kCutoffsPerOctave * (EqualAngleKernel::kMostHalvings + 1);
+
+// Above cut-off 0, half the rate, a value is of that one alone.
+constexpr int kFirstCutoff = -1;
 
 // Fractions of a sample per row, for a cut-off at the whole rate: straight lines between rows err
 // by (2π c / rate)² / 8 / fractions² = 1e-5 of a component at the cut-off.
@@ -99,15 +103,15 @@ const HalvingWeights& halvingWeights()
     return weights;
 }
 
-// The lowest share of the rate that belongs to a cut-off of the grid.
-double lowestShare(int cutoff)
-{
-    return 0.5 * std::exp2(-(cutoff + 0.5) / kCutoffsPerOctave);
-}
-
 int halvingsOf(int cutoff)
 {
     return std::max(0, (cutoff - kFirstOfHalved) / kCutoffsPerOctave);
+}
+
+// The share of the rate that stands at a place of the grid.
+double shareAt(double cutoff)
+{
+    return 0.5 * std::exp2(-cutoff / kCutoffsPerOctave);
 }
 
 // z of a table.
@@ -116,25 +120,24 @@ double zerosPerSample(int table)
     return std::exp2(-static_cast<double>(table) / kCutoffsPerOctave);
 }
 
-int reachOf(int table)
+// Of the filters of a value, the lowest of which this is.
+int reachOf(int lowest)
 {
     constexpr auto kStep = static_cast<int>(kLanes / 2); // there are two sides
-    return (static_cast<int>(kZeros / zerosPerSample(table)) / kStep + 1) * kStep;
+    return (static_cast<int>(kZeros / zerosPerSample(lowest)) / kStep + 1) * kStep;
 }
 
-} // namespace
-
-/// The weights for a z.
-struct EqualAngleKernel::Table {
+// The weights for a z, and zeros as far as the other filters of a value may reach.
+struct Table {
     explicit Table(int number);
 
     int reach = 0;
     int fractions = 0;
-    std::vector<float> rows; ///< shape (fractions + 1, 2 · reach)
+    std::vector<float> rows; // shape (fractions + 1, 2 · reach)
 };
 
-EqualAngleKernel::Table::Table(int number)
-    : reach(reachOf(number)),
+Table::Table(int number)
+    : reach(reachOf(number + 2)),
       fractions(static_cast<int>(std::ceil(kFractionsPerShare * 0.5 * zerosPerSample(number))))
 {
     const double zeros = zerosPerSample(number);
@@ -154,74 +157,92 @@ EqualAngleKernel::Table::Table(int number)
     }
 }
 
+} // namespace
+
 EqualAngleKernel::EqualAngleKernel(double rateHz, int samplesPerRevolution)
     : rateHz_(rateHz), sharePerRpm_(kCutoffShare * samplesPerRevolution / 60.0 / rateHz)
 {
 }
 
-const EqualAngleKernel::Table& EqualAngleKernel::table(int number)
+EqualAngleKernel::Rows EqualAngleKernel::rowsFor(int table)
 {
     static std::mutex mutex;
     static std::array<std::unique_ptr<const Table>, kTables> tables;
     const std::lock_guard lock(mutex);
-    std::unique_ptr<const Table>& table = tables[static_cast<std::size_t>(number)];
-    if (!table) table = std::make_unique<const Table>(number);
-    return *table;
+    std::unique_ptr<const Table>& made = tables[static_cast<std::size_t>(table)];
+    if (!made) made = std::make_unique<const Table>(table);
+    return {made->rows.data(), made->reach, made->fractions};
 }
 
 // The bounds decide, so that all who ask come to the same.
-int EqualAngleKernel::cutoffFor(double share)
+int EqualAngleKernel::nearestCutoff(double share)
 {
-    int cutoff = static_cast<int>(std::lround(
-        std::clamp(kCutoffsPerOctave * std::log2(0.5 / share), 0.0, double{kLastCutoff})));
-    while (cutoff < kLastCutoff && share < lowestShare(cutoff)) ++cutoff;
-    while (cutoff > 0 && share >= lowestShare(cutoff - 1)) --cutoff;
+    const double place = kCutoffsPerOctave * std::log2(0.5 / share);
+    auto cutoff =
+        static_cast<int>(std::lround(std::clamp(place, double{kFirstCutoff}, double{kLastCutoff})));
+    while (cutoff < kLastCutoff && share < shareAt(cutoff + 0.5)) ++cutoff;
+    while (cutoff > kFirstCutoff && share >= shareAt(cutoff - 0.5)) --cutoff;
     return cutoff;
 }
 
 void EqualAngleKernel::chooseAnew(double share)
 {
-    const int cutoff = cutoffFor(share);
-    from_ = cutoff < kLastCutoff ? lowestShare(cutoff) : 0.0;
-    upTo_ = cutoff > 0 ? lowestShare(cutoff - 1) : std::numeric_limits<double>::infinity();
+    const int cutoff = nearestCutoff(share);
+    const bool first = cutoff == kFirstCutoff;
+    const bool last = cutoff == kLastCutoff;
+    middle_ = shareAt(cutoff);
+    lowest_ = last ? middle_ : shareAt(cutoff + 0.5);
+    highest_ = first ? middle_ : shareAt(cutoff - 0.5);
+    from_ = last ? 0.0 : lowest_;
+    upTo_ = first ? std::numeric_limits<double>::infinity() : highest_;
     choice_.halvings = halvingsOf(cutoff);
-    const Table& itsTable = table(cutoff - kCutoffsPerOctave * choice_.halvings);
-    choice_.reach = itsTable.reach;
-    choice_.fractions = itsTable.fractions;
-    choice_.rows = itsTable.rows.data();
+    const int table = cutoff - kCutoffsPerOctave * choice_.halvings;
+    choice_.filters = {
+        rowsFor(std::max(table - 1, 0)), rowsFor(std::max(table, 0)), rowsFor(table + 1)};
+    choice_.reach = reachOf(table + 1);
 }
 
 double EqualAngleKernel::halfWidthSeconds(double speedRpm) const
 {
-    const int cutoff = cutoffFor(sharePerRpm_ * speedRpm);
+    const auto cutoff = nearestCutoff(sharePerRpm_ * speedRpm);
     const int halvings = halvingsOf(cutoff);
-    const int reach = reachOf(cutoff - kCutoffsPerOctave * halvings);
+    const int reach = reachOf(cutoff - kCutoffsPerOctave * halvings + 1);
     // Halving n times takes 23 (1 + 2 + 4 ...) samples.
     const double samples =
         std::ldexp(reach + 1.0, halvings) + kHalvingReach * (std::ldexp(1.0, halvings) - 1.0);
     return samples / rateHz_;
 }
 
-// Both rows at once, each in sums side by side, which hide the latency of the additions. By hand,
-// since of a loop over two rows compilers make more shuffles than products.
+// All rows at once, each in sums side by side, which hide the latency of the additions. By hand,
+// since of a loop over rows compilers make more shuffles than products.
 double EqualAngleKernel::Weights::sumOver(const float* samples) const
 {
-    const float* next = row + size;
-    __m128 here0 = _mm_setzero_ps();
-    __m128 here1 = _mm_setzero_ps();
-    __m128 there0 = _mm_setzero_ps();
-    __m128 there1 = _mm_setzero_ps();
+    static_assert(std::tuple_size_v<decltype(rows)> == 6);
+    const auto [a, b, c, d, e, f] = rows;
+    __m128 a0 = _mm_setzero_ps(), b0 = a0, c0 = a0, d0 = a0, e0 = a0, f0 = a0;
+    __m128 a1 = a0, b1 = a0, c1 = a0, d1 = a0, e1 = a0, f1 = a0;
     for (std::size_t k = 0; k < size; k += kLanes) {
         const __m128 x0 = _mm_loadu_ps(samples + k);
+        a0 = _mm_add_ps(a0, _mm_mul_ps(_mm_loadu_ps(a + k), x0));
+        b0 = _mm_add_ps(b0, _mm_mul_ps(_mm_loadu_ps(b + k), x0));
+        c0 = _mm_add_ps(c0, _mm_mul_ps(_mm_loadu_ps(c + k), x0));
+        d0 = _mm_add_ps(d0, _mm_mul_ps(_mm_loadu_ps(d + k), x0));
+        e0 = _mm_add_ps(e0, _mm_mul_ps(_mm_loadu_ps(e + k), x0));
+        f0 = _mm_add_ps(f0, _mm_mul_ps(_mm_loadu_ps(f + k), x0));
         const __m128 x1 = _mm_loadu_ps(samples + k + 4);
-        here0 = _mm_add_ps(here0, _mm_mul_ps(x0, _mm_loadu_ps(row + k)));
-        here1 = _mm_add_ps(here1, _mm_mul_ps(x1, _mm_loadu_ps(row + k + 4)));
-        there0 = _mm_add_ps(there0, _mm_mul_ps(x0, _mm_loadu_ps(next + k)));
-        there1 = _mm_add_ps(there1, _mm_mul_ps(x1, _mm_loadu_ps(next + k + 4)));
+        a1 = _mm_add_ps(a1, _mm_mul_ps(_mm_loadu_ps(a + k + 4), x1));
+        b1 = _mm_add_ps(b1, _mm_mul_ps(_mm_loadu_ps(b + k + 4), x1));
+        c1 = _mm_add_ps(c1, _mm_mul_ps(_mm_loadu_ps(c + k + 4), x1));
+        d1 = _mm_add_ps(d1, _mm_mul_ps(_mm_loadu_ps(d + k + 4), x1));
+        e1 = _mm_add_ps(e1, _mm_mul_ps(_mm_loadu_ps(e + k + 4), x1));
+        f1 = _mm_add_ps(f1, _mm_mul_ps(_mm_loadu_ps(f + k + 4), x1));
     }
-    const __m128 here = _mm_add_ps(here0, here1);
-    const __m128 there = _mm_add_ps(there0, there1);
-    __m128 sum = _mm_add_ps(here, _mm_mul_ps(_mm_set1_ps(share), _mm_sub_ps(there, here)));
+    const auto part = [](float share, __m128 one, __m128 other) {
+        return _mm_mul_ps(_mm_set1_ps(share), _mm_add_ps(one, other));
+    };
+    __m128 sum = _mm_add_ps(part(shares[0], a0, a1), part(shares[1], b0, b1));
+    sum = _mm_add_ps(sum, _mm_add_ps(part(shares[2], c0, c1), part(shares[3], d0, d1)));
+    sum = _mm_add_ps(sum, _mm_add_ps(part(shares[4], e0, e1), part(shares[5], f0, f1)));
     sum = _mm_add_ps(sum, _mm_movehl_ps(sum, sum));
     sum = _mm_add_ss(sum, _mm_shuffle_ps(sum, sum, 1));
     return static_cast<double>(_mm_cvtss_f32(sum));

@@ -1,6 +1,7 @@
 #include "host/pulse_detector.h"
 
 #include "host/host_error.h"
+#include "host/ranges.h"
 
 #include <boost/math/interpolators/barycentric_rational.hpp>
 #include <boost/math/tools/roots.hpp>
@@ -82,14 +83,13 @@ double PulseDetector::Extremes::median() const
 
 PulseDetector::PulseDetector(TachometerSettings settings, double rateHz, double startSeconds)
     : settings_(std::move(settings)), rateHz_(rateHz), startSeconds_(startSeconds),
-      learnAt_(static_cast<std::size_t>(
-          std::clamp(kSecondsToLearn * rateHz, 16.0, static_cast<double>(kMostToLearn)))),
+      learnAt_((checkRate("The sampling rate of the tacho", rateHz),
+                static_cast<std::size_t>(std::clamp(
+                    kSecondsToLearn * rateHz, 16.0, static_cast<double>(kMostToLearn))))),
       lowestSeen_(std::numeric_limits<double>::infinity()), highestSeen_(-lowestSeen_)
 {
     settings_.validate();
-    if (!(rateHz > 0.0) || !std::isfinite(rateHz))
-        throw HostError("The sampling rate of the tacho is " + numberText(rateHz) +
-                        " Hz, and it must be above 0.");
+    checkTime("The time of the tacho's first sample", startSeconds);
 }
 
 std::vector<PulseEdge> PulseDetector::feed(std::span<const double> samples)

@@ -1,6 +1,7 @@
 #include "host/shaft_angle.h"
 
 #include "host/host_error.h"
+#include "host/ranges.h"
 
 // Declares the isnan that pchip.hpp calls without including it.
 #include <boost/math/special_functions/fpclassify.hpp>
@@ -27,9 +28,7 @@ using boost::math::interpolators::pchip;
 void checkIncreasing(std::span<const double> seconds, const char* what)
 {
     for (std::size_t k = 0; k < seconds.size(); ++k) {
-        if (!std::isfinite(seconds[k]))
-            throw HostError("The time of " + std::string(what) + " " + std::to_string(k + 1) +
-                            " is not a finite number.");
+        checkTime("The time of " + std::string(what) + " " + std::to_string(k + 1), seconds[k]);
         if (k > 0 && !(seconds[k] > seconds[k - 1]))
             throw HostError("Time does not increase at " + std::string(what) + " " +
                             std::to_string(k + 1) + ": " + numberText(seconds[k]) + " s follows " +
@@ -140,6 +139,10 @@ ShaftAngle ShaftAngle::fromKnots(std::span<const AngleKnot> knots)
         if (knot.turnsPerSecond < 0.0)
             throw HostError("The speed is " + numberText(60.0 * knot.turnsPerSecond) + " rpm at " +
                             numberText(knot.seconds) + " s, and it must not be negative.");
+        if (!(std::abs(knot.turns) <= kFarthestTurns))
+            throw HostError("The angle is " + numberText(knot.turns) + " turns at " +
+                            numberText(knot.seconds) + " s, and " + numberText(-kFarthestTurns) +
+                            " to " + numberText(kFarthestTurns) + " are allowed.");
         if (turns.size() > 1 && !(turns.back() > turns[turns.size() - 2]))
             throw HostError("The angle does not increase at " + numberText(knot.seconds) +
                             " s: " + numberText(turns.back()) + " turns follow " +
@@ -237,6 +240,23 @@ double ShaftAngle::secondsAt(double turns) const
         to,
         std::numeric_limits<double>::digits - 4,
         iterations);
+}
+
+double TurnCount::enter(double startTurns)
+{
+    passed_ = std::max(std::ceil(end_ - startTurns), 0.0);
+    return passed_;
+}
+
+std::vector<double> turnsPassed(std::span<const ShaftAngle> segments)
+{
+    TurnCount count;
+    std::vector<double> passed;
+    for (const ShaftAngle& segment : segments) {
+        passed.push_back(count.enter(segment.startTurns()));
+        count.leave(segment.endTurns());
+    }
+    return passed;
 }
 
 } // namespace Harmotrack::Host

@@ -79,4 +79,24 @@ private:
     std::shared_ptr<const Knots> knots_;
 };
 
+/// Counts turns on over segments, whose own angles know nothing of each other: behind a gap by
+/// whole turns, so that the mark stays where it is, and by as many that no angle comes twice. It
+/// begins at 0 or above.
+class TurnCount {
+public:
+    /// @param startTurns  of a segment, by its own angle
+    /// @return            the whole turns that this angle lacks, 0 or more
+    double enter(double startTurns);
+
+    /// @param endTurns  of the segment entered last, by its own angle
+    void leave(double endTurns) { end_ = endTurns + passed_; }
+
+private:
+    double passed_ = 0.0;
+    double end_ = 0.0;
+};
+
+/// What TurnCount says of each of the segments, in the order of time.
+std::vector<double> turnsPassed(std::span<const ShaftAngle> segments);
+
 } // namespace Harmotrack::Host

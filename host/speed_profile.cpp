@@ -1,6 +1,7 @@
 #include "host/speed_profile.h"
 
 #include "host/host_error.h"
+#include "host/ranges.h"
 
 #include <cmath>
 #include <utility>
@@ -20,6 +21,16 @@ std::string SpeedGap::text() const
         break;
     }
     return span + "the speed is not known: the angle begins anew.";
+}
+
+std::string ImpossibleSpeeds::text() const
+{
+    const std::string first = numberText(rpm) + " rpm at " + numberText(seconds) + " s";
+    const std::string allowed =
+        "no machine turns at " + numberText(kFastestRpm) + " rpm or more, and ";
+    if (count == 1) return "The speed is " + first + ": " + allowed + "the value was left out.";
+    return std::to_string(count) + " values of the speed, the first " + first + ": " + allowed +
+           "they were left out.";
 }
 
 SpeedProfile::SpeedProfile(SpeedProfileSettings settings) : settings_(settings)
@@ -49,12 +60,19 @@ std::vector<AngleKnot> SpeedProfile::feed(std::span<const double> seconds,
             throw HostError("Time does not increase at speed value " + std::to_string(k + 1) +
                             ": " + numberText(seconds[k]) + " s follows " + numberText(*before) +
                             " s.");
+        checkTime("The time of speed value " + std::to_string(k + 1), seconds[k]);
         before = seconds[k];
     }
     std::vector<AngleKnot> knots;
     for (std::size_t k = 0; k < seconds.size(); ++k) {
         lastSeconds_ = seconds[k];
-        if (!std::isnan(speedRpm[k])) take(seconds[k], speedRpm[k], knots);
+        if (std::isnan(speedRpm[k])) continue;
+        if (isPossibleSpeed(speedRpm[k])) {
+            take(seconds[k], speedRpm[k], knots);
+        } else {
+            if (impossible_.count == 0) impossible_ = {0, seconds[k], speedRpm[k]};
+            ++impossible_.count;
+        }
     }
     return knots;
 }

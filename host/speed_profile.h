@@ -2,6 +2,7 @@
 
 #include "host/angle_knot.h"
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
@@ -29,13 +30,23 @@ struct SpeedGap {
     [[nodiscard]] std::string text() const;
 };
 
+/// Values of a speed profile that no machine can have: error codes, or another unit.
+struct ImpossibleSpeeds {
+    std::size_t count = 0;
+    double seconds = 0.0; ///< of the first
+    double rpm = 0.0;     ///< the first
+
+    /// One sentence: how many, the first, and what was done.
+    [[nodiscard]] std::string text() const;
+};
+
 /// From a speed over time, measured or estimated by a tracker, to knots of the shaft's angle.
 ///
 ///     turns = integral of the speed, which is a straight line between two values
 ///
 /// The time axis may be irregular. A value of NaN is no information (a tracker that was not sure)
-/// and is passed over; standstill, negative speed and gaps end a segment. Any number of calls; one
-/// thread at a time.
+/// and is passed over, and so is a speed that no machine can have; standstill, negative speed and
+/// gaps end a segment. Any number of calls; one thread at a time.
 class SpeedProfile {
 public:
     /// @throws HostError  a setting is out of range
@@ -43,11 +54,16 @@ public:
 
     /// @param seconds   shape (n), strictly increasing, also from call to call
     /// @param speedRpm  shape (n)
-    /// @throws HostError  times that do not increase, an infinite value; nothing is taken
+    /// @throws HostError  times that do not increase or are out of range, an infinite value;
+    /// nothing
+    ///                    is taken
     std::vector<AngleKnot> feed(std::span<const double> seconds, std::span<const double> speedRpm);
 
     /// Stretches without an angle that were not taken yet.
     std::vector<SpeedGap> takeGaps();
+
+    /// Those of all values so far.
+    [[nodiscard]] const ImpossibleSpeeds& impossible() const { return impossible_; }
 
 private:
     void take(double seconds, double rpm, std::vector<AngleKnot>& knots);
@@ -58,6 +74,7 @@ private:
     std::optional<double> lastKnownSeconds_; ///< of all but NaN
     std::optional<AngleKnot> last_;          ///< of the segment
     std::vector<SpeedGap> gaps_;
+    ImpossibleSpeeds impossible_;
 };
 
 } // namespace Harmotrack::Host

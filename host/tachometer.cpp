@@ -1,6 +1,7 @@
 #include "host/tachometer.h"
 
 #include "host/host_error.h"
+#include "host/ranges.h"
 
 #include <algorithm>
 #include <cmath>
@@ -91,6 +92,7 @@ void Tachometer::feedEdges(std::span<const PulseEdge> edges)
     for (const PulseEdge& edge : edges) {
         if (!std::isfinite(edge.seconds))
             throw HostError(settings_.name + " has a pulse whose time is not a finite number.");
+        checkTime("The time of a pulse of " + settings_.name, edge.seconds);
     }
     for (const PulseEdge& edge : edges) sortIn(edge);
     takeFollowed();

@@ -24,9 +24,13 @@ std::vector<double> TimeStamps::toSeconds(std::span<const std::uint64_t> stamps)
     for (const std::uint64_t stamp : stamps) {
         // At the upper end of the word the difference wraps as the counter does, and its sign is
         // that of the nearer way round.
-        if (last_) ticks_ += static_cast<std::int64_t>((stamp - *last_) << unused) >> unused;
+        if (last_) {
+            const auto ticks = static_cast<std::int64_t>((stamp - *last_) << unused) >> unused;
+            ticks_ +=
+                static_cast<std::uint64_t>(ticks); // wraps where a sum of signed ones must not
+        }
         last_ = stamp;
-        seconds.push_back(static_cast<double>(ticks_) / tickHz_);
+        seconds.push_back(static_cast<double>(static_cast<std::int64_t>(ticks_)) / tickHz_);
     }
     return seconds;
 }

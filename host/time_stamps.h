@@ -29,7 +29,7 @@ private:
     int bits_;
     double tickHz_;
     std::optional<std::uint64_t> last_;
-    std::int64_t ticks_ = 0;
+    std::uint64_t ticks_ = 0; ///< of two's complement
 };
 
 } // namespace Harmotrack::Host

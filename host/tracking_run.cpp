@@ -1,6 +1,8 @@
 #include "host/tracking_run.h"
 
 #include "host/host_error.h"
+#include "host/shaft_angle.h"
+#include "host/speed_profile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -306,36 +308,21 @@ std::vector<LostStretch> TrackedSpeed::lost() const
     return stretches;
 }
 
-ShaftAngle TrackedSpeed::shaftAngle(double longestGapSeconds) const
+std::vector<AngleKnot> TrackedSpeed::knots(double longestGapSeconds) const
 {
     std::vector<double> seconds;
     std::vector<double> rpm;
-    std::vector<double> longestSeconds;
-    std::vector<double> longestRpm;
-    const auto keepLonger = [&] {
-        const auto length = [](const std::vector<double>& times) {
-            return times.empty() ? 0.0 : times.back() - times.front();
-        };
-        if (length(seconds) > length(longestSeconds)) {
-            longestSeconds = seconds;
-            longestRpm = rpm;
-        }
-    };
     for (const SpeedEstimate& estimate : estimates) {
         if (!estimate.valid) continue;
-        if (!seconds.empty() && estimate.seconds - seconds.back() > longestGapSeconds) {
-            keepLonger();
-            seconds.clear();
-            rpm.clear();
-        }
         seconds.push_back(estimate.seconds);
         rpm.push_back(estimate.rpm);
     }
-    keepLonger();
-    if (longestSeconds.size() < 2)
+    std::vector<AngleKnot> knots =
+        SpeedProfile({.longestGapSeconds = longestGapSeconds}).feed(seconds, rpm);
+    if (ShaftAngle::segmentsOf(knots).empty())
         throw HostError("The machine's speed was not found in the signal: no valid estimates "
                         "follow each other.");
-    return ShaftAngle::fromSpeed(longestSeconds, longestRpm);
+    return knots;
 }
 
 } // namespace Harmotrack::Host

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "host/angle_knot.h"
 #include "host/low_pass_decimator.h"
-#include "host/shaft_angle.h"
 #include "host/speed_follower.h"
 #include "host/tracking_settings.h"
 #include "host/uniform_signal.h"
@@ -29,11 +29,10 @@ struct TrackedSpeed {
     /// Where the machine was lost, or was never found.
     [[nodiscard]] std::vector<LostStretch> lost() const;
 
-    /// The shaft as the valid estimates tell it: its angle is the integral of the speed, which runs
-    /// straight from one valid estimate to the next. Where no estimate is valid for longer than
-    /// `longestGapSeconds`, the shaft is unknown, and the longest stretch between such gaps counts.
+    /// The shaft as the valid estimates tell it: a SpeedProfile of them. Where no estimate is valid
+    /// for longer than `longestGapSeconds`, the shaft is unknown, and its angle begins anew.
     /// @throws HostError  no stretch has two valid estimates
-    [[nodiscard]] ShaftAngle shaftAngle(double longestGapSeconds) const;
+    [[nodiscard]] std::vector<AngleKnot> knots(double longestGapSeconds) const;
 };
 
 /// Tracks the speed of a machine in one of its signals, without a tachometer.

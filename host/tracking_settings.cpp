@@ -1,6 +1,7 @@
 #include "host/tracking_settings.h"
 
 #include "host/host_error.h"
+#include "host/ranges.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,6 +21,8 @@ constexpr double kHighestOrder = 10000.0;
 constexpr double kLeastRate = 2.5; // of a signal
 constexpr double kLeastDecimatedRate = 3.0;
 constexpr double kRateOfOwnDecimation = 8.0;
+// The filter before it has fifteen times as many taps.
+constexpr double kMostDecimation = 1e6;
 
 double highestOrder(const TrackingSettings& settings)
 {
@@ -80,22 +83,19 @@ void checkOrders(const std::vector<float>& orders)
 
 void checkRange(const TrackingSettings& settings)
 {
-    constexpr double kFastest = 1e7;
     constexpr double kWidest = 200.0;
     if (!(settings.minRpm > 0.0) || !(settings.maxRpm > settings.minRpm) ||
-        settings.maxRpm > kFastest || settings.maxRpm > kWidest * settings.minRpm)
+        settings.maxRpm > kFastestRpm || settings.maxRpm > kWidest * settings.minRpm)
         throw HostError("The speed range is " + numberText(settings.minRpm) + " to " +
                         numberText(settings.maxRpm) +
                         " rpm; it must begin above 0 and end above that, at most " +
                         numberText(kWidest) + " times as high and at most at " +
-                        numberText(kFastest) + ".");
+                        numberText(kFastestRpm) + ".");
 }
 
 void checkRate(const TrackingSettings& settings, double rateHz)
 {
-    if (!(rateHz > 0.0) || !std::isfinite(rateHz))
-        throw HostError("The sampling rate is " + numberText(rateHz) +
-                        " Hz, and it must be above 0.");
+    Host::checkRate("The sampling rate", rateHz);
     const double least = kLeastRate * highestHz(settings);
     if (rateHz < least * (1.0 - 1e-9))
         throw HostError("Order " + numberText(highestOrder(settings)) + " is " +
@@ -131,10 +131,10 @@ TrackingPlan planFor(const TrackingSettings& settings, double rateHz)
     const double seconds =
         settings.blockSeconds > 0.0 ? settings.blockSeconds : kTurns * 60.0 / settings.minRpm;
     TrackingPlan plan;
-    plan.decimation =
-        static_cast<std::int32_t>(std::clamp(std::floor(seconds * rateHz / kLeastSamples),
-                                             leastDecimation(settings, rateHz),
-                                             mostDecimation(settings, rateHz)));
+    const double decimation = std::clamp(std::floor(seconds * rateHz / kLeastSamples),
+                                         leastDecimation(settings, rateHz),
+                                         mostDecimation(settings, rateHz));
+    plan.decimation = static_cast<std::int32_t>(std::min(decimation, kMostDecimation));
     plan.rateHz = rateHz / plan.decimation;
     const double wanted = settings.blockSeconds > 0.0
                               ? seconds * plan.rateHz

@@ -334,11 +334,7 @@ class Speed:
 
     def _passed(self) -> Iterator[tuple[_native.ShaftAngle, float]]:
         """Each segment, and the whole turns that its own angle lacks."""
-        passed = end = 0.0
-        for segment in self.segments:
-            passed = max(float(np.ceil(end - segment.first_turn)), 0.0)
-            end = segment.first_turn + segment.turns + passed
-            yield segment, passed
+        return zip(self.segments, _native.turns_passed(self.segments), strict=True)
 
     def _joined(
         self, times: NDArray[np.float64], values: list[NDArray[np.float64]]

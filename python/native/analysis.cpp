@@ -10,7 +10,6 @@
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
 
-#include <cmath>
 #include <complex>
 #include <cstddef>
 #include <utility>
@@ -101,17 +100,12 @@ void bindSettings(nb::module_& module)
     choice("passes", &AnalysisSettings::passes);
 }
 
-/// Of the signals at equal angles: turns of the shaft at each step. The count begins anew with each
-/// segment of known angle; here it goes on by whole turns, at least one behind the step before.
+/// Of the signals at equal angles: turns of the shaft at each step.
 Array<double> anglesOf(const AnalysisResults& results, int samplesPerRevolution)
 {
     std::vector<double> turns;
-    double passed = 0.0;
-    for (const Host::EqualAngleStep& step : results.angleSignal.steps) {
-        const double counted = static_cast<double>(step.number) / samplesPerRevolution;
-        if (step.beginsSegment && !turns.empty()) passed = std::ceil(turns.back() - counted) + 1.0;
-        turns.push_back(passed + counted);
-    }
+    for (const Host::EqualAngleStep& step : results.angleSignal.steps)
+        turns.push_back(static_cast<double>(step.number) / samplesPerRevolution);
     return arrayOf(std::move(turns));
 }
 

@@ -184,6 +184,7 @@ readProfile(const Samples& seconds, const Samples& rpm, double standstillRpm, do
     const std::vector<Host::AngleKnot> knots = profile.feed(spanOf(seconds), spanOf(rpm));
     ProfileReading reading{ShaftAngle::segmentsOf(knots), {}};
     for (const Host::SpeedGap& gap : profile.takeGaps()) reading.second.push_back(gap.text());
+    if (profile.impossible().count > 0) reading.second.push_back(profile.impossible().text());
     return reading;
 }
 
@@ -282,6 +283,12 @@ void bindSpeed(nb::module_& module)
         .def("turns_at", &each<&ShaftAngle::turnsAt>, "seconds"_a)
         .def("rpm_at", &each<&ShaftAngle::speedRpmAt>, "seconds"_a)
         .def("seconds_at", &each<&ShaftAngle::secondsAt>, "turns"_a);
+    module.def(
+        "turns_passed",
+        [](const std::vector<ShaftAngle>& segments) { return Host::turnsPassed(segments); },
+        "segments"_a,
+        "Whole turns that the own angle of each segment lacks where the count goes on behind a "
+        "gap.");
     module.def("read_profile",
                &readProfile,
                "seconds"_a,

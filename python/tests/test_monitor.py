@@ -209,3 +209,8 @@ def test_monitors_that_cannot_be_made_meet_a_sentence(options: dict, sentence: s
 def test_a_time_stamp_that_is_no_number_is_refused() -> None:
     with pytest.raises(HarmotrackError, match="The time stamp is nan"):
         Monitor(6400.0, "x", **AXIS).feed(np.zeros(9), np.zeros(9), stamp=np.nan)
+
+
+def test_a_start_that_no_clock_shows_meets_a_sentence() -> None:
+    with pytest.raises(HarmotrackError, match=r"The time of the first sample is 1e\+18 s"):
+        Monitor(6400.0, ["x"], start=1e18, pulses_per_revolution=None, **AXIS)

@@ -110,3 +110,41 @@ def test_a_value_that_is_no_number_is_passed_over() -> None:
 def test_a_shaft_that_never_turns_meets_a_sentence() -> None:
     with pytest.raises(HarmotrackError, match=r"of 3 values \(0 to 600 rpm\) has no two above 0"):
         Speed.from_profile([0.0, 1.0, 2.0], [0.0, 600.0, 0.0])
+
+
+def two_runs(start: float) -> Speed:
+    """600 rpm from ``start`` to 4 s, a gap, and 600 rpm from 6.3 to 12 s."""
+    before = np.arange(start, 4.01, 0.25)
+    behind = np.arange(6.3, 12.0, 0.25)
+    seconds = np.concatenate([before, behind])
+    return Speed.from_profile(seconds, np.full(seconds.size, 600.0), longest_gap=1.0)
+
+
+@pytest.mark.parametrize(
+    "of",
+    [
+        lambda: speed(),
+        lambda: two_runs(0.0),
+        lambda: two_runs(2.5),
+        lambda: two_runs(-20.03),
+        lambda: Speed.from_profile(np.arange(5.0, 12.0), np.full(7, 600.0)),
+    ],
+    ids=["tacho", "gap", "late and gap", "early and gap", "late"],
+)
+def test_the_signal_over_the_angle_counts_as_the_speed_does(of: object) -> None:
+    spoken = of()
+    signal = turning.stopping().recording()
+    found = analyze(
+        signal,
+        spoken,
+        channels="x",
+        min_rpm=500.0,
+        max_rpm=2200.0,
+        step_rpm=50.0,
+        highest_order=10.0,
+        angle_signal=True,
+    ).angle_signal
+
+    np.testing.assert_allclose(
+        found.angle.values, spoken.turns_at(found.angle_time.values), rtol=0.0, atol=1e-6
+    )

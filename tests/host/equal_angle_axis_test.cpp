@@ -1,7 +1,9 @@
 #include "host/equal_angle_axis.h"
 
+#include "error_text.h"
 #include "simulated_shaft.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -98,7 +100,8 @@ TEST(EqualAngleAxis, PiecesOfAnySizeGiveTheSameBits)
     }
 }
 
-// Steps of a segment stay half a turn inside it, and the angle is that of its own knots.
+// Steps of a segment stay half a turn inside it, and the place in the turn is that of its own
+// knots.
 TEST(EqualAngleAxis, SegmentsStandEachForItself)
 {
     EqualAngleAxis axis(8);
@@ -110,9 +113,18 @@ TEST(EqualAngleAxis, SegmentsStandEachForItself)
     const auto steps = axis.take();
     ASSERT_EQ(steps.size(), 73U + 73U);
     EXPECT_TRUE(steps[73].beginsSegment);
-    EXPECT_EQ(steps[73].number, 6); // 0.25 turns and half a turn
+    EXPECT_EQ(steps[73].number, 6 + 8 * 10); // 0.25 turns and half a turn, behind ten
     EXPECT_NEAR(steps[73].seconds, 5.05, 1e-12);
     EXPECT_NEAR(steps.back().seconds, 5.95, 1e-12);
+}
+
+// A time that is an error code.
+TEST(EqualAngleAxis, KnotsWithMillionsOfStepsBetweenThemAreRefused)
+{
+    EqualAngleAxis axis(100);
+    const std::vector<AngleKnot> knots{{0.0, 0.0, 10.0, true}, {4294967295.0, 4e10, 10.0, false}};
+    EXPECT_THAT(errorOf([&] { axis.feed(knots); }),
+                testing::HasSubstr("From 0 to 4.29497e+09 s the shaft makes 4e+10 turns"));
 }
 
 } // namespace

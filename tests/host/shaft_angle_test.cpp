@@ -125,5 +125,26 @@ TEST(ShaftAngle, TooFewPulsesOrAnEmptyTurnAreRefused)
     EXPECT_THAT(errorOf([&] { ShaftAngle::fromPulses(four, -2.0); }), HasSubstr("is -2"));
 }
 
+// By hand: 0.3 to 2.3 turns, a segment that begins at 0.5 goes on at 2.5, where it ends at 4.0, and
+// one at 0.1 at 4.1; what begins at 9 is beyond already, and stays.
+TEST(TurnCount, GoesOnByWholeTurnsThatNoAngleComesTwice)
+{
+    const auto segment = [](double seconds, double from, double to) {
+        return ShaftAngle::fromKnots(
+            std::vector<AngleKnot>{{seconds, from, 1.0, true}, {seconds + 1.0, to, 1.0, false}});
+    };
+    const std::vector<ShaftAngle> segments{segment(0.0, 0.3, 2.3),
+                                           segment(2.0, 0.5, 2.0),
+                                           segment(4.0, 0.1, 1.0),
+                                           segment(6.0, 9.0, 9.5)};
+    EXPECT_EQ(turnsPassed(segments), (std::vector<double>{0.0, 2.0, 4.0, 0.0}));
+}
+
+TEST(TurnCount, BeginsAtZeroOrAbove)
+{
+    EXPECT_EQ(TurnCount().enter(-2.25), 3.0);
+    EXPECT_EQ(TurnCount().enter(7.5), 0.0);
+}
+
 } // namespace
 } // namespace Harmotrack::Host

@@ -55,6 +55,30 @@ TEST(SpeedProfile, AngleIsTheIntegralOverAnyTimeAxis)
     }
 }
 
+// As unknown as NaN: the angle is the integral over the values on either side.
+TEST(SpeedProfile, SpeedThatNoMachineHasIsPassedOverAndCounted)
+{
+    SpeedProfile profile;
+    const std::vector<double> seconds{0, 1, 2, 3, 4};
+    const std::vector<double> rpm{600, 4294967295.0, 600, -1e6, 600};
+    const std::vector<AngleKnot> knots = profile.feed(seconds, rpm);
+    ASSERT_EQ(knots.size(), 3U);
+    EXPECT_DOUBLE_EQ(knots.back().turns, 40.0);
+    EXPECT_TRUE(profile.takeGaps().empty());
+    EXPECT_EQ(profile.impossible().count, 2U);
+    EXPECT_EQ(profile.impossible().seconds, 1.0);
+    EXPECT_EQ(profile.impossible().rpm, 4294967295.0);
+    EXPECT_THAT(profile.impossible().text(), HasSubstr("2 values of the speed, the first"));
+}
+
+TEST(SpeedProfile, TimeBeyondAnyClockIsRefused)
+{
+    EXPECT_THAT(errorOf([] {
+                    read({0.0, 1e18}, {600, 600});
+                }),
+                HasSubstr("The time of speed value 2 is 1e+18 s"));
+}
+
 TEST(SpeedProfile, StandstillEndsASegmentAndIsReportedOnce)
 {
     const Reading reading = read({0, 1, 2, 3, 4, 5, 6}, {600, 300, 0, 0, 0, 300, 600});

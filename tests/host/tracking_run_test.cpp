@@ -1,5 +1,7 @@
 #include "host/tracking_run.h"
 
+#include "host/shaft_angle.h"
+
 #include "error_text.h"
 #include "simulated_shaft.h"
 
@@ -181,7 +183,7 @@ TEST(TrackingRun, SilenceAndAConstantTellNothing)
         ASSERT_EQ(speed.lost().size(), 1U);
         EXPECT_EQ(speed.lost().front().fromSeconds, speed.estimates.front().seconds);
         EXPECT_EQ(speed.lost().front().toSeconds, speed.estimates.back().seconds);
-        EXPECT_THAT(errorOf([&] { (void)speed.shaftAngle(1.0); }), HasSubstr("was not found"));
+        EXPECT_THAT(errorOf([&] { (void)speed.knots(1.0); }), HasSubstr("was not found"));
     }
 }
 
@@ -279,7 +281,7 @@ TEST(TrackingRun, AngleIsTheIntegralOfTheSpeed)
 {
     const SimulatedShaft shaft;
     const TrackedSpeed speed = trackSpeed(ordersOneAndTwo(), vibration(shaft, 20.0));
-    const ShaftAngle angle = speed.shaftAngle(1.0);
+    const ShaftAngle angle = ShaftAngle::fromKnots(speed.knots(1.0));
     const double start = angle.startSeconds();
     EXPECT_LT(start, 0.3);
     EXPECT_GT(angle.endSeconds(), 19.7);
@@ -290,13 +292,18 @@ TEST(TrackingRun, AngleIsTheIntegralOfTheSpeed)
     }
 }
 
-TEST(TrackingRun, LongestStretchBetweenGapsIsTheShaft)
+TEST(TrackingRun, StretchesBetweenGapsAreSegmentsOfTheShaft)
 {
     TrackedSpeed speed;
     for (int k = 0; k < 20; ++k)
         speed.estimates.push_back({.seconds = 0.1 * k, .rpm = 1000.0, .valid = k < 5 || k > 9});
-    EXPECT_NEAR(speed.shaftAngle(0.2).startSeconds(), 1.0, 1e-12);
-    EXPECT_NEAR(speed.shaftAngle(1.0).startSeconds(), 0.0, 1e-12);
+    const std::vector<ShaftAngle> apart = ShaftAngle::segmentsOf(speed.knots(0.2));
+    ASSERT_EQ(apart.size(), 2U);
+    EXPECT_NEAR(apart[0].endSeconds(), 0.4, 1e-12);
+    EXPECT_NEAR(apart[1].startSeconds(), 1.0, 1e-12);
+    const std::vector<ShaftAngle> bridged = ShaftAngle::segmentsOf(speed.knots(1.0));
+    ASSERT_EQ(bridged.size(), 1U);
+    EXPECT_NEAR(bridged[0].startSeconds(), 0.0, 1e-12);
     ASSERT_EQ(speed.lost().size(), 1U);
     EXPECT_NEAR(speed.lost().front().fromSeconds, 0.5, 1e-12);
     EXPECT_NEAR(speed.lost().front().toSeconds, 0.9, 1e-12);

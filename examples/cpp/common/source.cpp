@@ -5,6 +5,7 @@
 #include "wav_data.h"
 
 #include "host/host_error.h"
+#include "host/speed_profile.h"
 #include "host/tachometer.h"
 
 #include <sndfile.hh>
@@ -14,7 +15,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -97,6 +100,13 @@ readChannels(SndfileHandle& file, const std::string& name, const std::vector<int
     return signals;
 }
 
+Host::ShaftAngle longestOf(const std::vector<Host::ShaftAngle>& segments)
+{
+    return *std::max_element(segments.begin(), segments.end(), [](const auto& a, const auto& b) {
+        return a.turns() < b.turns();
+    });
+}
+
 // What the tacho says of the shaft.
 void addAngle(const UniformSignal& tacho, const SourceOptions& options, Source& source)
 {
@@ -108,10 +118,7 @@ void addAngle(const UniformSignal& tacho, const SourceOptions& options, Source& 
         throw HostError(settings.name + " gives " + std::to_string(reading.pulses) +
                         " pulses that can't be read as those of a shaft" +
                         (reading.events.empty() ? "." : ": " + reading.events.back().text()));
-    source.angle =
-        *std::max_element(segments.begin(), segments.end(), [](const auto& a, const auto& b) {
-            return a.turns() < b.turns();
-        });
+    source.angle = longestOf(segments);
     source.knots = std::move(reading.knots);
     source.tachoEvents = std::move(reading.events);
     source.hasMark = settings.gearRatio == 1.0;
@@ -150,6 +157,24 @@ Source readAudio(const SourceOptions& options, std::size_t mostSignals)
     return source;
 }
 
+// What a column of speed says of the shaft: where it stands still or turns backwards, the angle
+// begins anew.
+void addAngle(std::span<const double> seconds,
+              std::span<const double> rpm,
+              const std::string& column,
+              Source& source)
+{
+    constexpr double kUnlimited = std::numeric_limits<double>::infinity();
+    Host::SpeedProfile profile({.longestGapSeconds = kUnlimited});
+    source.knots = profile.feed(seconds, rpm);
+    const std::vector<Host::ShaftAngle> segments = Host::ShaftAngle::segmentsOf(source.knots);
+    if (segments.empty())
+        throw HostError("The column " + column + " says nowhere that the shaft turns.");
+    source.angle = longestOf(segments);
+    for (const Host::SpeedGap& gap : profile.takeGaps()) source.remarks.push_back(gap.text());
+    if (profile.impossible().count > 0) source.remarks.push_back(profile.impossible().text());
+}
+
 Source readTable(const SourceOptions& options, std::size_t mostSignals)
 {
     if (options.signalColumns.size() > mostSignals)
@@ -165,10 +190,7 @@ Source readTable(const SourceOptions& options, std::size_t mostSignals)
     Source source;
     source.file = std::filesystem::path(options.csvFile).filename().string();
     source.names = options.signalColumns;
-    if (hasSpeed) {
-        source.angle = Host::ShaftAngle::fromSpeed(columns.front(), columns.back());
-        source.knots = source.angle->knots();
-    }
+    if (hasSpeed) addAngle(columns.front(), columns.back(), options.speedColumn, source);
     for (std::size_t c = 1; c <= options.signalColumns.size(); ++c)
         source.signals.push_back(Host::toUniform(columns.front(), columns[c]));
     return source;

@@ -24,13 +24,13 @@ Host::TrackedSpeed track(const Host::UniformSignal& signal, const Host::Tracking
     return speed;
 }
 
-Host::ShaftAngle shaftOf(const Host::TrackedSpeed& speed)
+std::vector<Host::AngleKnot> shaftOf(const Host::TrackedSpeed& speed)
 {
     constexpr double kSeconds = 1.0;
     constexpr double kEstimates = 4.0;
     const auto& estimates = speed.estimates;
     const double hop = estimates.size() > 1 ? estimates[1].seconds - estimates[0].seconds : 0.0;
-    return speed.shaftAngle(std::max(kSeconds, kEstimates * hop));
+    return speed.knots(std::max(kSeconds, kEstimates * hop));
 }
 
 std::string foundText(const Host::TrackedSpeed& speed)

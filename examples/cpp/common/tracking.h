@@ -1,10 +1,11 @@
 #pragma once
 
-#include "host/shaft_angle.h"
+#include "host/angle_knot.h"
 #include "host/tracking_run.h"
 #include "host/uniform_signal.h"
 
 #include <string>
+#include <vector>
 
 namespace Harmotrack::Examples {
 
@@ -12,8 +13,9 @@ namespace Harmotrack::Examples {
 /// @throws Host::HostError  see Host::trackSpeed(); also if no estimate is valid
 Host::TrackedSpeed track(const Host::UniformSignal& signal, const Host::TrackingSettings& settings);
 
-/// The shaft as it was tracked: up to a second, or four estimates, without a valid one are bridged.
-Host::ShaftAngle shaftOf(const Host::TrackedSpeed& speed);
+/// The shaft as it was tracked, in all segments: up to a second, or four estimates, without a valid
+/// one are bridged.
+std::vector<Host::AngleKnot> shaftOf(const Host::TrackedSpeed& speed);
 
 /// As in "found in 98.4 % of 248 blocks".
 std::string foundText(const Host::TrackedSpeed& speed);

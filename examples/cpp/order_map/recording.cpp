@@ -18,9 +18,10 @@ Recording withTrackedSpeed(Source source, const TrackingOptions& options)
     return {std::move(source.file),
             std::move(source.signals),
             source.names,
-            shaftOf(speed).knots(),
+            shaftOf(speed),
             false,
             "tracked in " + source.names.front() + ", " + foundText(speed),
+            {},
             {}};
 }
 
@@ -44,7 +45,8 @@ Recording readRecording(const Options& options)
             std::move(source.knots),
             source.hasMark,
             options.source.tachoChannel != 0 ? "from the tacho" : "from the column of speed",
-            std::move(source.tachoEvents)};
+            std::move(source.tachoEvents),
+            std::move(source.remarks)};
 }
 
 } // namespace Harmotrack::Examples

@@ -22,6 +22,7 @@ struct Recording {
     bool hasMark = false; ///< angle 0 is a mark on the shaft, and phases against it mean something
     std::string speedSource;                   ///< a few words
     std::vector<Host::TachoEvent> tachoEvents; ///< what was mended or dropped
+    std::vector<std::string> remarks;          ///< on the speed, a sentence each
 
     /// Revolutions with known angle.
     [[nodiscard]] double turns() const;

@@ -39,19 +39,30 @@ std::string blocksText(const Report& report)
                            rounded(std::round(1.0 / settings.orderResolution)) + " revolutions)");
 }
 
-// What was mended in the tacho: how many repairs, and the first of them in full.
-std::string tachoText(const Report& report)
+// How many there are, and the first of them in full.
+std::string listText(const std::string& title,
+                     const std::string& what,
+                     const std::vector<std::string>& sentences)
 {
-    const std::vector<Host::TachoEvent>& events = report.recording.tachoEvents;
-    if (events.empty()) return {};
+    if (sentences.empty()) return {};
     constexpr std::size_t kShown = 3;
     std::string text = summaryLine(
-        "Tacho", std::to_string(events.size()) + (events.size() == 1 ? " repair" : " repairs"));
-    for (std::size_t i = 0; i < std::min(events.size(), kShown); ++i)
-        text += summaryLine("", events[i].text());
-    if (events.size() > kShown)
-        text += summaryLine("", "and " + std::to_string(events.size() - kShown) + " more");
+        title, std::to_string(sentences.size()) + ' ' + what + (sentences.size() == 1 ? "" : "s"));
+    for (std::size_t i = 0; i < std::min(sentences.size(), kShown); ++i)
+        text += summaryLine("", sentences[i]);
+    if (sentences.size() > kShown)
+        text += summaryLine("", "and " + std::to_string(sentences.size() - kShown) + " more");
     return text;
+}
+
+// What was mended in the tacho, and where a speed says nothing of the shaft.
+std::string angleText(const Report& report)
+{
+    std::vector<std::string> repairs;
+    for (const Host::TachoEvent& event : report.recording.tachoEvents)
+        repairs.push_back(event.text());
+    return listText("Tacho", "repair", repairs) +
+           listText("Angle", "remark", report.recording.remarks);
 }
 
 std::string signalText(const Report& report, std::size_t s)
@@ -128,7 +139,7 @@ std::string summaryText(const Report& report)
                                        fourDigits(report.results.highestRpm) + " rpm over " +
                                        rounded(report.recording.turns()) + " revolutions, " +
                                        report.recording.speedSource) +
-                       tachoText(report) + blocksText(report);
+                       angleText(report) + blocksText(report);
     for (std::size_t s = 0; s < report.results.signals.size(); ++s) text += signalText(report, s);
     return text;
 }

@@ -3,7 +3,10 @@
 #include "program_test.h"
 
 #include <algorithm>
+#include <cmath>
+#include <iterator>
 #include <map>
+#include <numbers>
 
 namespace Harmotrack::Tests {
 namespace {
@@ -59,6 +62,37 @@ TEST_F(OrderMapWithoutTacho, TablesHoldTheMachinesOrders)
             EXPECT_NEAR(value, amplitude, 0.02 * amplitude) << order << " at " << rpm;
     }
     EXPECT_TRUE(std::filesystem::exists(output_ + "/order_map.png"));
+}
+
+// 1200 to 1800 rpm within 4 s, silence, and 1800 to 2400 rpm.
+TEST_F(OrderMapWithoutTacho, BothSidesOfASilenceAreAnalysed)
+{
+    constexpr double kRate = 8000.0;
+    std::vector<double> frames;
+    double turns = 0.0;
+    for (int k = 0; k < static_cast<int>(11.0 * kRate); ++k) {
+        const double t = k / kRate;
+        const bool silent = t >= 4.0 && t < 7.0;
+        turns += (1200.0 + 150.0 * (t < 4.0 ? t : t - 3.0)) / 60.0 / kRate;
+        const double phi = 2.0 * std::numbers::pi * turns;
+        const double machine = 0.25 * std::cos(phi + 0.5) + 0.125 * std::cos(3.5 * phi);
+        frames.insert(frames.end(), {silent ? 0.0 : machine, 0.0, 0.0});
+    }
+    storeAudio(recording_, frames, kRate, kFlac);
+    const Outcome outcome = orderMap({recording_,
+                                      "--channels",
+                                      "1",
+                                      "--track",
+                                      "1000:3000",
+                                      "--orders",
+                                      "1,3.5",
+                                      "--harmonics",
+                                      "1,3.5"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
+    const auto found = amplitudes(output_, 1.0);
+    EXPECT_GT(std::distance(found.begin(), found.lower_bound(1750.0)), 5);
+    EXPECT_GT(std::distance(found.upper_bound(1850.0), found.end()), 5);
+    for (const auto& [rpm, value] : found) EXPECT_NEAR(value, 0.25, 0.005) << rpm;
 }
 
 TEST_F(OrderMapWithoutTacho, TableNeedsNoColumnOfSpeed)
