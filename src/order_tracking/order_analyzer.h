@@ -1,7 +1,6 @@
 #pragma once
 
 #include "dsp/fft/fft_spectum_calculation.h"
-#include "dsp/fft/windowed_fft.h"
 #include "order_tracking/binning.h"
 #include "order_tracking/block_transform.h"
 #include "order_tracking/i_order_analyzer.h"
@@ -50,10 +49,12 @@ struct HarmonicRecord {
 ///
 /// sizes.cpp and initiate.cpp set it up. Memory is taken in initiate(); a run allocates the value
 /// arrays of extractHarmonics() and nothing else. One thread at a time; objects are independent.
-template <int modeNumber>
 class OrderAnalyzer final : public IOrderAnalyzer {
 public:
-    static_assert(modeNumber >= 0 && modeNumber <= 2);
+    /// Without setups, rings and sizes.
+    /// @param mode  HARMOTRACK_MODE_...; any other number is taken for HARMOTRACK_MODE_ONE_COMPLEX
+    /// @throws KorLib::Dsp::Fft::FFTWLibError  FFTW is missing or incomplete
+    explicit OrderAnalyzer(std::int32_t mode);
 
     void update() override;
 
@@ -160,6 +161,9 @@ private:
         bool delta;
     };
 
+    /// Whether there are results B and the two-sided ones.
+    [[nodiscard]] bool twoSignals() const { return mode_ == HARMOTRACK_MODE_TWO_REAL; }
+
     // sizes.cpp
     [[nodiscard]] std::int32_t limited(double blockSamples) const;
 
@@ -168,7 +172,6 @@ private:
     // initiate.cpp
     [[nodiscard]] bool wantsOrderPath() const;
     [[nodiscard]] bool wantsTimePath() const;
-    void setUpTransforms();
     void buildWeightingTables();
     void fillHarmonicRecords();
     void setUpEvaluators();
@@ -221,7 +224,7 @@ private:
                                                          SpectrumView spectrum) const;
     void updateOverall(std::int32_t bin);
 
-    std::int32_t mode_ = modeNumber;
+    std::int32_t mode_;
 
     // Setups, the host's records.
     BinningSetup* binningSetup_ = nullptr;
@@ -278,9 +281,9 @@ private:
 
     BinningState binning_;
 
-    BlockFFT<modeNumber> orderFFT_;
+    BlockTransform orderTransform_;
     WeightingTable orderWeighting_;
-    BlockFFT<modeNumber> timeBlockFFT_;
+    BlockTransform timeTransform_;
     WeightingTable timeWeighting_;
     std::vector<HarmonicRecord> harmonics_;
     KorLib::Dsp::Fft::FFTSpectumCalculation<double> realPart_;

@@ -71,10 +71,9 @@ inline std::ostream& operator<<(std::ostream& out, const Event& event)
 ///     flags          none
 ///
 /// A test changes what it is about, calls prepare(), and then delivers samples.
-template <int mode>
 class AnalyzerRig {
 public:
-    AnalyzerRig()
+    explicit AnalyzerRig(std::int32_t mode = HARMOTRACK_MODE_ONE_REAL) : analyzer(mode)
     {
         binning.minValue = 1000.0F;
         binning.maxValue = 2000.0F;
@@ -118,7 +117,7 @@ public:
 
         ResampledBuffers angleRing{};
         angleRing.signalA = a_.data();
-        angleRing.signalB = mode == 0 ? nullptr : b_.data();
+        angleRing.signalB = secondSignal() ? b_.data() : nullptr;
         angleRing.binSignal = bin_.data();
         angleRing.frequency = frequency_.data();
         angleRing.angle = angle_.data();
@@ -132,7 +131,7 @@ public:
 
         TimeBuffers timeRing{};
         timeRing.signalA = timeA_.data();
-        timeRing.signalB = mode == 0 ? nullptr : timeB_.data();
+        timeRing.signalB = secondSignal() ? timeB_.data() : nullptr;
         timeRing.size = static_cast<std::int32_t>(timeSlots);
         timeRing.writeIndex =
             static_cast<std::int32_t>(firstTimeSample % static_cast<std::int64_t>(timeSlots));
@@ -215,9 +214,14 @@ public:
     std::int64_t firstTimeSample = 0;
     std::function<void(const CalculationResult&)> onResult; ///< may be empty
     std::vector<Event> events;
-    OrderAnalyzer<mode> analyzer;
+    OrderAnalyzer analyzer;
 
 private:
+    [[nodiscard]] bool secondSignal() const
+    {
+        return analyzer.getMode() != HARMOTRACK_MODE_ONE_REAL;
+    }
+
     std::vector<double> a_, b_, bin_, frequency_, angle_, time_;
     std::vector<double> timeA_, timeB_;
 };

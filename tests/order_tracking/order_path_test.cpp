@@ -49,15 +49,14 @@ std::vector<std::int64_t> positions(const std::vector<Event>& events)
 
 // --- rows by sample count
 
-template <int mode>
-void askForRows(AnalyzerRig<mode>& rig)
+void askForRows(AnalyzerRig& rig)
 {
     rig.parameters.timeOrderSpectrum = 1;
 }
 
 TEST(OrderRow, ComesEdgeToEdgeWithoutOverlap)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForRows(rig);
     rig.prepare();
     EXPECT_THAT(positions(rig.run(60, [](auto i) { return numbered(i); })),
@@ -66,7 +65,7 @@ TEST(OrderRow, ComesEdgeToEdgeWithoutOverlap)
 
 TEST(OrderRow, ComesAHopAfterTheOneBefore)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForRows(rig);
     rig.analysis.overlapPercent = 75.0F;
     rig.prepare();
@@ -77,7 +76,7 @@ TEST(OrderRow, ComesAHopAfterTheOneBefore)
 // The hop is 0.
 TEST(OrderRow, ComesAtEverySampleWithFullOverlapOnceTheFirstIsDue)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForRows(rig);
     rig.analysis.overlapPercent = 100.0F;
     rig.prepare();
@@ -90,7 +89,7 @@ TEST(OrderRow, ComesAtEverySampleWithFullOverlapOnceTheFirstIsDue)
 TEST(OrderRow, HopIsRoundedInFloatHalfAwayFromZero)
 {
     for (const auto& [overlap, second] : {std::pair(75.0F, 13), std::pair(85.0F, 11)}) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         askForRows(rig);
         rig.order.maxOrder = 5;
         rig.order.orderResolution = 1.0F;
@@ -106,7 +105,7 @@ TEST(OrderRow, HopIsRoundedInFloatHalfAwayFromZero)
 // The block ends right before the sample that triggers it.
 TEST(OrderRow, IsOfTheSamplesBeforeAndHasTheTimeOfTheirMiddle)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForRows(rig);
     rig.analysis.overlapPercent = 100.0F;
     rig.prepare();
@@ -123,7 +122,7 @@ TEST(OrderRow, IsOfTheSamplesBeforeAndHasTheTimeOfTheirMiddle)
 
 TEST(OrderRow, StartsItsCountAtAReset)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForRows(rig);
     rig.prepare();
     rig.run(30, [](auto i) { return numbered(i); });
@@ -136,7 +135,7 @@ TEST(OrderRow, StartsItsCountAtAReset)
 // |3 + 4j| at line 2 of either spectrum. A constant of -2 has the modulus 2.
 TEST(OrderRow, HoldsTheModuliOfBothSpectraInMode1)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForRows(rig);
     rig.analysis.amplitudeType = HARMOTRACK_AMPLITUDE_PEAK_TO_PEAK;
     rig.prepare();
@@ -172,7 +171,7 @@ const std::vector<float>& orbitRow()
 
 TEST(OrderRow, TwoSidedHoldsTheTwoSensesOfRotationRoundItsCentre)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.timeOrderTwoSided = 1;
     rig.prepare();
     EXPECT_EQ(rig.run(30, orbit).front().what, "timeOrderTwoSided more");
@@ -183,12 +182,12 @@ TEST(OrderRow, TwoSidedHoldsTheTwoSensesOfRotationRoundItsCentre)
 
 TEST(OrderRow, TwoSidedIsAnnouncedButMissingInTheOtherModes)
 {
-    AnalyzerRig<0> real;
+    AnalyzerRig real;
     real.parameters.timeOrderTwoSided = 1;
     real.prepare();
     EXPECT_EQ(real.run(30, orbit).front().what, "timeOrderTwoSided more");
     EXPECT_THAT(real.analyzer.results().orderRowTwoSided, IsEmpty());
-    AnalyzerRig<2> complex;
+    AnalyzerRig complex(HARMOTRACK_MODE_ONE_COMPLEX);
     complex.parameters.timeOrderTwoSided = 1;
     complex.prepare();
     EXPECT_EQ(complex.run(30, orbit).front().what, "timeOrderTwoSided more");
@@ -198,7 +197,7 @@ TEST(OrderRow, TwoSidedIsAnnouncedButMissingInTheOtherModes)
 // Mode 2 keeps all lines in the order of the transform: a backward component stands high up.
 TEST(OrderRow, TwoSidedSetupKeepsAllLinesInMode2)
 {
-    AnalyzerRig<2> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_ONE_COMPLEX);
     askForRows(rig);
     rig.analysis.twoSided = 1;
     rig.prepare();
@@ -212,7 +211,7 @@ TEST(OrderRow, TwoSidedSetupKeepsAllLinesInMode2)
 
 TEST(OrderRow, IsWithoutTheMeanOnRequest)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForRows(rig);
     rig.analysis.removeMeanOrder = 1;
     rig.analysis.removeMeanTime = 0;
@@ -231,8 +230,7 @@ auto crossingAt(std::int64_t at)
     return [at](std::int64_t i) { return numbered(i, i < at ? 1290.0 : 1310.0); };
 }
 
-template <int mode>
-void askForBins(AnalyzerRig<mode>& rig, std::int32_t blockMode)
+void askForBins(AnalyzerRig& rig, std::int32_t blockMode)
 {
     rig.parameters.binOrderSpectrum = 1;
     rig.analysis.blockMode = blockMode;
@@ -240,7 +238,7 @@ void askForBins(AnalyzerRig<mode>& rig, std::int32_t blockMode)
 
 TEST(OrderBlockAtCrossing, IsCentredOnTheCrossing)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_AT_CROSSING);
     rig.prepare();
     EXPECT_THAT(rig.run(50, crossingAt(30)),
@@ -251,7 +249,7 @@ TEST(OrderBlockAtCrossing, IsCentredOnTheCrossing)
 TEST(OrderBlockAtCrossing, NeedsHalfABlockSinceTheStart)
 {
     for (const std::int64_t at : {7, 8}) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         askForBins(rig, HARMOTRACK_BLOCK_AT_CROSSING);
         rig.prepare();
         EXPECT_THAT(rig.run(40, crossingAt(at)), SizeIs(at == 8 ? 1 : 0));
@@ -261,7 +259,7 @@ TEST(OrderBlockAtCrossing, NeedsHalfABlockSinceTheStart)
 
 TEST(OrderBlockAtCrossing, IsNotTakenForBinsThatAreVisitedBetweenTheirCentres)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_AT_CROSSING);
     rig.prepare();
     EXPECT_THAT(
@@ -272,7 +270,7 @@ TEST(OrderBlockAtCrossing, IsNotTakenForBinsThatAreVisitedBetweenTheirCentres)
 
 TEST(OrderBlockAtCrossing, TouchesTheRowOfItsBinAlone)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_AT_CROSSING);
     rig.prepare();
     rig.run(50, crossingAt(30));
@@ -286,9 +284,8 @@ TEST(OrderBlockAtCrossing, TouchesTheRowOfItsBinAlone)
 // --- contiguous blocks
 
 // What was stored: "bin@first sample".
-template <int mode>
 std::vector<std::string>
-stored(AnalyzerRig<mode>& rig, std::int64_t count, const std::function<double(std::int64_t)>& binAt)
+stored(AnalyzerRig& rig, std::int64_t count, const std::function<double(std::int64_t)>& binAt)
 {
     std::vector<std::string> list;
     rig.onResult = [&](const CalculationResult& result) {
@@ -302,7 +299,7 @@ stored(AnalyzerRig<mode>& rig, std::int64_t count, const std::function<double(st
 
 TEST(ContiguousOrderBlocks, LieEdgeToEdgeFromTheStartOn)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_CONTIGUOUS);
     rig.prepare();
     EXPECT_THAT(stored(rig, 80, [](auto) { return 1300.0; }),
@@ -313,7 +310,7 @@ TEST(ContiguousOrderBlocks, LieEdgeToEdgeFromTheStartOn)
 // The block round the change belongs to the bin that was left, and the count starts anew.
 TEST(ContiguousOrderBlocks, AreFlushedIntoTheBinThatWasLeft)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_CONTIGUOUS);
     rig.prepare();
     EXPECT_THAT(stored(rig, 70, [](auto i) { return i < 20 ? 1300.0 : 1400.0; }),
@@ -324,7 +321,7 @@ TEST(ContiguousOrderBlocks, AreFlushedIntoTheBinThatWasLeft)
 // The change comes first, even where a regular block is due at the same sample.
 TEST(ContiguousOrderBlocks, AreFlushedRatherThanCompleted)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_CONTIGUOUS);
     rig.prepare();
     EXPECT_THAT(stored(rig, 48, [](auto i) { return i < 15 ? 1300.0 : 1400.0; }),
@@ -333,7 +330,7 @@ TEST(ContiguousOrderBlocks, AreFlushedRatherThanCompleted)
 
 TEST(ContiguousOrderBlocks, AreNotFlushedAcrossBins)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_CONTIGUOUS);
     rig.binning.blocksAcrossBins = 1;
     rig.prepare();
@@ -344,7 +341,7 @@ TEST(ContiguousOrderBlocks, AreNotFlushedAcrossBins)
 // Nothing is stored before the first half block, and a change of bin in it flushes nothing.
 TEST(ContiguousOrderBlocks, NeedHalfABlockSinceTheStart)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_CONTIGUOUS);
     rig.prepare();
     EXPECT_THAT(stored(rig, 30, [](auto i) { return i < 5 ? 1300.0 : 1400.0; }),
@@ -355,7 +352,7 @@ TEST(ContiguousOrderBlocks, NeedHalfABlockSinceTheStart)
 // as far back as they lie. With no bin left nothing is flushed.
 TEST(ContiguousOrderBlocks, ThatWereMissedOffTheAxisAreMadeUpFor)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_CONTIGUOUS);
     rig.angleSlots = 101;
     rig.prepare();
@@ -369,7 +366,7 @@ TEST(ContiguousOrderBlocks, ThatWereMissedOffTheAxisAreMadeUpFor)
 // The difference of positions is 2^31 - 1, and one more is the lowest of 32 bits: below a block.
 TEST(ContiguousOrderBlocks, CountTheirSamplesModulo32Bits)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_CONTIGUOUS);
     rig.prepare();
     ResampledBuffers ring = rig.analyzer.getResampledBuffers();
@@ -382,7 +379,7 @@ TEST(ContiguousOrderBlocks, CountTheirSamplesModulo32Bits)
 TEST(OrderBlocks, AreNeverStoredInOtherBlockModes)
 {
     for (const std::int32_t blockMode : {2, -1}) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         askForBins(rig, blockMode);
         rig.prepare();
         EXPECT_THAT(
@@ -395,7 +392,7 @@ TEST(OrderBlocks, AreNeverStoredInOtherBlockModes)
 
 TEST(StoredOrderBlock, WritesTheWaterfallsAlsoWhenOnlyHarmonicsAreAskedFor)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.binHarmonics = 1;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.prepare();
@@ -406,7 +403,7 @@ TEST(StoredOrderBlock, WritesTheWaterfallsAlsoWhenOnlyHarmonicsAreAskedFor)
 
 TEST(StoredOrderBlock, HoldsTheTwoSensesOfRotationInMode1)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForBins(rig, HARMOTRACK_BLOCK_AT_CROSSING);
     rig.parameters.binOrderTwoSided = 1;
     rig.prepare();
@@ -418,13 +415,13 @@ TEST(StoredOrderBlock, HoldsTheTwoSensesOfRotationInMode1)
 
 TEST(StoredOrderBlock, AnnouncesATwoSidedRowThatTheOtherModesDoNotHave)
 {
-    AnalyzerRig<0> real;
+    AnalyzerRig real;
     askForBins(real, HARMOTRACK_BLOCK_AT_CROSSING);
     real.parameters.binOrderTwoSided = 1;
     real.prepare();
     EXPECT_EQ(real.run(40, orbit).front().what, "binOrderSpectrum binOrderTwoSided rpm bin 3 more");
     EXPECT_EQ(real.analyzer.results().orderTwoSided.cols(), 0U);
-    AnalyzerRig<2> complex;
+    AnalyzerRig complex(HARMOTRACK_MODE_ONE_COMPLEX);
     askForBins(complex, HARMOTRACK_BLOCK_AT_CROSSING);
     complex.parameters.binOrderTwoSided = 1;
     complex.prepare();
@@ -436,7 +433,7 @@ TEST(StoredOrderBlock, AnnouncesATwoSidedRowThatTheOtherModesDoNotHave)
 // Values of flags are handed on as they are, and any of them ends the call.
 TEST(StoredOrderBlock, HandsOnTheValuesOfTheFlags)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binOrderSpectrum = 0x80;
     rig.parameters.binHarmonics = 2;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
@@ -452,7 +449,7 @@ TEST(StoredOrderBlock, HandsOnTheValuesOfTheFlags)
 // The value stays within the wide band of bin 5 while a shorter axis ends before it.
 TEST(StoredOrderBlock, OfABinBeyondTheAxisIsPassedOver)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForBins(rig, HARMOTRACK_BLOCK_CONTIGUOUS);
     rig.binning.hysteresisPercent = 400.0F;
     rig.prepare();
@@ -489,7 +486,7 @@ float weightAt(std::int64_t row, std::size_t line)
 
 TEST(OrderWeighting, IsThatOfTheSpeedAtTheMiddleOfTheBlock)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForRows(rig);
     rig.analysis.weightingType = HARMOTRACK_WEIGHTING_DIFFERENTIATE;
     rig.prepare();
@@ -504,7 +501,7 @@ TEST(OrderWeighting, IsThatOfTheSpeedAtTheMiddleOfTheBlock)
 // that its upper half runs on into the next row.
 TEST(OrderWeighting, OfTwoSidedSpectraTreatsTheSignalsOfMode1Differently)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForRows(rig);
     rig.analysis.weightingType = HARMOTRACK_WEIGHTING_DIFFERENTIATE;
     rig.analysis.twoSided = 1;
@@ -521,8 +518,7 @@ TEST(OrderWeighting, OfTwoSidedSpectraTreatsTheSignalsOfMode1Differently)
 // --- delta means
 
 // A period that never ends by itself.
-template <int mode>
-void askForDelta(AnalyzerRig<mode>& rig)
+void askForDelta(AnalyzerRig& rig)
 {
     rig.parameters.deltaOrderSpectrum = 1;
     rig.parameters.deltaHarmonics = 1;
@@ -531,9 +527,8 @@ void askForDelta(AnalyzerRig<mode>& rig)
 }
 
 // The positions of samples at which a block was computed, by the mean of the binned value.
-template <int mode, typename MakeSample>
-std::vector<std::int64_t>
-blockCentres(AnalyzerRig<mode>& rig, std::int64_t count, const MakeSample& make)
+template <typename MakeSample>
+std::vector<std::int64_t> blockCentres(AnalyzerRig& rig, std::int64_t count, const MakeSample& make)
 {
     std::vector<std::int64_t> centres;
     double last = rig.analyzer.blockBinValue();
@@ -555,7 +550,7 @@ AngleSample numberedBin(std::int64_t i)
 // The first block comes when more than half a block has passed; its middle is the sample itself.
 TEST(Delta, BlocksLieEdgeToEdge)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.prepare();
     EXPECT_THAT(blockCentres(rig, 70, numberedBin), ElementsAre(9, 25, 41, 57));
@@ -564,7 +559,7 @@ TEST(Delta, BlocksLieEdgeToEdge)
 
 TEST(Delta, CountsFromTheReset)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.prepare();
     blockCentres(rig, 40, numberedBin);
@@ -576,12 +571,12 @@ TEST(Delta, CountsFromTheReset)
 
 TEST(Delta, DoesNothingWithoutAPeriodOrWithoutAFlag)
 {
-    AnalyzerRig<0> noPeriod;
+    AnalyzerRig noPeriod;
     askForDelta(noPeriod);
     noPeriod.analysis.deltaOnTime = 0;
     noPeriod.prepare();
     EXPECT_THAT(blockCentres(noPeriod, 60, numberedBin), IsEmpty());
-    AnalyzerRig<0> noFlag;
+    AnalyzerRig noFlag;
     askForDelta(noFlag);
     noFlag.parameters = {};
     noFlag.parameters.binOrderSpectrum = 1;
@@ -607,7 +602,7 @@ void expectNear(Value value, std::complex<double> expected)
 // Two blocks with the same shaft phase and signal have the mean that either has.
 TEST(Delta, SpectrumIsTurnedToTheShaftLineByLine)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForDelta(rig);
     rig.prepare();
     std::int64_t next = 0;
@@ -626,7 +621,7 @@ TEST(Delta, SpectrumIsTurnedToTheShaftLineByLine)
 
 TEST(Delta, SpectrumOfSinesHasAQuarterTurnMore)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForDelta(rig);
     rig.analysis.phaseReference = HARMOTRACK_PHASE_REFERENCE_SINE;
     rig.prepare();
@@ -643,7 +638,7 @@ TEST(Delta, SpectrumMayBeReferredToItsOwnOrder1)
 {
     for (const auto reference :
          {HARMOTRACK_PHASE_REFERENCE_COSINE, HARMOTRACK_PHASE_REFERENCE_SINE}) {
-        AnalyzerRig<1> rig;
+        AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
         askForDelta(rig);
         rig.analysis.phaseMode = HARMOTRACK_PHASE_MODE_FIRST_ORDER;
         rig.analysis.phaseReference = reference;
@@ -658,7 +653,7 @@ TEST(Delta, SpectrumMayBeReferredToItsOwnOrder1)
 
 TEST(Delta, NeverRemovesTheMean)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.analysis.removeMeanOrder = 1;
     rig.prepare();
@@ -668,7 +663,7 @@ TEST(Delta, NeverRemovesTheMean)
 
 TEST(Delta, LeavesTheUpperHalfOfATwoSidedSpectrumZero)
 {
-    AnalyzerRig<2> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_ONE_COMPLEX);
     askForDelta(rig);
     rig.analysis.twoSided = 1;
     rig.prepare();
@@ -691,7 +686,7 @@ AngleSample noisy(std::int64_t i)
 // value moves by 16 from block to block, and then the next one overwrites.
 std::vector<std::vector<Value>> singleBlocks(int count)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForDelta(rig);
     rig.orders = {1.0F, 0.75F};
     rig.analysis.deltaOnTime = 0;
@@ -718,7 +713,7 @@ TEST(Delta, MeanRunsInFloatToTheBit)
 {
     const auto blocks = singleBlocks(5);
     ASSERT_EQ(blocks.size(), 5U);
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     askForDelta(rig);
     rig.orders = {1.0F, 0.75F};
     rig.binning.step = 1.0F;
@@ -752,7 +747,7 @@ TEST(Delta, MeanRunsInFloatToTheBit)
 
 TEST(DeltaPeriod, EndsWhenItsTimeIsUp)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.analysis.deltaSeconds = 20.0F;
     rig.prepare();
@@ -764,7 +759,7 @@ TEST(DeltaPeriod, EndsWhenItsTimeIsUp)
 
 TEST(DeltaPeriod, AnnouncesWhatWasAskedFor)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.parameters.deltaHarmonics = 0;
     rig.analysis.deltaSeconds = 20.0F;
@@ -777,7 +772,7 @@ TEST(DeltaPeriod, AnnouncesWhatWasAskedFor)
 // regular ones are then due later.
 TEST(DeltaPeriod, TakesABlockWhenItsTimeIsUp)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.analysis.deltaSeconds = 30.0F;
     rig.prepare();
@@ -788,7 +783,7 @@ TEST(DeltaPeriod, TakesABlockWhenItsTimeIsUp)
 // No block reaches back beyond the first sample, yet the period ends.
 TEST(DeltaPeriod, OfATimeAxisFarFromZeroEndsAtTheFirstSampleWithoutABlock)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.analysis.deltaSeconds = 20.0F;
     rig.prepare();
@@ -808,7 +803,7 @@ TEST(DeltaPeriod, OfATimeAxisFarFromZeroEndsAtTheFirstSampleWithoutABlock)
 TEST(DeltaPeriod, TakesNoBlockUpToHalfABlock)
 {
     for (const std::int64_t at : {8, 9}) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         askForDelta(rig);
         rig.analysis.deltaSeconds = static_cast<float>(at) - 0.5F;
         rig.prepare();
@@ -823,7 +818,7 @@ TEST(DeltaPeriod, TakesNoBlockUpToHalfABlock)
 TEST(DeltaPeriod, IsASumInFloatAndComparedInDouble)
 {
     const auto ends = [](float minutes, float seconds, double time) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         askForDelta(rig);
         rig.analysis.deltaMinutes = minutes;
         rig.analysis.deltaSeconds = seconds;
@@ -841,7 +836,7 @@ TEST(DeltaPeriod, IsASumInFloatAndComparedInDouble)
 // From 0 at the start the first block with more than a step ends a period.
 TEST(DeltaPeriod, EndsWhenTheBlocksBinnedValueHasMovedByMoreThanAStep)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.analysis.deltaOnTime = 0;
     rig.analysis.deltaOnBinChange = 1;
@@ -854,7 +849,7 @@ TEST(DeltaPeriod, EndsWhenTheBlocksBinnedValueHasMovedByMoreThanAStep)
 
 TEST(DeltaPeriod, GoesOnWhenTheBinnedValueHasMovedByExactlyAStep)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.analysis.deltaOnTime = 0;
     rig.analysis.deltaOnBinChange = 1;
@@ -863,7 +858,7 @@ TEST(DeltaPeriod, GoesOnWhenTheBinnedValueHasMovedByExactlyAStep)
     const auto step = static_cast<double>(0.1F);
     EXPECT_THAT(rig.run(20, [=](auto) { return AngleSample{.bin = step}; }), IsEmpty());
     EXPECT_EQ(rig.analyzer.blockBinValue(), step);
-    AnalyzerRig<0> falling;
+    AnalyzerRig falling;
     askForDelta(falling);
     falling.analysis.deltaOnTime = 0;
     falling.analysis.deltaOnBinChange = 1;
@@ -876,7 +871,7 @@ TEST(DeltaPeriod, GoesOnWhenTheBinnedValueHasMovedByExactlyAStep)
 // The value of a block that a bin asked for counts too: here at sample 12, between 9 and 25.
 TEST(DeltaPeriod, MayEndAtABlockOfABin)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     askForBins(rig, HARMOTRACK_BLOCK_AT_CROSSING);
     rig.analysis.deltaOnTime = 0;
@@ -896,7 +891,7 @@ TEST(DeltaPeriod, MayEndAtABlockOfABin)
 // Values between blocks do not count.
 TEST(DeltaPeriod, FollowsTheBinnedValueAtBlocksAlone)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.analysis.deltaOnTime = 0;
     rig.analysis.deltaOnBinChange = 1;
@@ -909,7 +904,7 @@ TEST(DeltaPeriod, FollowsTheBinnedValueAtBlocksAlone)
 // The blocks stay 16 apart, and the one after the release overwrites the mean.
 TEST(DeltaPeriod, RestartsTheMeanButNotTheSpacing)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     askForDelta(rig);
     rig.analysis.deltaSeconds = 30.0F;
     rig.prepare();
