@@ -41,8 +41,9 @@ struct HarmonicRecord {
 /// A sample on its way to a result, file by file:
 ///
 ///     calculate.cpp       the walk: speed, bin (binning.h), turns, then each block step in turn
-///     order_path.cpp      updateOrderRow, orderBinStep, deltaStep: is a block due, and for whom?
+///     order_path.cpp      updateOrderRow, orderBinStep: is a block due, and for whom?
 ///     time_path.cpp       timeBinStep: the same for frequency spectra
+///     delta_path.cpp      deltaStep: the same for means over a period
 ///     block_transform.h   ring, window, FFT, one or two spectra
 ///     harmonics.cpp       complex harmonics and the overall level
 ///     waterfall.h, harmonic_table.h
@@ -193,6 +194,11 @@ private:
     // order_path.cpp. `pos` is the running number of the current sample, `idx` its slot.
     void updateOrderRow(std::int64_t pos, std::int32_t idx);
     void orderBinStep(std::int64_t pos, std::int32_t idx);
+    void computeOrderSpectrum(std::int64_t position, std::int32_t start, bool removeMean);
+    void startPhases(std::int64_t position);
+    void storeOrderBlock(std::int64_t position, double shaftAngle, std::int32_t bin);
+
+    // delta_path.cpp
     void deltaStep(std::int64_t pos, std::int32_t idx);
     void addDeltaBlock(std::int64_t pos, std::int32_t idx);
     void addDeltaSpectrum(double shaftAngle, SpectrumView spectrum, HarmonicValues& mean) const;
@@ -201,9 +207,6 @@ private:
                            SpectrumView spectrum,
                            HarmonicValues& mean) const;
     void releaseDelta(double time);
-    void computeOrderSpectrum(std::int64_t position, std::int32_t start, bool removeMean);
-    void startPhases(std::int64_t position);
-    void storeOrderBlock(std::int64_t position, double shaftAngle, std::int32_t bin);
 
     // time_path.cpp
     void timeBinStep(std::int32_t idx);

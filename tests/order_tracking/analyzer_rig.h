@@ -21,6 +21,14 @@ struct AngleSample {
     double time = 0.0;       ///< seconds
 };
 
+/// Sample i with the value i everywhere, so that line 0 of a rectangular block tells where it
+/// began: at its value less 7.5.
+inline AngleSample numbered(std::int64_t i, double bin = 1300.0)
+{
+    const auto x = static_cast<double>(i);
+    return {.a = x, .b = -x, .bin = bin, .time = x};
+}
+
 /// What a result announces, in words: the names of its flags, then "bin 3" if one was stored, then
 /// "more" if the call ended early. An empty text is a call that consumed all and found nothing.
 inline std::string announced(const CalculationResult& result)
@@ -58,6 +66,14 @@ struct Event {
 inline std::ostream& operator<<(std::ostream& out, const Event& event)
 {
     return out << event.processed << ": " << event.what;
+}
+
+/// The samples at which something was announced.
+inline std::vector<std::int64_t> positions(const std::vector<Event>& events)
+{
+    std::vector<std::int64_t> list;
+    for (const Event& event : events) list.push_back(event.processed - 1);
+    return list;
 }
 
 /// A small host with one analyzer. Its setups start with
