@@ -59,7 +59,7 @@ const CalculationResult& OrderAnalyzer::calculate()
 std::int32_t OrderAnalyzer::samplesWithinTimeBlocks(std::int32_t idx, std::int32_t pending) const
 {
     const double limit =
-        static_cast<double>(timeRing_.written) / rate() - timeFFT_.blockDuration * 0.5;
+        static_cast<double>(timeRing_.written) / rateHz() - timeFFT_.blockDuration * 0.5;
     for (std::int32_t count = 0; count < pending; ++count) {
         if (resampled_.time[idx] > limit) return count;
         idx = wrap(idx + 1, resampled_.size);

@@ -168,7 +168,7 @@ private:
     // sizes.cpp
     [[nodiscard]] std::int32_t limited(double blockSamples) const;
 
-    [[nodiscard]] double rate() const { return sampleRate_ / rateDivider_; }
+    [[nodiscard]] double rateHz() const { return sampleRate_ / rateDivider_; }
 
     // initiate.cpp
     [[nodiscard]] bool wantsOrderPath() const;
@@ -195,7 +195,7 @@ private:
     void updateOrderRow(std::int64_t pos, std::int32_t idx);
     void orderBinStep(std::int64_t pos, std::int32_t idx);
     void computeOrderSpectrum(std::int64_t position, std::int32_t start, bool removeMean);
-    void startPhases(std::int64_t position);
+    void setStartPhases(std::int64_t position);
     void storeOrderBlock(std::int64_t position, double shaftAngle, std::int32_t bin);
 
     // delta_path.cpp
@@ -210,8 +210,8 @@ private:
 
     // time_path.cpp
     void timeBinStep(std::int32_t idx);
-    void takeTimeBlock(double time, std::int32_t bin);
-    [[nodiscard]] std::int32_t timeToIndex(double time, double rateHz) const;
+    void takeTimeBlock(double start, std::int32_t bin);
+    [[nodiscard]] std::int32_t timeToIndex(double time) const;
     void computeTimeSpectrum(std::int32_t index);
     void storeTimeBlock(std::int32_t bin);
 

@@ -77,11 +77,11 @@ void OrderAnalyzer::computeOrderSpectrum(std::int64_t position, std::int32_t sta
         // The second signal is weighted as one-sided whatever the flag.
         if (twoSignals()) orderWeighting_.applyAtSpeed(orderSpectrumB_, rpm, false);
     }
-    startPhases(position);
+    setStartPhases(position);
 }
 
 /// The first block of a run, whoever took it, sets the phase from which fractional orders count.
-void OrderAnalyzer::startPhases(std::int64_t position)
+void OrderAnalyzer::setStartPhases(std::int64_t position)
 {
     for (HarmonicRecord& harmonic : harmonics_) {
         if (harmonic.startPosition != -1) continue;

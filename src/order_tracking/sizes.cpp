@@ -25,18 +25,18 @@ double samplesPerRevolution(const OrderSetup& setup)
 
 /// Samples of an order block before its limit: whole revolutions, at least one. Like all sizes
 /// before their limit a double, since no 32 bits hold what a fine resolution may ask for.
-double orderBlock(const OrderSetup& setup)
+double orderBlockSamples(const OrderSetup& setup)
 {
     const float revolutions = std::max(1.0F, std::round(1.0F / setup.orderResolution));
     return samplesPerRevolution(setup) * static_cast<double>(revolutions);
 }
 
 /// Samples of a time block before its limit, when the speed ceiling decides.
-double timeBlock(const OrderSetup& order, double topFrequencyHz, double rateHz)
+double timeBlockSamples(const OrderSetup& order, double topFrequencyHz, double rateHz)
 {
     const double ratio = std::round(rateHz / topFrequencyHz / samplesPerRevolution(order));
-    if (ratio < 1.0) return orderBlock(order);
-    return std::round(powerOfTwoBelow(ratio * orderBlock(order) * 2));
+    if (ratio < 1.0) return orderBlockSamples(order);
+    return std::round(powerOfTwoBelow(ratio * orderBlockSamples(order) * 2));
 }
 
 } // namespace
@@ -57,7 +57,7 @@ void OrderAnalyzer::update()
     const float bins =
         std::trunc((binningSetup_->maxValue - binningSetup_->minValue) / binningSetup_->step);
     binCount_ = std::max(toInt32(static_cast<double>(bins) + 1.0), 1);
-    orderFFTSize_ = limited(orderBlock(*orderSetup_));
+    orderFFTSize_ = limited(orderBlockSamples(*orderSetup_));
     timeFFT_ = getTimeFFTSetup(analysisSetup_->fixedTimeLines, sampleRate_, rateDivider_);
 
     const float advance = 1.0F - analysisSetup_->overlapPercent / 100.0F;
@@ -74,9 +74,9 @@ TimeFFTSetup OrderAnalyzer::getTimeFFTSetup(std::uint8_t /*unused*/,
     const auto topFrequencyHz = static_cast<double>(analysis.maxRpm / 60.0F);
 
     TimeFFTSetup setup{};
-    setup.size =
-        limited(analysis.fixedTimeLines != 0 ? 2.0 * analysis.timeLines
-                                             : timeBlock(*orderSetup_, topFrequencyHz, rateHz));
+    setup.size = limited(analysis.fixedTimeLines != 0
+                             ? 2.0 * analysis.timeLines
+                             : timeBlockSamples(*orderSetup_, topFrequencyHz, rateHz));
     setup.resolution = rateHz / setup.size;
     setup.blockDuration = 1.0 / setup.resolution;
     return setup;

@@ -35,7 +35,7 @@ void OrderAnalyzer::timeBinStep(std::int32_t idx)
 /// beginning.
 void OrderAnalyzer::takeTimeBlock(double start, std::int32_t bin)
 {
-    const std::int32_t index = timeToIndex(start, rate());
+    const std::int32_t index = timeToIndex(start);
     if (index < 0) return;
     computeTimeSpectrum(index);
     storeTimeBlock(bin);
@@ -43,12 +43,12 @@ void OrderAnalyzer::takeTimeBlock(double start, std::int32_t bin)
 
 /// Slot of the equal-time ring at `time` seconds; -1 when that sample is older than the ring's
 /// content. A time beyond the newest sample is not recognised: the walk holds such samples back.
-std::int32_t OrderAnalyzer::timeToIndex(double time, double rateHz) const
+std::int32_t OrderAnalyzer::timeToIndex(double time) const
 {
     const double earliest =
-        std::max(0.0, static_cast<double>(timeRing_.written - timeRing_.size) / rateHz);
+        std::max(0.0, static_cast<double>(timeRing_.written - timeRing_.size) / rateHz());
     if (earliest > time) return -1;
-    const std::int64_t sample = KorLib::Dsp::toInt64(std::round(time * rateHz));
+    const std::int64_t sample = KorLib::Dsp::toInt64(std::round(time * rateHz()));
     return wrap(timeRing_.writeIndex - difference32(timeRing_.written, sample), timeRing_.size);
 }
 
