@@ -3,7 +3,7 @@
 namespace Velmora::Kernels {
 namespace {
 
-constexpr bool isSet(std::uint64_t word, unsigned bit)
+constexpr bool isSet(std::uint32_t word, unsigned bit)
 {
     return ((word >> bit) & 1U) != 0;
 }
@@ -18,13 +18,6 @@ bool hasSse41(const ProcessorInfo& processor)
     return isSet(processor.leaf1Ecx, 19);
 }
 
-bool hasAvx(const ProcessorInfo& processor)
-{
-    const bool osxsave = isSet(processor.leaf1Ecx, 27);
-    const bool registersAreSaved = isSet(processor.xcr0, 1) && isSet(processor.xcr0, 2);
-    return osxsave && registersAreSaved && isSet(processor.leaf1Ecx, 28);
-}
-
 bool hasAvx2AndFma(const ProcessorInfo& processor)
 {
     return isSet(processor.leaf7Ebx, 5) && isSet(processor.leaf1Ecx, 12);
@@ -34,7 +27,7 @@ bool hasAvx2AndFma(const ProcessorInfo& processor)
 
 KernelVariant bestVariant(const ProcessorInfo& processor)
 {
-    if (hasAvx(processor))
+    if (Platform::hasUsableAvx(processor.leaf1Ecx, processor.xcr0))
         return hasAvx2AndFma(processor) ? KernelVariant::Avx2Fma3 : KernelVariant::Avx;
     if (hasSse2(processor)) return hasSse41(processor) ? KernelVariant::Sse41 : KernelVariant::Sse2;
     return KernelVariant::Std;

@@ -67,8 +67,7 @@ ProcessorInfo::ProcessorInfo(Cpuid cpuid, Xgetbv xgetbv)
     }
     if (lastExtended >= kExtended + 4) brand = brandOf(extendedLeaves);
 
-    constexpr std::uint32_t osxsave = 1U << 27U;
-    if ((leaf1Ecx & osxsave) != 0) xcr0 = xgetbv(0);
+    if (Platform::hasXgetbv(leaf1Ecx)) xcr0 = xgetbv(0);
 }
 
 const ProcessorInfo& processorInfo()
