@@ -207,7 +207,7 @@ def waterfall(
     """
     name = analysis.channel(channel)
     values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
-    measured = np.flatnonzero(analysis.order_blocks.values > 0)
+    measured = np.flatnonzero(analysis.measured)
     if measured.size == 0:
         raise HarmotrackError("There is no spectrum to be drawn: no speed was measured.")
     chosen = measured[np.unique(np.linspace(0, measured.size - 1, lines).round().astype(int))]

@@ -10,6 +10,7 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
+from harmotrack.amplitudes import LEAST_COHERENCE
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report import sections
 from harmotrack.report.bundle import asset, bundle
@@ -96,8 +97,9 @@ def _description(
         "orders": analysis.order_map["order"].values,
         "frequencies": analysis.frequency_map["frequency"].values,
         "harmonicOrders": orders,
-        "harmonicsReal": harmonics.values.real,
-        "harmonicsImaginary": harmonics.values.imag,
+        "amplitudes": analysis.order_amplitudes.values,
+        "phases": np.degrees(np.angle(harmonics.values.astype(np.complex128))),
+        "coherence": analysis.coherence.values,
         "slices": analysis.order_slices.values,
         "overall": analysis.overall.values,
         "profileTime": time,
@@ -110,6 +112,7 @@ def _description(
         "convention": sections.CONVENTIONS[analysis.order_map.attrs["amplitude"]],
         "orderResolution": float(analysis.order_map.attrs["resolution"]),
         "hasPhase": [_shows_phase(analysis, float(order)) for order in orders],
+        "leastCoherence": LEAST_COHERENCE,
         "shownCuts": _first_cuts(analysis),
         "start": _start(analysis, findings),
         "arrays": {name: encode_array(values) for name, values in arrays.items()},
@@ -151,9 +154,9 @@ def _start(analysis: OrderAnalysis, findings: Findings) -> dict[str, float]:
 
 def _first_cuts(analysis: OrderAnalysis) -> list[int]:
     """The extracted orders that stand out of the noise of a channel at any speed, or all."""
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     least = noise_floor(analysis)[:, None, measured] * 10 ** (LEAST_ABOVE_FLOOR_DB / 20)
-    above = np.abs(analysis.harmonics.values[:, :, measured]) > least
+    above = analysis.order_amplitudes.values[:, :, measured] > least
     seen = np.flatnonzero(above.sum(axis=2).max(axis=0, initial=0) >= 3)
     chosen = seen if seen.size else np.arange(analysis.harmonics.sizes["harmonic"])
     return [int(index) for index in chosen[:MOST_FIRST_CUTS]]

@@ -19,7 +19,9 @@ function fill(context, table) {
   const head = ["Speed, rpm"];
   for (const cut of cuts) {
     head.push(named(`Order ${number(cut.order, 6)}`, unit));
-    if (cut.hasPhase) head.push(`Phase of ${number(cut.order, 6)}, °`);
+    if (cut.hasPhase) {
+      head.push(`Phase of ${number(cut.order, 6)}, °`, `Coherence of ${number(cut.order, 6)}`);
+    }
   }
   head.push(named("Overall", `${unit} rms`.trim()));
   const rows = [];
@@ -28,7 +30,10 @@ function fill(context, table) {
     const cells = [results.speed[row]];
     for (const cut of cuts) {
       cells.push(results.amplitude(channel, cut.harmonic, row));
-      if (cut.hasPhase) cells.push(results.phase(channel, cut.harmonic, row));
+      if (cut.hasPhase) {
+        cells.push(results.phase(channel, cut.harmonic, row));
+        cells.push(results.coherence(channel, cut.harmonic, row));
+      }
     }
     cells.push(results.overall(channel, row));
     rows.push(cells);
