@@ -63,8 +63,8 @@ def steady_machine(told_rpm: float = 1501.0) -> OrderAnalysis:
     return analyze(recording, speed, highest_order=10.0, phase_mode="shaft")
 
 
-# A Hanning window reads 0.9996 of a sine half a line off, and a slip moves the order by a few tenths
-# of a line more.
+# A Hanning window reads 0.9996 of a sine half a line off, and a slip moves the order by a few
+# tenths of a line more.
 def test_an_order_between_two_lines_reads_its_amplitude() -> None:
     found = bearing()
 

@@ -33,7 +33,10 @@ def mesh_of(axes: Axes) -> QuadMesh:
         ("mm/s", {}, "Amplitude, peak, dB re 1 mm/s"),
         ("mm/s", {"db": False}, "Amplitude in mm/s, peak"),
         ("mm/s", {"reference": 1e-6}, "Amplitude, peak, dB re 1e-06 mm/s"),
-        ("Pa", {}, "Amplitude, peak, dB re 20 µPa"),
+        ("Pa", {}, "Amplitude, RMS, dB re 20 µPa"),
+        ("mPa", {}, "Amplitude, RMS, dB re 20 µPa"),
+        ("Pa", {"db": False}, "Amplitude in Pa, peak"),
+        ("Pa", {"reference": 1.0}, "Amplitude, peak, dB re 1 Pa"),
     ],
 )
 def test_colour_bars_name_convention_unit_and_reference(

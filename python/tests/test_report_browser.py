@@ -412,6 +412,22 @@ def test_a_linear_scale_shows_amplitudes(opened: Open, example: OrderAnalysis) -
     assert report.pixels("#order-map canvas") != colours
 
 
+# Levels of pressures are those of RMS, here of peak amplitudes: 0 dB is 20 sqrt(2) µPa of them.
+def test_sound_pressures_are_shown_by_their_rms(opened: Open) -> None:
+    made = machine.analysis(units=["mPa", "mPa"])
+    report = opened(made)
+
+    assert report.text("#colour-label") == "dB re 20 µPa, RMS"
+    values = made.order_map.values[0, _row(made, report)]
+    np.testing.assert_allclose(
+        report.plot("order-spectrum")[1],
+        20.0 * np.log10(values / (0.02 * np.sqrt(2.0))),
+        atol=HUNDREDTH_DB,
+    )
+    levels = 20.0 * np.log10(made.overall.values[0].astype(float) / 0.02)
+    np.testing.assert_allclose(report.plot("overall")[1], levels, atol=1e-9)
+
+
 def test_another_channel_shows_its_own_results(opened: Open, example: OrderAnalysis) -> None:
     report = opened(example)
 

@@ -43,7 +43,9 @@ def order_map(
     Parameters
     ----------
     db, reference
-        Levels over a reference in the channel's unit (20 µPa for Pa, else 1), or amplitudes.
+        Levels over a reference in the channel's unit, or amplitudes. By default levels of pressures
+        are those of their RMS re 20 µPa, whatever the convention of the amplitudes; of other units
+        they are re 1.
     highest_order
         Up to which is drawn.
     colours, limits

@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING, Any
 import matplotlib.pyplot as plt
 import numpy as np
 
+from harmotrack.decibels import CONVENTIONS, Decibels, decibels
 from harmotrack.settings import check_number
 
 if TYPE_CHECKING:
@@ -18,22 +19,16 @@ COLOURS = "viridis"  #: of equal steps to the eye, in print and to the colour-bl
 UNMEASURED = "0.85"
 DECIBELS_SHOWN = 60.0
 
-_CONVENTIONS = {"peak": "peak", "rms": "RMS", "peak-to-peak": "peak-to-peak"}
-_REFERENCES = {"Pa": (20e-6, "20 µPa")}
-
 
 @dataclass(frozen=True)
 class Scale:
-    """How amplitudes are drawn: linearly, or in dB over a reference in their own unit."""
+    """How amplitudes are drawn: linearly, or in dB over a reference in their own unit, by default
+    that of decibels()."""
 
     amplitude: str
     unit: str
     db: bool
     reference: float | None = None
-
-    def __post_init__(self) -> None:
-        if self.reference is not None:
-            check_number("dB reference", self.reference, 1e-300, 1e300)
 
     @property
     def label(self) -> str:
@@ -41,24 +36,21 @@ class Scale:
 
     def labelled(self, quantity: str) -> str:
         """What stands at an axis: quantity, convention, and unit or dB reference."""
-        convention = _CONVENTIONS[self.amplitude]
-        if not self.db:
-            unit = f" in {self.unit}" if self.unit else ""
-            return f"{quantity}{unit}, {convention}"
-        value, words = self._reference()
-        return f"{quantity}, {convention}, dB re {words or f'{value:g} {self.unit}'.strip()}"
+        if self.db:
+            return f"{quantity}, {self._decibels.words}"
+        unit = f" in {self.unit}" if self.unit else ""
+        return f"{quantity}{unit}, {CONVENTIONS[self.amplitude]}"
 
     def of(self, amplitudes: NDArray[Any]) -> NDArray[np.float64]:
         values = np.asarray(amplitudes, dtype=np.float64)
         if not self.db:
             return values
         with np.errstate(divide="ignore"):
-            return np.asarray(20.0 * np.log10(values / self._reference()[0]))
+            return np.asarray(20.0 * np.log10(values / self._decibels.zero))
 
-    def _reference(self) -> tuple[float, str]:
-        if self.reference is not None:
-            return self.reference, ""
-        return _REFERENCES.get(self.unit, (1.0, ""))
+    @property
+    def _decibels(self) -> Decibels:
+        return decibels(self.unit, self.amplitude, self.reference)
 
 
 def axes_or_new(axes: Axes | None, size: tuple[float, float], **projection: Any) -> Axes:

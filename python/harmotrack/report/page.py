@@ -11,11 +11,12 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 
 from harmotrack.amplitudes import LEAST_COHERENCE
+from harmotrack.decibels import CONVENTIONS, decibels
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report import sections
 from harmotrack.report.bundle import asset, bundle
 from harmotrack.report.findings import Findings, find
-from harmotrack.report.levels import decibel_reference, encode_array, encode_levels
+from harmotrack.report.levels import encode_array, encode_levels
 from harmotrack.report.resonances import LEAST_ABOVE_FLOOR_DB, noise_floor
 
 if TYPE_CHECKING:
@@ -109,7 +110,7 @@ def _description(
         arrays["directionalOrders"] = analysis.directional["directional_order"].values
     return {
         "channels": [_channel(analysis, findings, name) for name in analysis.channels],
-        "convention": sections.CONVENTIONS[analysis.order_map.attrs["amplitude"]],
+        "convention": CONVENTIONS[analysis.order_map.attrs["amplitude"]],
         "orderResolution": float(analysis.order_map.attrs["resolution"]),
         "hasPhase": [_shows_phase(analysis, float(order)) for order in orders],
         "leastCoherence": LEAST_COHERENCE,
@@ -132,12 +133,14 @@ def _shows_phase(analysis: OrderAnalysis, order: float) -> bool:
 
 def _channel(analysis: OrderAnalysis, findings: Findings, name: str) -> dict[str, Any]:
     unit = analysis.unit(name)
-    reference, words = decibel_reference(unit)
+    levels = decibels(unit, analysis.order_map.attrs["amplitude"])
     return {
         "name": name,
         "unit": unit,
-        "reference": words,
-        "referenceLevel": 20.0 * float(np.log10(reference)),
+        "reference": levels.reference,
+        "referenceLevel": 20.0 * float(np.log10(levels.zero)),
+        "levelConvention": levels.convention,
+        "overallReferenceLevel": 20.0 * float(np.log10(decibels(unit, "rms").zero)),
         "orderSummary": sections.order_map_summary(analysis, findings, name),
         "frequencySummary": sections.frequency_map_summary(analysis, name),
     }

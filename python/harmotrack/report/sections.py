@@ -10,6 +10,7 @@ from itertools import groupby
 import numpy as np
 
 from harmotrack.amplitudes import LEAST_COHERENCE
+from harmotrack.decibels import CONVENTIONS
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report.findings import (
     Dominance,
@@ -23,8 +24,6 @@ from harmotrack.report.findings import (
     speeds,
 )
 from harmotrack.report.resonances import Resonance
-
-CONVENTIONS = {"peak": "peak", "rms": "RMS", "peak-to-peak": "peak-to-peak"}
 
 #: Repairs beyond this number are only counted.
 MOST_REPAIRS = 200
@@ -327,8 +326,9 @@ def phase_note(analysis: OrderAnalysis) -> str:
     else:
         against = "without a mark on the shaft, from the start of the recording"
     return escape(
-        f"Phases of whole orders, as {reference}, {against}; a fall is a later answer. They are left "
-        f"out where their coherence, complex mean over amplitude, is below {LEAST_COHERENCE:g}."
+        f"Phases of whole orders, as {reference}, {against}; a fall is a later answer. They are "
+        "left out where their coherence, complex mean over amplitude, is below "
+        f"{LEAST_COHERENCE:g}."
     )
 
 
