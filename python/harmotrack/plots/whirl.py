@@ -10,7 +10,7 @@ import numpy as np
 from harmotrack.errors import HarmotrackError
 from harmotrack.plots.curves import extracted
 from harmotrack.plots.maps import draw_map
-from harmotrack.plots.style import COLOURS, Scale, axes_or_new, order_name, titled
+from harmotrack.plots.style import COLOURS, Scale, axes_or_new, order_name, plain, titled
 
 if TYPE_CHECKING:
     import xarray as xr
@@ -122,7 +122,7 @@ def orbit(
 
 
 def _with_unit(name: str, unit: str) -> str:
-    return f"{name} in {unit}" if unit else name
+    return plain(f"{name} in {unit}" if unit else name)
 
 
 def _rows(x: xr.Dataset, y: xr.Dataset, speeds: Iterable[float] | None) -> list[int]:

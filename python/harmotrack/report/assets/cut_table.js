@@ -26,7 +26,8 @@ function fill(context, table) {
   head.push(named("Overall", `${unit} rms`.trim()));
   const rows = [];
   for (let row = 0; row < results.speed.length; row += 1) {
-    if (Number.isNaN(results.overall(channel, row))) continue;
+    if (!context.maps.order.isMeasured(row) && Number.isNaN(results.overall(channel, row)))
+      continue;
     const cells = [results.speed[row]];
     for (const cut of cuts) {
       cells.push(results.amplitude(channel, cut.harmonic, row));
