@@ -27,7 +27,10 @@ LEAST_COHERENCE: float = _native.LEAST_COHERENCE
 
 _AXES = ("channel", "harmonic", "speed")
 _ON_A_LINE = 0.01  #: of a line's distance
-_LEAST_ABOVE_NOISE = 4.0  #: of the median line, for an order whose phase is looked at
+#: An order whose phase is looked at stands above the median line by this factor, and is no less
+#: than that share of the strongest line.
+_LEAST_ABOVE_NOISE = 4.0
+_LEAST_SHARE = 1e-3
 _MOST_REVOLUTIONS = 1000  #: of a block
 
 
@@ -128,9 +131,12 @@ def _unsteady(analysis: OrderAnalysis, order: float) -> list[str]:
     advice = _advice(analysis)
     for channel in analysis.channels:
         chosen = {"channel": channel, "harmonic": order}
-        noise = np.median(analysis.order_map.sel(channel=channel).values, axis=1)
+        lines = analysis.order_map.sel(channel=channel).values
+        least = np.maximum(
+            _LEAST_ABOVE_NOISE * np.median(lines, axis=1), _LEAST_SHARE * lines.max(axis=1)
+        )
         amplitudes = analysis.order_amplitudes.sel(chosen).values
-        seen = amplitudes > _LEAST_ABOVE_NOISE * noise
+        seen = amplitudes > least
         low = seen & (analysis.coherence.sel(chosen).values < LEAST_COHERENCE)
         if 2 * low.sum() > seen.sum():
             remarks.append(

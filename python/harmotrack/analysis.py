@@ -404,6 +404,22 @@ def _tell(passes: Sequence[OrderAnalysis], remarks: Iterable[str]) -> None:
         one.dataset.attrs["remarks"] = "\n".join(dict.fromkeys([*remarks, *of_phases]))
 
 
+def movement_of(pass_number: int, settings: AnalysisSettings) -> str:
+    """Of the speed, that a pass holds: that of its direction, if passes are together."""
+    if pass_number == 0 and settings.direction in choices.MOVEMENTS:
+        return settings.direction
+    return choices.MOVEMENTS[pass_number]
+
+
+def _first_movement(rpm: NDArray[np.float64], step: float | None) -> str:
+    """Which way the speed first left its beginning by a step."""
+    away = rpm - rpm[0] if rpm.size else rpm
+    left = np.flatnonzero(np.abs(away) >= (step or 0.0))
+    if left.size == 0:
+        return "both"
+    return "rising" if away[left[0]] > 0.0 else "falling"
+
+
 def _speeds_at(
     seconds: NDArray[np.float64] | None, results: _native.Results
 ) -> NDArray[np.float64]:
@@ -432,10 +448,13 @@ def _of_pass(
             "directional": first.directional,
             "directional_pair": directional_pair,
         }
-    movement = choices.MOVEMENTS[first.pass_number]
-    if movement != "both":
-        about = {**about, "settings": replace(about["settings"], direction=movement)}
-    orders = about["settings"].harmonics or ()
+    settings = about["settings"]
+    movement = movement_of(first.pass_number, settings)
+    if first.pass_number != 0:
+        about = {**about, "settings": replace(settings, direction=movement)}
+    elif settings.direction == "automatic":
+        movement = _first_movement(first.speed_rpm, settings.step_rpm)
+    orders = settings.harmonics or ()
     harmonics = np.array(of_all("harmonics"), dtype=np.complex64)
     return OrderAnalysis.from_arrays(
         speed=first.speed,

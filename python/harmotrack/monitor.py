@@ -9,10 +9,10 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 
 from harmotrack.amplitudes import band_amplitudes, coherence_of
-from harmotrack.analysis import RunResults, changed, labelled, native_settings, pair_of
+from harmotrack.analysis import RunResults, changed, labelled, movement_of, native_settings, pair_of
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
-from harmotrack.settings import MOVEMENTS, PASSES, AnalysisSettings, check_choice, check_number
+from harmotrack.settings import PASSES, AnalysisSettings, check_choice, check_number
 from harmotrack.speed import tachometer
 
 if TYPE_CHECKING:
@@ -54,7 +54,8 @@ class MonitorResult:
     overall
         RMS, with frequency_spectrum.
     movement
-        Of the speed, that the bin holds: "both", or "rising" or "falling" if passes are apart.
+        Of the speed, that the bin holds: "both", or "rising" or "falling" if passes are apart or
+        the direction is one of these.
     """
 
     channel: str
@@ -288,7 +289,7 @@ class Monitor:
                     block.directional if block.directional.size else None,
                     None if of_angles else block.frequency_spectrum,
                     None if of_angles else block.overall,
-                    MOVEMENTS[block.pass_number] if in_bin else "both",
+                    movement_of(block.pass_number, self.settings) if in_bin else "both",
                 )
 
     def _orders(self, block: _native.Block) -> tuple[_Floats, NDArray[np.complex64], _Floats]:

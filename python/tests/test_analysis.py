@@ -228,6 +228,34 @@ def test_rms_is_the_peak_by_the_root_of_two() -> None:
     )
 
 
+# 1500 rpm, and 1 % to and fro: one row that holds all blocks but those that filters begin with.
+@pytest.mark.parametrize("wobble", [0.0, 1e-5, 1e-3, 0.01])
+def test_a_steady_machine_has_one_row(wobble: float) -> None:
+    corners = [(float(k), 1500.0 * (1.0 + wobble * (-1) ** k)) for k in range(31)]
+    steady = turning.Machine(corners, [1.0] * (len(corners) - 1))
+
+    found = analyze(steady.recording(), steady.speed(), channels="x", harmonics=(2,))
+
+    assert list(found.order_map["speed"].values) == [1500.0]
+    assert found.order_blocks.item() > 70  # of 75 blocks of ten turns
+    assert found.order_amplitudes.item() == pytest.approx(1.0, rel=0.01)
+
+
+@pytest.mark.parametrize(
+    ("direction", "movement"),
+    [("both", "both"), ("rising", "rising"), ("falling", "falling"), ("automatic", "rising")],
+)
+def test_the_movement_is_that_of_the_direction(direction: str, movement: str) -> None:
+    machine = turning.up_and_down()
+
+    found = analyze(machine.recording(), machine.speed(), channels="x", direction=direction)
+
+    assert found.attrs["movement"] == movement
+    speeds = found.order_amplitudes.sel(harmonic=2.0).values[0, found.measured][5:-5]
+    truth = {"both": 1.5, "rising": 1.0, "falling": 2.0}[movement]
+    np.testing.assert_allclose(speeds, truth, rtol=0.02)
+
+
 def test_a_steady_machine_is_analysed_by_contiguous_blocks() -> None:
     steady = simulate_run_up(duration=6.0, rate=6400.0, start_rpm=3000.0, end_rpm=3001.0)
 

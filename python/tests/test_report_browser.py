@@ -856,3 +856,19 @@ def test_texts_and_lines_stand_out(opened: Open, example: OrderAnalysis, theme: 
             for one in (name, under)
         ]
         assert _contrast(*colours) >= least, f"{name} on {under}"
+
+
+# A steady machine has one row: its curves are points, and its cuts the orders out of the noise.
+def test_a_single_speed_is_shown_by_points(opened: Open) -> None:
+    made = machine.analysis(speeds=1)
+    report = opened(made)
+
+    assert report.cuts() == ["0.47", "1", "2", "24"]
+    assert report.plot("overall") == [[600.0], [pytest.approx(_db(made.overall.values[0, 0]))]]
+    painted = report.pixels("#overall canvas")
+    report.page.evaluate(
+        """() => window.plots.forEach((plot) =>
+           plot.setData(plot.data.map((one, k) => (k === 0 ? one : one.map(() => null)))))"""
+    )
+    report.settle()
+    assert report.pixels("#overall canvas") != painted

@@ -70,6 +70,17 @@ def test_without_a_mark_peaks_have_no_phase_and_the_damping_of_their_width() -> 
         assert one.damping == pytest.approx(machine.DAMPING, rel=0.25)
 
 
+# One row of the maps, and no word of passes, reversals and changes in a steady speed.
+def test_a_steady_machine_is_said_to_be_one() -> None:
+    times = np.linspace(0.0, 60.0, 1500)
+    steady = machine.analysis(speed_values=1500.0 + 0.3 * np.sin(times), speed_times=times)
+
+    limits = find(steady).limits
+
+    assert limits[0].startswith("The speed was steady, 1500 rpm: nothing is known of others")
+    assert not any("passes" in limit or "change of the speed" in limit for limit in limits)
+
+
 def test_noise_alone_has_no_resonance() -> None:
     generator = np.random.default_rng(2)
 

@@ -190,12 +190,20 @@ def _summary_of_pass(analysis: OrderAnalysis) -> dict[str, Any]:
     }
 
 
+def _range(lowest_rpm: float, highest_rpm: float) -> str:
+    from harmotrack.defaults import is_steady
+
+    if is_steady(lowest_rpm, highest_rpm):
+        return f"steady at {0.5 * (lowest_rpm + highest_rpm):.0f} rpm"
+    return f"{lowest_rpm:.0f} to {highest_rpm:.0f} rpm"
+
+
 def show_summary(analysis: OrderAnalysis, name: str = "") -> None:
     summary = _summary_of_pass(analysis)
     if name:
         print(f"{name}:")
     print(
-        f"{analysis.title}: {summary['lowest_rpm']:.0f} to {summary['highest_rpm']:.0f} rpm, "
+        f"{analysis.title}: {_range(summary['lowest_rpm'], summary['highest_rpm'])}, "
         f"speed from {summary['speed_source']}"
     )
     print(

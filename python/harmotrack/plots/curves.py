@@ -113,7 +113,8 @@ def _draw_orders(
         cut = extracted(analysis, name, float(order))
         values = cut["slice" if slices else "amplitude"].values
         label = f"{order_name(float(order))}{suffix}"
-        axes.plot(cut["speed"].values, scale.of(values), style, label=label)
+        speeds = cut["speed"].values
+        axes.plot(speeds, scale.of(values), style, label=label, marker=_marker(speeds))
     if slices:
         axes.legend(title=f"± {0.5 * analysis.order_slices.attrs['width']:g} orders")
     elif len(chosen) > 0:
@@ -157,7 +158,8 @@ def bode(
     above.set_ylabel(f"Phase in degrees,\n0: {reference} {mark}")
     above.grid(alpha=0.4)
     scale = Scale(analysis.harmonics.attrs["amplitude"], analysis.unit(name), db=False)
-    below.plot(cut["speed"].values, cut["amplitude"].values, color="tab:blue")
+    speeds = cut["speed"].values
+    below.plot(speeds, cut["amplitude"].values, color="tab:blue", marker=_marker(speeds))
     below.set_ylim(bottom=0.0)
     _over_speed(below, scale.label)
     titled(above, analysis.title, name, order_name(float(cut["harmonic"])))
@@ -170,13 +172,13 @@ def _draw_phases(axes: Axes, cut: xr.Dataset) -> None:
     speeds = cut["speed"].values
     phases = np.full(speeds.size, np.nan)
     phases[steady] = unwrapped_degrees(cut["phasor"].values[steady])
-    axes.plot(speeds, phases, color="tab:red", marker=None if steady.all() else ".")
+    marker = _marker(speeds) if steady.all() else "."
+    axes.plot(speeds, phases, color="tab:red", marker=marker)
     _phase_axis(axes, phases[steady])
     said = []
-    if steady.sum() > 1 and np.abs(np.diff(phases[steady])).max() < 90.0:
-        first, last = np.flatnonzero(steady)[[0, -1]]
-        turn = round(phases[last] - phases[first])
-        said.append(f"turns by {turn}° from {speeds[first]:.0f} to {speeds[last]:.0f} rpm")
+    if steady.all() and phases.size > 1 and np.abs(np.diff(phases)).max() < 90.0:
+        turn = round(phases[-1] - phases[0])
+        said.append(f"turns by {turn}° from {speeds[0]:.0f} to {speeds[-1]:.0f} rpm")
     if not steady.all():
         said.append(f"not steady at {np.sum(~steady)} of {steady.size} speeds: left out there")
     if not said:
@@ -283,7 +285,8 @@ def overall(
     axes = axes_or_new(axes, (8.0, 4.0))
     level = analysis.overall.sel(channel=name).dropna("speed")
     scale = Scale("rms", analysis.unit(name), db, reference)
-    axes.plot(level["speed"].values, scale.of(level.values), color="black")
+    speeds = level["speed"].values
+    axes.plot(speeds, scale.of(level.values), color="black", marker=_marker(speeds))
     _over_speed(axes, scale.labelled("Overall level"))
     titled(axes, analysis.title, name)
     return axes
@@ -325,6 +328,11 @@ def tracked(track: Track, *, axes: Axes | None = None) -> Axes:
     axes.grid(alpha=0.4)
     titled(axes, track.channel, track.summary)
     return axes
+
+
+def _marker(speeds: NDArray[np.float64]) -> str | None:
+    """A steady machine has one speed, and a line through one point is none."""
+    return "o" if speeds.size == 1 else None
 
 
 def _over_speed(axes: Axes, label: str) -> None:

@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
+from harmotrack.defaults import is_steady
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report.resonances import (
     LEAST_ABOVE_FLOOR_DB,
@@ -23,6 +24,8 @@ if TYPE_CHECKING:
 
 #: Stretches of fewer speeds than this belong to their neighbours.
 LEAST_STRETCH = 3
+#: A change of the speed within a block that blurs nothing: a tenth of a line at order 100.
+_STEADY_BLOCK_PERCENT = 0.01
 #: A whirl has a sense when one radius is larger than the other by this factor.
 LEAST_WHIRL_RATIO = 1.1
 
@@ -260,7 +263,7 @@ def _limits(analysis: OrderAnalysis, speed: SpeedQuality) -> tuple[str, ...]:
     return tuple(
         sentence
         for sentence in (
-            _range_limit(analysis),
+            _range_limit(analysis, speed),
             _empty_limit(analysis),
             _edge_limit(analysis),
             _axis_limit(analysis),
@@ -297,8 +300,16 @@ def span(from_rpm: float, to_rpm: float) -> str:
     return f"{speeds(from_rpm, to_rpm)} rpm"
 
 
+def over(from_rpm: float, to_rpm: float) -> str:
+    """As in "from 600 to 3000 rpm" or "at 1500 rpm"."""
+    text = span(from_rpm, to_rpm)
+    return f"from {text}" if " to " in text else f"at {text}"
+
+
 def speeds(from_rpm: float, to_rpm: float) -> str:
-    return f"{number(from_rpm)} to {number(to_rpm)}"
+    """One number of a stretch that has but one."""
+    first, last = number(from_rpm), number(to_rpm)
+    return first if first == last else f"{first} to {last}"
 
 
 def _measured_speeds(analysis: OrderAnalysis) -> Floats:
@@ -306,13 +317,18 @@ def _measured_speeds(analysis: OrderAnalysis) -> Floats:
     return speed[analysis.measured]
 
 
-def _range_limit(analysis: OrderAnalysis) -> str:
-    speed = _measured_speeds(analysis)
-    if speed.size == 0:
+def _range_limit(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
+    measured = _measured_speeds(analysis)
+    if measured.size == 0:
         return "No spectrum was measured at any speed, so nothing is known of the vibration."
+    if is_steady(speed.lowest_rpm, speed.highest_rpm):
+        return (
+            f"The speed was steady, {span(speed.lowest_rpm, speed.highest_rpm)}: nothing is known "
+            "of others, and resonances there remain unseen."
+        )
     return (
-        f"Nothing is known of speeds below {number(speed[0])} and above {number(speed[-1])} rpm; "
-        "resonances there remain unseen."
+        f"Nothing is known of speeds below {number(measured[0])} and above {number(measured[-1])} "
+        "rpm; resonances there remain unseen."
     )
 
 
@@ -408,6 +424,8 @@ def _smear_limit(analysis: OrderAnalysis) -> str:
     if turns == 0 or rpm.size <= turns:
         return ""
     change = 100.0 * np.abs(rpm[turns:] / np.maximum(rpm[:-turns], 1e-9) - 1.0)
+    if change.max() < _STEADY_BLOCK_PERCENT:
+        return ""
     return (
         f"A block of {turns} revolutions spans a change of the speed of "
         f"{number(float(np.median(change)), 2)} % typically and {number(float(change.max()), 2)} % "
@@ -452,7 +470,9 @@ def _repeat_limit(analysis: OrderAnalysis) -> str:
 
 
 def _pass_limit(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
-    if speed.reversals == 0 or analysis.attrs.get("direction", "both") != "both":
+    if speed.reversals == 0 or analysis.attrs.get("movement", "both") != "both":
+        return ""
+    if is_steady(speed.lowest_rpm, speed.highest_rpm):
         return ""
     return (
         "The speed rises and falls in this recording, and both passes share the rows of the maps: "

@@ -112,6 +112,7 @@ def _description(
         "channels": [_channel(analysis, findings, name) for name in analysis.channels],
         "convention": CONVENTIONS[analysis.order_map.attrs["amplitude"]],
         "orderResolution": float(analysis.order_map.attrs["resolution"]),
+        "speedStep": float(analysis.attrs.get("step_rpm", 1.0)),
         "hasPhase": [_shows_phase(analysis, float(order)) for order in orders],
         "leastCoherence": LEAST_COHERENCE,
         "shownCuts": _first_cuts(analysis),
@@ -156,11 +157,12 @@ def _start(analysis: OrderAnalysis, findings: Findings) -> dict[str, float]:
 
 
 def _first_cuts(analysis: OrderAnalysis) -> list[int]:
-    """The extracted orders that stand out of the noise of a channel at any speed, or all."""
+    """The extracted orders that stand out of the noise of a channel at some speeds, or all."""
     measured = analysis.measured
     least = noise_floor(analysis)[:, None, measured] * 10 ** (LEAST_ABOVE_FLOOR_DB / 20)
     above = analysis.order_amplitudes.values[:, :, measured] > least
-    seen = np.flatnonzero(above.sum(axis=2).max(axis=0, initial=0) >= 3)
+    enough = min(3, int(measured.sum()))
+    seen = np.flatnonzero(above.sum(axis=2).max(axis=0, initial=0) >= enough)
     chosen = seen if seen.size else np.arange(analysis.harmonics.sizes["harmonic"])
     return [int(index) for index in chosen[:MOST_FIRST_CUTS]]
 

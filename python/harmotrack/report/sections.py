@@ -20,6 +20,7 @@ from harmotrack.report.findings import (
     amount,
     first_line_beside_zero,
     number,
+    over,
     span,
     speeds,
 )
@@ -229,8 +230,7 @@ def order_map_summary(analysis: OrderAnalysis, found: Findings, channel: str) ->
     if not own:
         return "Nothing was measured."
     parts = [
-        f"order {number(one.order)} from {span(one.from_rpm, one.to_rpm)}"
-        for one in own[:MOST_SPOKEN]
+        f"order {number(one.order)} {over(one.from_rpm, one.to_rpm)}" for one in own[:MOST_SPOKEN]
     ]
     more = len(own) - MOST_SPOKEN
     parts += [f"in {more} more stretches other orders"] if more > 0 else []
@@ -261,7 +261,7 @@ def frequency_map_summary(analysis: OrderAnalysis, channel: str) -> str:
 def whirl_map_summary(found: Findings) -> str:
     sentences = []
     for order, group in groupby(found.whirl[:MOST_SPOKEN], key=lambda one: one.order):
-        parts = [f"{_SENSES[one.sense]} from {span(one.from_rpm, one.to_rpm)}" for one in group]
+        parts = [f"{_SENSES[one.sense]} {over(one.from_rpm, one.to_rpm)}" for one in group]
         sentences.append(f"Order {number(order)} whirls {_joined(parts)}.")
     return " ".join(sentences) or "No order stands out of the noise."
 
@@ -277,8 +277,7 @@ def _speed(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
     source = str(analysis.attrs.get("speed_source", "an unknown source"))
     texts = [
         f"Measured by: {source}.",
-        f"{speed.turns} values, one a revolution, from "
-        f"{span(speed.lowest_rpm, speed.highest_rpm)}.",
+        f"{speed.turns} values, one a revolution, {over(speed.lowest_rpm, speed.highest_rpm)}.",
         "There is a mark on the shaft."
         if analysis.attrs.get("has_mark", 1)
         else "There is no mark on the shaft.",

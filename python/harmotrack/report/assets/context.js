@@ -9,7 +9,7 @@ const HARMONIC_CURSORS = 10;
 export class Context {
   constructor(results) {
     this.results = results;
-    this.speedEdges = cellEdges(results.speed);
+    this.speedEdges = cellEdges(results.speed, results.speedStep);
     this.orderEdges = cellEdges(results.orders);
     this.frequencyEdges = cellEdges(results.frequencies);
     this.directionalEdges = results.directionalOrders && cellEdges(results.directionalOrders);
