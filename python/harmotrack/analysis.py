@@ -33,6 +33,7 @@ T = TypeVar("T")
 
 #: Up to as many of a signal become part of the results unasked.
 _MOST_ANGLES = 2_000_000
+_MOST_NAMES = 8  #: of channels, that a sentence names
 
 
 @overload
@@ -91,8 +92,9 @@ def analyze(
         "together": run-ups and coast-downs fall into the same speeds. "apart": each has results of
         its own, for a machine that answers differently to rising and to falling speed.
     channels
-        Names or numbers from 0; by default all that are sampled like the first one and neither
-        tacho nor speed.
+        Names or numbers from 0; by default all that are neither tacho nor speed and sampled
+        together: of several such groups the one with the most samples a second. ``remarks`` name
+        what was left out.
     directional
         Two channels from directions a quarter turn apart, x before y in the sense of rotation, as
         one motion in the plane.
@@ -124,10 +126,10 @@ def analyze(
     settings = changed(settings, changes)
     if speed is None:
         speed = find_speed(recording)
-    signals = _signals(recording, speed, channels, directional)
+    signals, left_out = _signals(recording, speed, channels, directional)
     pair = pair_of(directional, lambda which: recording[which].name)
     settings = resolved(settings, signals[0], speed, passes)
-    remarks = [*recording.notes, *speed.notes]
+    remarks = [*recording.notes, *speed.notes, *left_out]
     if angle_signal is None:
         angle_signal = _angles_are_few(settings, speed, remarks)
     runs = _plan(signals, pair, settings, passes, angle_signal)
@@ -182,9 +184,11 @@ def _signals(
     speed: Speed,
     channels: Iterable[str | int] | None,
     directional: tuple[str | int, str | int] | None,
-) -> list[Channel]:
+) -> tuple[list[Channel], list[str]]:
+    """With sentences on those that were left out unasked."""
+    left_out: list[str] = []
     if channels is None:
-        signals = default_signals(recording, speed)
+        signals, left_out = default_signals(recording, speed)
         for which in directional or ():
             if recording[which] not in signals:
                 signals.append(recording[which])
@@ -203,16 +207,46 @@ def _signals(
                 f"The channels {signals[0].name!r} ({_sampling(signals[0])}) and {channel.name!r} "
                 f"({_sampling(channel)}) are not sampled together: analyse them one by one."
             )
-    return signals
+    return signals, [sentence for sentence in left_out if sentence]
 
 
-def default_signals(recording: Recording, speed: Speed) -> list[Channel]:
-    """All channels sampled like the first one, but those that say the speed."""
-    says_speed = {speed.channel, *likely_speed_channels(recording)}
+def default_signals(recording: Recording, speed: Speed) -> tuple[list[Channel], list[str]]:
+    """The channels that are sampled together, but those that say the speed; and sentences on those
+    that were left out. Of several groups it is the one with the most samples a second."""
+    speeds = set(likely_speed_channels(recording)) - {speed.channel}
+    tachos: set[str] = set()
     if speed.channel is not None:
-        says_speed |= {guess.channel for guess in likely_tachos(recording)}
-    rest = [channel for channel in recording if channel.name not in says_speed]
-    return [channel for channel in rest if channel.sampled_with(rest[0])]
+        tachos = {guess.channel for guess in likely_tachos(recording)} - speeds - {speed.channel}
+    groups: dict[tuple[float, float, int], list[Channel]] = {}
+    for channel in recording:
+        if channel.name not in speeds | tachos | {speed.channel}:
+            groups.setdefault((channel.rate, channel.start, channel.size), []).append(channel)
+    if not groups:
+        return [], []
+    chosen = max(groups.values(), key=lambda group: group[0].rate * len(group))
+    others = [group for group in groups.values() if group is not chosen]
+    return chosen, [
+        _left_out(sorted(speeds), "which may hold a speed"),
+        _left_out(sorted(tachos), "which looks like a tacho"),
+        *(
+            _left_out(
+                [channel.name for channel in group],
+                f"of {_sampling(group[0])}, sampled otherwise than {chosen[0].name!r}",
+            )
+            for group in others
+        ),
+    ]
+
+
+def _left_out(names: Sequence[str], which: str) -> str:
+    """A sentence; empty if there are none."""
+    if not names:
+        return ""
+    listed = ", ".join(map(repr, names[:_MOST_NAMES]))
+    if len(names) > _MOST_NAMES:
+        listed += f" and {len(names) - _MOST_NAMES} more"
+    it = "it, name it" if len(names) == 1 else "them, name them"
+    return f"Left out: {listed}, {which}. To analyse {it} among the channels."
 
 
 def _sampling(channel: Channel) -> str:

@@ -319,6 +319,76 @@ def test_a_speed_channel_is_found_by_its_unit() -> None:
     assert result.attrs["phase_mode"] == "first-order"
 
 
+def with_more(*more: Channel) -> Recording:
+    """The signal x of the run-up and its tacho, behind other channels."""
+    recording = run_up().recording
+    return Recording((*more, recording["x"], recording["tacho"]), "machine")
+
+
+def square_wave(name: str, hertz: float) -> Channel:
+    times = run_up().recording["x"].times
+    return Channel(name, np.where((times * hertz) % 1.0 < 0.5, 5.0, 0.0), 6400.0)
+
+
+def test_a_slow_channel_in_front_does_not_decide_for_all() -> None:
+    slow = [Channel(name, np.full(12, 20.0), 1.0, "°C") for name in ("oil", "air")]
+
+    found = analyze(with_more(*slow), harmonics=(2,), highest_order=20)
+
+    assert found.channels == ("x",)
+    assert found.remarks == (
+        "Left out: 'oil', 'air', of 12 samples at 1 Hz from 0 s, sampled otherwise than 'x'. To "
+        "analyse them, name them among the channels.",
+    )
+
+
+def test_the_larger_group_of_channels_is_analysed() -> None:
+    alone = Channel("alone", np.sin(np.arange(76800.0)), 7000.0)
+    pair = [Channel(name, run_up().recording["x"].samples, 6400.0) for name in ("a", "b")]
+
+    found = analyze(with_more(alone, *pair), harmonics=(2,), highest_order=20)
+
+    assert found.channels == ("a", "b", "x")
+
+
+def test_remarks_name_a_second_tacho_and_a_second_speed_that_were_left_out() -> None:
+    n = Channel("n", np.linspace(600.0, 3600.0, 120), 10.0, "rpm")
+    recording = with_more(square_wave("gate", 20.0), n)
+
+    found = analyze(recording, Speed.from_tacho(recording["tacho"]), highest_order=20)
+
+    assert found.channels == ("x",)
+    first, second = found.remarks
+    assert first.startswith("Left out: 'n', which may hold a speed.")
+    assert second.startswith("Left out: 'gate', which looks like a tacho.")
+
+
+# A square wave of 20 Hz looks like a tacho, and nothing but its shape says so.
+def test_a_channel_that_says_speed_comes_before_a_guess_by_shape() -> None:
+    machine = run_up()
+    n = Channel("n", machine.rpm(np.arange(0.0, 12.0, 0.1)), 10.0, "rpm")
+    gate = square_wave("gate", 20.0)
+
+    assert find_speed(Recording((machine.recording["x"], gate, n))).channel == "n"
+    assert find_speed(Recording((machine.recording["x"], gate))).channel == "gate"
+    assert find_speed(with_more(gate, n)).channel == "tacho"
+
+
+# A pulse in 75 s is 0.8 rpm, and one in 50 s 1.2 rpm.
+def test_a_guess_that_no_machine_turns_at_is_none() -> None:
+    def switch(seconds: float) -> Recording:
+        times = np.arange(0.0, 12.0 * seconds, 0.1)
+        return Recording((Channel("valve", np.where(times % seconds < 5.0, 1.0, 0.0), 10.0),))
+
+    with pytest.raises(HarmotrackError, match="looks like a tacho or a speed"):
+        find_speed(switch(75.0))
+    assert find_speed(switch(50.0)).channel == "valve"
+    with pytest.raises(HarmotrackError, match="looks like a tacho or a speed"):
+        find_speed(Recording((Channel("n", np.full(100, 2e4), 10.0, "krpm"),)))
+    with pytest.raises(HarmotrackError, match="looks like a tacho or a speed"):
+        find_speed(switch(50.0), pulses_per_revolution=60.0)
+
+
 def x_only() -> Recording:
     return run_up().recording.select(["x"])
 
