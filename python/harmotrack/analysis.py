@@ -2,10 +2,10 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable, Iterable, Sequence
+from collections.abc import Callable, Iterable, Sequence, Sized
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass, replace
-from os import cpu_count
+from os import PathLike, cpu_count
 from pathlib import Path
 from typing import TYPE_CHECKING, Any, Literal, TypeVar, overload
 
@@ -14,11 +14,12 @@ import numpy as np
 import harmotrack
 from harmotrack import settings as choices
 from harmotrack.amplitudes import phase_remarks
+from harmotrack.checks import check_type
 from harmotrack.defaults import resolved
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
 from harmotrack.order_analysis import OrderAnalysis
-from harmotrack.recording import Channel, Recording, blocks_of
+from harmotrack.recording import RECORDING_OR_PATH, Channel, Recording, blocks_of
 from harmotrack.settings import AnalysisSettings, check_choice
 from harmotrack.speed import Speed
 from harmotrack.speed_finder import find_speed, likely_speed_channels, likely_tachos
@@ -126,8 +127,9 @@ def analyze(
     settings = changed(settings, changes)
     if speed is None:
         speed = find_speed(recording)
-    signals, left_out = _signals(recording, speed, channels, directional)
+    check_type("speed", speed, Speed, "a Speed, as Speed.from_tacho() makes it")
     pair = pair_of(directional, lambda which: recording[which].name)
+    signals, left_out = _signals(recording, speed, channels, pair)
     settings = resolved(settings, signals[0], speed, passes)
     remarks = [*recording.notes, *speed.notes, *left_out]
     if angle_signal is None:
@@ -161,6 +163,7 @@ def _angles_are_few(settings: AnalysisSettings, speed: Speed, remarks: list[str]
 
 
 def _read(recording: Recording | str | Path) -> Recording:
+    check_type("recording", recording, (Recording, str, PathLike), RECORDING_OR_PATH)
     if isinstance(recording, Recording):
         return recording
     from harmotrack.readers import read
@@ -176,26 +179,30 @@ def changed(settings: AnalysisSettings | None, changes: dict[str, Any]) -> Analy
             f"There is no setting {unknown[0]!r}; the settings are "
             f"{', '.join(AnalysisSettings.__dataclass_fields__)}."
         )
-    return replace(settings or AnalysisSettings(), **changes)
+    if settings is None:
+        settings = AnalysisSettings()
+    check_type("value of settings", settings, AnalysisSettings, "an AnalysisSettings")
+    return replace(settings, **changes)
 
 
 def _signals(
     recording: Recording,
     speed: Speed,
     channels: Iterable[str | int] | None,
-    directional: tuple[str | int, str | int] | None,
+    pair: tuple[str, str] | None,
 ) -> tuple[list[Channel], list[str]]:
     """With sentences on those that were left out unasked."""
     left_out: list[str] = []
     if channels is None:
         signals, left_out = default_signals(recording, speed)
-        for which in directional or ():
-            if recording[which] not in signals:
-                signals.append(recording[which])
+        for name in pair or ():
+            if recording[name] not in signals:
+                signals.append(recording[name])
     else:
         if isinstance(channels, (str, int)):
             channels = (channels,)
-        wanted = dict.fromkeys(recording[which].name for which in [*channels, *(directional or ())])
+        check_type("choice of channels", channels, Iterable, "names or numbers from 0")
+        wanted = dict.fromkeys(recording[which].name for which in [*channels, *(pair or ())])
         signals = [recording[name] for name in wanted]
     if not signals:
         raise HarmotrackError(
@@ -259,7 +266,7 @@ def pair_of(
     """The names of both channels; checked."""
     if directional is None:
         return None
-    if isinstance(directional, str) or len(directional) != 2:
+    if isinstance(directional, str) or not isinstance(directional, Sized) or len(directional) != 2:
         raise HarmotrackError(
             f"The directional channels are {directional!r}, and they must be two, x and y."
         )

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator, Sequence
+from collections.abc import Iterable, Iterator, Sequence
 from dataclasses import dataclass, replace
 from typing import TYPE_CHECKING, Any
 
@@ -10,6 +10,7 @@ import numpy as np
 
 from harmotrack.amplitudes import band_amplitudes, coherence_of
 from harmotrack.analysis import RunResults, changed, labelled, movement_of, native_settings, pair_of
+from harmotrack.checks import check_type, numbers_of
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
 from harmotrack.settings import PASSES, AnalysisSettings, check_choice, check_number
@@ -131,6 +132,7 @@ class Monitor:
         **changes: Any,
     ) -> None:
         check_number("rate", rate, 1e-3, 1e12, "Hz")
+        check_type("list of channels", channels, Iterable, "one of names")
         self.channels = (channels,) if isinstance(channels, str) else tuple(channels)
         if not self.channels:
             raise HarmotrackError("A monitor needs at least one channel.")
@@ -180,7 +182,7 @@ class Monitor:
             reached at which an order asked for lies above 45 % of the sampling rate. Of samples
             that are refused for the first two nothing is taken.
         """
-        rows = np.atleast_2d(np.asarray(samples, dtype=np.float64))
+        rows = np.atleast_2d(numbers_of("The samples", samples))
         if rows.ndim != 2 or rows.shape[0] != len(self.channels):
             raise HarmotrackError(
                 f"The samples have the shape {np.shape(samples)}, and of {len(self.channels)} "
@@ -209,8 +211,8 @@ class Monitor:
         """
         if self._by_tacho:
             raise HarmotrackError("This monitor reads its speed from the tacho.")
-        times = np.ascontiguousarray(np.atleast_1d(seconds), dtype=np.float64)
-        values = np.ascontiguousarray(np.atleast_1d(rpm), dtype=np.float64)
+        times = numbers_of("The times", seconds)
+        values = numbers_of("The speeds", rpm)
         if times.shape != values.shape or times.ndim != 1:
             raise HarmotrackError(f"There are {times.size} times and {values.size} speeds.")
         for run in self._runs:
@@ -261,7 +263,7 @@ class Monitor:
             return None
         if not self._by_tacho:
             raise HarmotrackError("This monitor has no tacho (pulses_per_revolution is None).")
-        pulses = np.ascontiguousarray(tacho, dtype=np.float64)
+        pulses = numbers_of("The tacho's samples", tacho)
         if pulses.shape != (count,):
             raise HarmotrackError(
                 f"The tacho's samples have the shape {pulses.shape}, and it must be ({count},)."

@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
+from harmotrack.checks import check_type
 from harmotrack.errors import HarmotrackError
 from harmotrack.recording import Channel, Recording, blocks_of
 from harmotrack.speed import Speed, pulse_times, rpm_of
@@ -152,6 +153,7 @@ def find_speed(
     HarmotrackError
         Nothing in the recording says the speed, or several speed channels do.
     """
+    check_type("recording", recording, Recording, "a Recording")
     tell = progress or (lambda share: None)
     tachos = [
         guess

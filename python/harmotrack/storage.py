@@ -11,6 +11,7 @@ import pandas as pd
 import xarray as xr
 
 from harmotrack.amplitudes import with_amplitudes
+from harmotrack.checks import checked_path
 from harmotrack.errors import HarmotrackError, missing_package
 from harmotrack.files import OutputFolder, pending
 from harmotrack.order_analysis import OrderAnalysis
@@ -26,7 +27,7 @@ _PASSES = ("rising", "falling")  #: groups of a file of both
 
 def save(analysis: OrderAnalysis | TwoPasses, path: str | Path) -> Path:
     """Of the name's end .nc or .zarr; two passes stand in groups of one file."""
-    path = Path(path)
+    path = checked_path(path)
     kind = _kind(path)
     head = {"harmotrack_format": FORMAT_VERSION}
     with pending(path) as hidden:
@@ -44,7 +45,7 @@ def load(path: str | Path) -> OrderAnalysis | TwoPasses:
 
     Raises HarmotrackError if there is no such file, or it holds something else.
     """
-    path = Path(path)
+    path = checked_path(path)
     kind = _kind(path)
     if not path.exists():
         raise HarmotrackError(f"There is no file {path}.")
@@ -253,7 +254,7 @@ def save_tables(
     analysis: OrderAnalysis | TwoPasses, folder: str | Path, kind: str = "csv"
 ) -> list[Path]:
     """All tables or none; the files."""
-    with OutputFolder(folder) as output:
+    with OutputFolder(checked_path(folder)) as output:
         write_tables(analysis, output, kind)
     return output.files
 
