@@ -116,7 +116,8 @@ def analyze(
     Raises
     ------
     HarmotrackError
-        What is wrong with the recording, the speed or the settings, in one sentence.
+        What is wrong with the recording, the speed or the settings, in one sentence; or the speed
+        met none of the bins of the speed axis.
 
     Signals go to equal angles by a band-limited resampling (amplitudes within 0.01 dB up to the
     highest order), and blocks of whole turns through windowed Fourier transforms: computed order
@@ -135,7 +136,7 @@ def analyze(
     if angle_signal is None:
         angle_signal = _angles_are_few(settings, speed, remarks)
     runs = _plan(signals, pair, settings, passes, angle_signal)
-    return labelled(
+    found = labelled(
         _run_all(runs, speed, progress),
         [[signals.index(channel) for channel in run.signals] for run in runs],
         channels=[channel.name for channel in signals],
@@ -148,6 +149,23 @@ def analyze(
         title=recording.name,
         speed_source=speed.source,
         has_mark=speed.has_mark,
+    )
+    _check_measured([found] if isinstance(found, OrderAnalysis) else [*found], settings)
+    return found
+
+
+def _check_measured(passes: Sequence[OrderAnalysis], settings: AnalysisSettings) -> None:
+    """Results without a single order spectrum are none."""
+    if any(one.measured.any() for one in passes):
+        return
+    about = passes[0].attrs
+    while_it = {"rising": " while it rose", "falling": " while it fell"}
+    raise HarmotrackError(
+        f"The speed, {about['lowest_rpm']:g} to {about['highest_rpm']:g} rpm, met none of the bins "
+        f"asked for, {settings.min_rpm:g} to {settings.max_rpm:g} rpm in steps of "
+        f"{settings.step_rpm:g}, with a whole block of "
+        f"{1.0 / passes[0].order_map.attrs['resolution']:.4g} revolutions"
+        f"{while_it.get(settings.direction, '')}."
     )
 
 

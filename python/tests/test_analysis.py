@@ -319,6 +319,26 @@ def test_a_speed_channel_is_found_by_its_unit() -> None:
     assert result.attrs["phase_mode"] == "first-order"
 
 
+@pytest.mark.parametrize(
+    ("options", "sentence"),
+    [
+        (
+            {"min_rpm": 9000.0},
+            r"The speed, 6\d\d(\.\d+)? to 3[45]\d\d(\.\d+)? rpm, met none of the bins asked for, "
+            r"9000 to 9000 rpm in steps of",
+        ),
+        (
+            {"min_rpm": 100.0, "max_rpm": 500.0, "step_rpm": 20.0},
+            r"100 to 500 rpm in steps of 20, with a whole block of 10 revolutions\.$",
+        ),
+        ({"direction": "falling"}, r"with a whole block of 10 revolutions while it fell\.$"),
+    ],
+)
+def test_an_analysis_that_measured_nothing_is_refused(options: dict, sentence: str) -> None:
+    with pytest.raises(HarmotrackError, match=sentence):
+        analyze(run_up().recording, highest_order=10.0, **options)
+
+
 def with_more(*more: Channel) -> Recording:
     """The signal x of the run-up and its tacho, behind other channels."""
     recording = run_up().recording

@@ -96,6 +96,19 @@ def test_a_report_is_named_html(recording: Path, capsys: pytest.CaptureFixture) 
     assert "The name report.pdf must end in .html." in capsys.readouterr().err
 
 
+# With and without pictures, which can't draw what was not measured.
+@pytest.mark.parametrize("options", [[], ["--no-pictures"]])
+def test_a_range_that_the_machine_never_met_is_refused(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture, options: list[str]
+) -> None:
+    out = tmp_path / "out"
+
+    assert call("analyze", recording, "--min-rpm", "9000", "-o", out, *options) == 2
+
+    assert "met none of the bins asked for, 9000 to 9000 rpm" in capsys.readouterr().err
+    assert not out.exists()
+
+
 def test_info_names_the_likely_tacho(recording: Path, capsys: pytest.CaptureFixture) -> None:
     assert call("info", recording, "--json") == 0
 
