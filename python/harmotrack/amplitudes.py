@@ -129,6 +129,8 @@ def _unsteady(analysis: OrderAnalysis, order: float) -> list[str]:
     """Where an order that stands out of the noise has no steady phase at most of its speeds."""
     remarks = []
     advice = _advice(analysis)
+    movement = analysis.attrs.get("movement", "both")
+    moving = "" if movement == "both" else f", {movement}"
     for channel in analysis.channels:
         chosen = {"channel": channel, "harmonic": order}
         lines = analysis.order_map.sel(channel=channel).values
@@ -141,8 +143,8 @@ def _unsteady(analysis: OrderAnalysis, order: float) -> list[str]:
         if 2 * low.sum() > seen.sum():
             remarks.append(
                 f"Order {order:g} of {channel!r} has no steady phase at {low.sum()} of "
-                f"{seen.sum()} speeds (coherence below {LEAST_COHERENCE:g}): its amplitudes hold, "
-                f"its phases say nothing there; {advice}."
+                f"{seen.sum()} speeds{moving} (coherence below {LEAST_COHERENCE:g}): its "
+                f"amplitudes hold, its phases say nothing there; {advice}."
             )
     return remarks
 

@@ -20,7 +20,7 @@ from harmotrack import (
     analyze,
     load,
 )
-from harmotrack.amplitudes import band_amplitudes
+from harmotrack.amplitudes import band_amplitudes, phase_remarks
 
 RATE = turning.RATE
 RUN_UP = [(0.0, 900.0), (40.0, 2700.0)]
@@ -153,6 +153,15 @@ def test_remarks_say_which_order_has_no_steady_phase() -> None:
     assert steady_machine(told_rpm=1500.0).remarks == ()
     *_, remark = bearing().remarks
     assert remark.startswith("Order 5.415 of 'x' has no steady phase at ")
+
+
+def test_remarks_on_phases_name_the_pass() -> None:
+    cuts = 0.1 * made.analysis().order_amplitudes.values.astype(complex)
+
+    remarks = phase_remarks(made.analysis(harmonics=np.nan_to_num(cuts), movement="rising"))
+
+    assert len(remarks) == 4
+    assert remarks[0].startswith("Order 1 of 'x' has no steady phase at 24 of 24 speeds, rising")
 
 
 def test_results_of_an_earlier_version_get_their_amplitudes_when_loaded(tmp_path: Path) -> None:
