@@ -2,10 +2,10 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable, Iterable, Sequence
+from collections.abc import Callable, Iterable, Sequence, Sized
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass, replace
-from os import cpu_count
+from os import PathLike, cpu_count
 from pathlib import Path
 from typing import TYPE_CHECKING, Any, Literal, TypeVar, overload
 
@@ -13,11 +13,13 @@ import numpy as np
 
 import harmotrack
 from harmotrack import settings as choices
+from harmotrack.amplitudes import phase_remarks
+from harmotrack.checks import check_type
 from harmotrack.defaults import resolved
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
 from harmotrack.order_analysis import OrderAnalysis
-from harmotrack.recording import Channel, Recording, blocks_of
+from harmotrack.recording import RECORDING_OR_PATH, Channel, Recording, blocks_of
 from harmotrack.settings import AnalysisSettings, check_choice
 from harmotrack.speed import Speed
 from harmotrack.speed_finder import find_speed, likely_speed_channels, likely_tachos
@@ -32,7 +34,7 @@ T = TypeVar("T")
 
 #: Up to as many of a signal become part of the results unasked.
 _MOST_ANGLES = 2_000_000
-_WINDOW_NUMBERS = {**{name: k for k, name in enumerate(choices.WINDOWS)}, "blackman-harris": 8}
+_MOST_NAMES = 8  #: of channels, that a sentence names
 
 
 @overload
@@ -91,8 +93,9 @@ def analyze(
         "together": run-ups and coast-downs fall into the same speeds. "apart": each has results of
         its own, for a machine that answers differently to rising and to falling speed.
     channels
-        Names or numbers from 0; by default all that are sampled like the first one and neither
-        tacho nor speed.
+        Names or numbers from 0; by default all that are neither tacho nor speed and sampled
+        together: of several such groups the one with the most samples a second. ``remarks`` name
+        what was left out.
     directional
         Two channels from directions a quarter turn apart, x before y in the sense of rotation, as
         one motion in the plane.
@@ -113,7 +116,8 @@ def analyze(
     Raises
     ------
     HarmotrackError
-        What is wrong with the recording, the speed or the settings, in one sentence.
+        What is wrong with the recording, the speed or the settings, in one sentence; or the speed
+        met none of the bins of the speed axis.
 
     Signals go to equal angles by a band-limited resampling (amplitudes within 0.01 dB up to the
     highest order), and blocks of whole turns through windowed Fourier transforms: computed order
@@ -124,14 +128,15 @@ def analyze(
     settings = changed(settings, changes)
     if speed is None:
         speed = find_speed(recording)
-    signals = _signals(recording, speed, channels, directional)
+    check_type("speed", speed, Speed, "a Speed, as Speed.from_tacho() makes it")
     pair = pair_of(directional, lambda which: recording[which].name)
+    signals, left_out = _signals(recording, speed, channels, pair)
     settings = resolved(settings, signals[0], speed, passes)
-    remarks = [*recording.notes, *speed.notes]
+    remarks = [*recording.notes, *speed.notes, *left_out]
     if angle_signal is None:
         angle_signal = _angles_are_few(settings, speed, remarks)
     runs = _plan(signals, pair, settings, passes, angle_signal)
-    return labelled(
+    found = labelled(
         _run_all(runs, speed, progress),
         [[signals.index(channel) for channel in run.signals] for run in runs],
         channels=[channel.name for channel in signals],
@@ -144,6 +149,23 @@ def analyze(
         title=recording.name,
         speed_source=speed.source,
         has_mark=speed.has_mark,
+    )
+    _check_measured([found] if isinstance(found, OrderAnalysis) else [*found], settings)
+    return found
+
+
+def _check_measured(passes: Sequence[OrderAnalysis], settings: AnalysisSettings) -> None:
+    """Results without a single order spectrum are none."""
+    if any(one.measured.any() for one in passes):
+        return
+    about = passes[0].attrs
+    while_it = {"rising": " while it rose", "falling": " while it fell"}
+    raise HarmotrackError(
+        f"The speed, {about['lowest_rpm']:g} to {about['highest_rpm']:g} rpm, met none of the bins "
+        f"asked for, {settings.min_rpm:g} to {settings.max_rpm:g} rpm in steps of "
+        f"{settings.step_rpm:g}, with a whole block of "
+        f"{1.0 / passes[0].order_map.attrs['resolution']:.4g} revolutions"
+        f"{while_it.get(settings.direction, '')}."
     )
 
 
@@ -159,6 +181,7 @@ def _angles_are_few(settings: AnalysisSettings, speed: Speed, remarks: list[str]
 
 
 def _read(recording: Recording | str | Path) -> Recording:
+    check_type("recording", recording, (Recording, str, PathLike), RECORDING_OR_PATH)
     if isinstance(recording, Recording):
         return recording
     from harmotrack.readers import read
@@ -174,24 +197,30 @@ def changed(settings: AnalysisSettings | None, changes: dict[str, Any]) -> Analy
             f"There is no setting {unknown[0]!r}; the settings are "
             f"{', '.join(AnalysisSettings.__dataclass_fields__)}."
         )
-    return replace(settings or AnalysisSettings(), **changes)
+    if settings is None:
+        settings = AnalysisSettings()
+    check_type("value of settings", settings, AnalysisSettings, "an AnalysisSettings")
+    return replace(settings, **changes)
 
 
 def _signals(
     recording: Recording,
     speed: Speed,
     channels: Iterable[str | int] | None,
-    directional: tuple[str | int, str | int] | None,
-) -> list[Channel]:
+    pair: tuple[str, str] | None,
+) -> tuple[list[Channel], list[str]]:
+    """With sentences on those that were left out unasked."""
+    left_out: list[str] = []
     if channels is None:
-        signals = default_signals(recording, speed)
-        for which in directional or ():
-            if recording[which] not in signals:
-                signals.append(recording[which])
+        signals, left_out = default_signals(recording, speed)
+        for name in pair or ():
+            if recording[name] not in signals:
+                signals.append(recording[name])
     else:
         if isinstance(channels, (str, int)):
             channels = (channels,)
-        wanted = dict.fromkeys(recording[which].name for which in [*channels, *(directional or ())])
+        check_type("choice of channels", channels, Iterable, "names or numbers from 0")
+        wanted = dict.fromkeys(recording[which].name for which in [*channels, *(pair or ())])
         signals = [recording[name] for name in wanted]
     if not signals:
         raise HarmotrackError(
@@ -203,16 +232,46 @@ def _signals(
                 f"The channels {signals[0].name!r} ({_sampling(signals[0])}) and {channel.name!r} "
                 f"({_sampling(channel)}) are not sampled together: analyse them one by one."
             )
-    return signals
+    return signals, [sentence for sentence in left_out if sentence]
 
 
-def default_signals(recording: Recording, speed: Speed) -> list[Channel]:
-    """All channels sampled like the first one, but those that say the speed."""
-    says_speed = {speed.channel, *likely_speed_channels(recording)}
+def default_signals(recording: Recording, speed: Speed) -> tuple[list[Channel], list[str]]:
+    """The channels that are sampled together, but those that say the speed; and sentences on those
+    that were left out. Of several groups it is the one with the most samples a second."""
+    speeds = set(likely_speed_channels(recording)) - {speed.channel}
+    tachos: set[str] = set()
     if speed.channel is not None:
-        says_speed |= {guess.channel for guess in likely_tachos(recording)}
-    rest = [channel for channel in recording if channel.name not in says_speed]
-    return [channel for channel in rest if channel.sampled_with(rest[0])]
+        tachos = {guess.channel for guess in likely_tachos(recording)} - speeds - {speed.channel}
+    groups: dict[tuple[float, float, int], list[Channel]] = {}
+    for channel in recording:
+        if channel.name not in speeds | tachos | {speed.channel}:
+            groups.setdefault((channel.rate, channel.start, channel.size), []).append(channel)
+    if not groups:
+        return [], []
+    chosen = max(groups.values(), key=lambda group: group[0].rate * len(group))
+    others = [group for group in groups.values() if group is not chosen]
+    return chosen, [
+        _left_out(sorted(speeds), "which may hold a speed"),
+        _left_out(sorted(tachos), "which looks like a tacho"),
+        *(
+            _left_out(
+                [channel.name for channel in group],
+                f"of {_sampling(group[0])}, sampled otherwise than {chosen[0].name!r}",
+            )
+            for group in others
+        ),
+    ]
+
+
+def _left_out(names: Sequence[str], which: str) -> str:
+    """A sentence; empty if there are none."""
+    if not names:
+        return ""
+    listed = ", ".join(map(repr, names[:_MOST_NAMES]))
+    if len(names) > _MOST_NAMES:
+        listed += f" and {len(names) - _MOST_NAMES} more"
+    it = "it, name it" if len(names) == 1 else "them, name them"
+    return f"Left out: {listed}, {which}. To analyse {it} among the channels."
 
 
 def _sampling(channel: Channel) -> str:
@@ -225,7 +284,7 @@ def pair_of(
     """The names of both channels; checked."""
     if directional is None:
         return None
-    if isinstance(directional, str) or len(directional) != 2:
+    if isinstance(directional, str) or not isinstance(directional, Sized) or len(directional) != 2:
         raise HarmotrackError(
             f"The directional channels are {directional!r}, and they must be two, x and y."
         )
@@ -264,7 +323,7 @@ def native_settings(
     ):
         setattr(native, name, getattr(settings, name))
     native.harmonics = list(settings.harmonics or ())
-    native.window = _WINDOW_NUMBERS[settings.window]
+    native.window = choices.WINDOW_NUMBERS[settings.window]
     native.direction = choices.DIRECTIONS.index(settings.direction)
     native.amplitude = choices.AMPLITUDES.index(settings.amplitude)
     native.averaging = choices.AVERAGINGS.index(settings.averaging)
@@ -386,7 +445,6 @@ def labelled(
     about["attributes"] = {
         "lowest_rpm": first.lowest_rpm,
         "highest_rpm": first.highest_rpm,
-        "remarks": "\n".join(dict.fromkeys([*remarks, *said])),
         "harmotrack": harmotrack.__version__,
         **({} if repairs is None else {"speed_repairs": "\n".join(repairs)}),
     }
@@ -394,7 +452,31 @@ def labelled(
         _of_pass([run.passes[number] for run in results], runs, directional_pair, about)
         for number in range(len(results[0].passes))
     ]
+    _tell(found, [*remarks, *said])
     return found[0] if len(found) == 1 else TwoPasses(*found)
+
+
+def _tell(passes: Sequence[OrderAnalysis], remarks: Iterable[str]) -> None:
+    """Every pass gets the remarks of all, each sentence once."""
+    of_phases = [remark for one in passes for remark in phase_remarks(one)]
+    for one in passes:
+        one.dataset.attrs["remarks"] = "\n".join(dict.fromkeys([*remarks, *of_phases]))
+
+
+def movement_of(pass_number: int, settings: AnalysisSettings) -> str:
+    """Of the speed, that a pass holds: that of its direction, if passes are together."""
+    if pass_number == 0 and settings.direction in choices.MOVEMENTS:
+        return settings.direction
+    return choices.MOVEMENTS[pass_number]
+
+
+def _first_movement(rpm: NDArray[np.float64], step: float | None) -> str:
+    """Which way the speed first left its beginning by a step."""
+    away = rpm - rpm[0] if rpm.size else rpm
+    left = np.flatnonzero(np.abs(away) >= (step or 0.0))
+    if left.size == 0:
+        return "both"
+    return "rising" if away[left[0]] > 0.0 else "falling"
 
 
 def _speeds_at(
@@ -425,10 +507,13 @@ def _of_pass(
             "directional": first.directional,
             "directional_pair": directional_pair,
         }
-    movement = choices.MOVEMENTS[first.pass_number]
-    if movement != "both":
-        about = {**about, "settings": replace(about["settings"], direction=movement)}
-    orders = about["settings"].harmonics or ()
+    settings = about["settings"]
+    movement = movement_of(first.pass_number, settings)
+    if first.pass_number != 0:
+        about = {**about, "settings": replace(settings, direction=movement)}
+    elif settings.direction == "automatic":
+        movement = _first_movement(first.speed_rpm, settings.step_rpm)
+    orders = settings.harmonics or ()
     harmonics = np.array(of_all("harmonics"), dtype=np.complex64)
     return OrderAnalysis.from_arrays(
         speed=first.speed,

@@ -13,6 +13,7 @@ from harmotrack.speed import Speed
 
 _BINS = 80
 _USUAL_ORDER = 40.0
+_STEADY = 0.05  #: of the highest speed: a machine whose speed changes by less is steady
 _PASSED_SHARE = 0.45  #: of the sampling rate, in which the resampling keeps amplitudes
 
 
@@ -22,12 +23,12 @@ def resolved(
     """Settings in which nothing is left to be chosen.
 
     speed axis   from the lowest to the highest speed, in about 80 steps of 1, 2 or 5 times a power
-                 of ten
+                 of ten; one step for all of a steady speed, which changes by less than 5 %
     orders       up to 40, or what 45 % of the sampling rate allows at the highest speed
     resolution   0.1, blocks of ten revolutions; coarser if no stretch of known speed has 50
     harmonics    1, 2, 3 and 4, as far as there are such orders
-    blocks       one where the speed crosses a bin's centre; edge to edge if the speed changes by
-                 less than 5 %, as it then crosses hardly any, and passes are together
+    blocks       one where the speed crosses a bin's centre; edge to edge of a steady speed, as it
+                 crosses hardly any, if passes are together
     phases       against the mark of the shaft if there is one, else against order 1
     """
     turning = speed.turning(signal.start, signal.start + signal.duration)
@@ -43,10 +44,10 @@ def resolved(
     harmonics = settings.harmonics
     if harmonics is None:
         harmonics = tuple(order for order in (1.0, 2.0, 3.0, 4.0) if order <= highest_order)
-    steady = highest - lowest < 0.05 * highest and passes == "together"
+    steady = is_steady(lowest, highest) and passes == "together"
     return replace(
         settings,
-        **_speed_axis(settings, lowest, highest),
+        **_speed_axis(settings, lowest, highest, steady),
         highest_order=highest_order,
         order_resolution=settings.order_resolution
         or _resolution(max(segment.turns for segment in speed.segments)),
@@ -56,13 +57,22 @@ def resolved(
     )
 
 
+def is_steady(lowest_rpm: float, highest_rpm: float) -> bool:
+    """Whether a machine counts as one of a single speed."""
+    return highest_rpm - lowest_rpm < _STEADY * highest_rpm
+
+
 def round_step(value: float) -> float:
     """1, 2 or 5 times a power of ten, the nearest to a value by ratio."""
     decade = 10.0 ** math.floor(math.log10(value))
     return min((f * decade for f in (1, 2, 5, 10)), key=lambda s: abs(math.log(s / value)))
 
 
-def _speed_axis(settings: AnalysisSettings, lowest: float, highest: float) -> dict[str, Any]:
+def _speed_axis(
+    settings: AnalysisSettings, lowest: float, highest: float, steady: bool
+) -> dict[str, Any]:
+    if steady and (settings.min_rpm, settings.max_rpm, settings.step_rpm) == (None, None, None):
+        return _one_bin(lowest, highest)
     least = lowest if settings.min_rpm is None else settings.min_rpm
     most = highest if settings.max_rpm is None else settings.max_rpm
     # A steady machine gets steps of a thousandth of its speed.
@@ -73,6 +83,15 @@ def _speed_axis(settings: AnalysisSettings, lowest: float, highest: float) -> di
     if settings.max_rpm is None:
         most = max(round(most / step) * step, least)
     return {"min_rpm": least, "max_rpm": most, "step_rpm": step}
+
+
+def _one_bin(lowest: float, highest: float) -> dict[str, Any]:
+    """Round figures, with room for the speed of single blocks to either side."""
+    unit = round_step(0.0001 * highest)
+    centre = round(0.5 * (lowest + highest) / unit) * unit
+    least = round_step(0.01 * highest)
+    step = least * math.ceil(max(1.1 * (highest - lowest) / least, 1.0))
+    return {"min_rpm": centre, "max_rpm": centre, "step_rpm": step}
 
 
 def _highest_order(highest_rpm: float, rate: float) -> float:

@@ -2,16 +2,18 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator, Sequence
+from collections.abc import Iterable, Iterator, Sequence
 from dataclasses import dataclass, replace
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from harmotrack.analysis import RunResults, changed, labelled, native_settings, pair_of
+from harmotrack.amplitudes import band_amplitudes, coherence_of
+from harmotrack.analysis import RunResults, changed, labelled, movement_of, native_settings, pair_of
+from harmotrack.checks import check_type, numbers_of
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
-from harmotrack.settings import MOVEMENTS, PASSES, AnalysisSettings, check_choice, check_number
+from harmotrack.settings import PASSES, AnalysisSettings, check_choice, check_number
 from harmotrack.speed import tachometer
 
 if TYPE_CHECKING:
@@ -19,6 +21,8 @@ if TYPE_CHECKING:
 
     from harmotrack.order_analysis import OrderAnalysis
     from harmotrack.two_passes import TwoPasses
+
+    _Floats = NDArray[np.float32]
 
 
 @dataclass(frozen=True, eq=False)
@@ -38,8 +42,10 @@ class MonitorResult:
     order_spectrum
         Shape (orders): amplitudes in the channel's unit, the bin's spectrum with this block in it;
         None of a block of equal times.
-    harmonics
-        Shape (harmonics): complex amplitudes, with the order_spectrum of a bin.
+    amplitudes
+        Shape (harmonics): amplitudes of the extracted orders, with the order_spectrum of a bin.
+    harmonics, coherence
+        Shape (harmonics): their complex means, for the phases, and how far these agreed, 0 to 1.
     frequency_spectrum
         Shape (frequencies); None of a block of equal angles.
     directional
@@ -49,7 +55,8 @@ class MonitorResult:
     overall
         RMS, with frequency_spectrum.
     movement
-        Of the speed, that the bin holds: "both", or "rising" or "falling" if passes are apart.
+        Of the speed, that the bin holds: "both", or "rising" or "falling" if passes are apart or
+        the direction is one of these.
     """
 
     channel: str
@@ -57,7 +64,9 @@ class MonitorResult:
     rpm: float
     speed: float | None
     order_spectrum: NDArray[np.float32] | None
+    amplitudes: NDArray[np.float32] | None
     harmonics: NDArray[np.complex64] | None
+    coherence: NDArray[np.float32] | None
     directional: NDArray[np.float32] | None
     frequency_spectrum: NDArray[np.float32] | None
     overall: float | None
@@ -123,6 +132,7 @@ class Monitor:
         **changes: Any,
     ) -> None:
         check_number("rate", rate, 1e-3, 1e12, "Hz")
+        check_type("list of channels", channels, Iterable, "one of names")
         self.channels = (channels,) if isinstance(channels, str) else tuple(channels)
         if not self.channels:
             raise HarmotrackError("A monitor needs at least one channel.")
@@ -172,7 +182,7 @@ class Monitor:
             reached at which an order asked for lies above 45 % of the sampling rate. Of samples
             that are refused for the first two nothing is taken.
         """
-        rows = np.atleast_2d(np.asarray(samples, dtype=np.float64))
+        rows = np.atleast_2d(numbers_of("The samples", samples))
         if rows.ndim != 2 or rows.shape[0] != len(self.channels):
             raise HarmotrackError(
                 f"The samples have the shape {np.shape(samples)}, and of {len(self.channels)} "
@@ -201,8 +211,8 @@ class Monitor:
         """
         if self._by_tacho:
             raise HarmotrackError("This monitor reads its speed from the tacho.")
-        times = np.ascontiguousarray(np.atleast_1d(seconds), dtype=np.float64)
-        values = np.ascontiguousarray(np.atleast_1d(rpm), dtype=np.float64)
+        times = numbers_of("The times", seconds)
+        values = numbers_of("The speeds", rpm)
         if times.shape != values.shape or times.ndim != 1:
             raise HarmotrackError(f"There are {times.size} times and {values.size} speeds.")
         for run in self._runs:
@@ -253,7 +263,7 @@ class Monitor:
             return None
         if not self._by_tacho:
             raise HarmotrackError("This monitor has no tacho (pulses_per_revolution is None).")
-        pulses = np.ascontiguousarray(tacho, dtype=np.float64)
+        pulses = numbers_of("The tacho's samples", tacho)
         if pulses.shape != (count,):
             raise HarmotrackError(
                 f"The tacho's samples have the shape {pulses.shape}, and it must be ({count},)."
@@ -268,18 +278,34 @@ class Monitor:
             for block in run.take():
                 of_angles = block.order_spectrum.size > 0
                 in_bin = block.bin >= 0
+                orders = self._orders(block) if of_angles and in_bin else (None, None, None)
                 yield MonitorResult(
                     self.channels[group[block.signal]],
                     block.seconds,
                     block.rpm,
                     least + block.bin * step if in_bin else None,
                     block.order_spectrum if of_angles else None,
-                    block.harmonics if of_angles and in_bin else None,
+                    orders[0],
+                    orders[1],
+                    orders[2],
                     block.directional if block.directional.size else None,
                     None if of_angles else block.frequency_spectrum,
                     None if of_angles else block.overall,
-                    MOVEMENTS[block.pass_number] if in_bin else "both",
+                    movement_of(block.pass_number, self.settings) if in_bin else "both",
                 )
+
+    def _orders(self, block: _native.Block) -> tuple[_Floats, NDArray[np.complex64], _Floats]:
+        """Amplitudes, complex means and coherence of the extracted orders."""
+        spectrum = block.order_spectrum
+        axis = np.arange(spectrum.size) * (self.settings.order_resolution or 0.0)
+        amplitudes = np.array(
+            [
+                band_amplitudes(spectrum, axis, order, self.settings.window)
+                for order in self.settings.harmonics or ()
+            ],
+            dtype=np.float32,
+        )
+        return amplitudes, block.harmonics, coherence_of(block.harmonics, amplitudes)
 
 
 def _complete(settings: AnalysisSettings, has_mark: bool) -> AnalysisSettings:

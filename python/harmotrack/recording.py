@@ -9,6 +9,7 @@ from typing import TYPE_CHECKING, Any, Protocol
 
 import numpy as np
 
+from harmotrack.checks import check_type, numbers_of
 from harmotrack.errors import HarmotrackError
 
 if TYPE_CHECKING:
@@ -18,6 +19,8 @@ if TYPE_CHECKING:
 
 #: Of each channel, where a recording is gone through in blocks.
 BLOCK_SAMPLES = 1 << 16
+
+RECORDING_OR_PATH = "a Recording, or the path of a file that read() can read"
 
 
 @dataclass(frozen=True, eq=False)
@@ -48,12 +51,16 @@ class Channel:
     start: float = 0.0
 
     def __post_init__(self) -> None:
-        samples = np.ascontiguousarray(self.samples, dtype=np.float64)
+        check_type("name of the channel", self.name, str, "a str")
+        samples = numbers_of(f"The samples of {self.name!r}", self.samples)
         if samples.ndim != 1 or samples.size == 0:
             raise HarmotrackError(
                 f"The samples of {self.name!r} have the shape {samples.shape}, and they must be "
                 "a row of at least one."
             )
+        for quantity in ("rate", "start"):
+            value = getattr(self, quantity)
+            check_type(f"{quantity} of {self.name!r}", value, (int, float, np.number), "a number")
         if not 0.0 < self.rate < np.inf:
             raise HarmotrackError(
                 f"The rate of {self.name!r} is {self.rate:g} Hz, and it must be above 0."
@@ -224,7 +231,10 @@ class Recording:
     notes: tuple[str, ...] = ()
 
     def __post_init__(self) -> None:
+        check_type("list of channels", self.channels, Iterable, "one of Channel objects")
         object.__setattr__(self, "channels", tuple(self.channels))
+        for channel in self.channels:
+            check_type("channel", channel, Channel, "a Channel")
         object.__setattr__(self, "notes", tuple(self.notes))
         if not self.channels:
             raise HarmotrackError(f"The recording {self.name} has no channels.")
@@ -263,11 +273,12 @@ class Recording:
         HarmotrackError
             A signal is no row of numbers, or the rate is not above 0.
         """
+        check_type("value of signals", signals, Mapping, "arrays by name")
         return cls(
             tuple(
                 Channel(
                     key,
-                    np.asarray(values, dtype=np.float64),
+                    numbers_of(f"The samples of {key!r}", values),
                     rate,
                     units if isinstance(units, str) else units.get(key, ""),
                     start,

@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
+from harmotrack.checks import check_type, numbers_of
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
 from harmotrack.recording import Channel, blocks_of
@@ -132,6 +133,7 @@ class Speed:
             The channel shows no pulses or too few, holds a value that is not a finite number, or
             an option is out of range.
         """
+        check_type("tacho channel", channel, Channel, "a Channel")
         settings = tachometer(
             f"The tacho channel {channel.name!r}",
             pulses_per_revolution,
@@ -251,6 +253,7 @@ class Speed:
         HarmotrackError
             The unit is none of speed of rotation, or the shaft nowhere turns.
         """
+        check_type("speed channel", channel, Channel, "a Channel")
         factor = rpm_of(unit or channel.unit or "rpm")
         if factor is None:
             raise HarmotrackError(
@@ -263,6 +266,9 @@ class Speed:
     @classmethod
     def from_tracking(cls, track: Track) -> Speed:
         """From what track() found in a signal."""
+        from harmotrack.tracking import Track
+
+        check_type("track", track, Track, "a Track, as track() returns it")
         return track.speed
 
     @property
@@ -412,7 +418,7 @@ def _check_rising(what: str, values: NDArray[np.float64]) -> None:
 
 
 def _row(what: str, values: ArrayLike) -> NDArray[np.float64]:
-    row = np.ascontiguousarray(values, dtype=np.float64)
+    row = numbers_of(what, values)
     if row.ndim != 1:
         raise HarmotrackError(f"{what} have the shape {row.shape}, and they must be one row.")
     return row

@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
+from harmotrack.checks import check_type
 from harmotrack.errors import HarmotrackError
 from harmotrack.recording import Channel, Recording, blocks_of
 from harmotrack.speed import Speed, pulse_times, rpm_of
@@ -26,6 +27,7 @@ _SPEED_NAME = re.compile(r"speed|rpm|drehzahl|\bn\b", re.IGNORECASE)
 _LEAST_SHARE_AT_LEVELS = 0.62
 _NEAR_LEVEL = 0.15
 _LEAST_PULSES = 8
+_LEAST_RPM, _MOST_RPM = 1.0, 1e6  #: a guess that says less or more is no guess
 _MOST_LOOKED_AT = 1 << 20  #: samples of a channel, to see its levels
 
 
@@ -34,7 +36,8 @@ class TachoGuess:
     """How much a channel looks like a tacho.
 
     ``share`` is the share of samples at the low or the high level, ``steadiness`` that of pulses
-    that follow the former one after about the same time as that one followed its own.
+    that follow the former one after about the same time as that one followed its own;
+    ``pulses_per_minute`` is their median.
     """
 
     channel: str
@@ -42,10 +45,19 @@ class TachoGuess:
     share: float
     steadiness: float
     named: bool
+    pulses_per_minute: float
 
     @property
     def likely(self) -> bool:
-        return self.share >= _LEAST_SHARE_AT_LEVELS and self.steadiness >= 0.95
+        return (
+            self.share >= _LEAST_SHARE_AT_LEVELS
+            and self.steadiness >= 0.95
+            and self.pulses_per_minute >= _LEAST_RPM
+        )
+
+    def turns_possibly(self, pulses_per_revolution: float) -> bool:
+        """Whether that makes a speed at which machines turn."""
+        return _LEAST_RPM <= self.pulses_per_minute / pulses_per_revolution <= _MOST_RPM
 
     @property
     def rank(self) -> tuple[bool, float]:
@@ -67,7 +79,8 @@ def guess_tacho(channel: Channel) -> TachoGuess | None:
     steps = np.diff(seconds)
     ratios = steps[1:] / steps[:-1]
     steadiness = float(np.mean((ratios > 0.7) & (ratios < 1.4)))
-    return TachoGuess(channel.name, int(seconds.size), share, steadiness, named)
+    per_minute = 60.0 / float(np.median(steps))
+    return TachoGuess(channel.name, int(seconds.size), share, steadiness, named, per_minute)
 
 
 def _share_at_levels(samples: NDArray[np.float64]) -> float:
@@ -93,20 +106,22 @@ def likely_tachos(recording: Recording, progress: Progress | None = None) -> lis
 
 
 def likely_speed_channels(recording: Recording) -> list[str]:
-    """The channels that hold a speed, by their unit or name, and no values below 0."""
+    """The channels that hold a speed, by their unit or name: no values below 0, and the highest
+    from 1 to a million rpm."""
     return [
         channel.name for channel in recording if _says_speed(channel) and _turns_forward(channel)
     ]
 
 
 def _turns_forward(channel: Channel) -> bool:
-    """Whether its values are numbers above 0, or 0 where the shaft stands still, but not all."""
-    turns = False
+    """Whether its values are numbers above 0, or 0 where the shaft stands still, and the highest
+    is a speed at which machines turn."""
+    highest = 0.0
     for (samples,) in blocks_of([channel]):
         if not np.isfinite(samples).all() or samples.min() < 0.0:
             return False
-        turns = turns or bool(samples.max() > 0.0)
-    return turns
+        highest = max(highest, float(samples.max()))
+    return _LEAST_RPM <= highest * (rpm_of(channel.unit) or 1.0) <= _MOST_RPM
 
 
 def _says_speed(channel: Channel) -> bool:
@@ -119,10 +134,12 @@ def _says_speed(channel: Channel) -> bool:
 def find_speed(
     recording: Recording, pulses_per_revolution: float = 1.0, progress: Progress | None = None
 ) -> Speed:
-    """The speed from the likeliest tacho, or else from a speed channel.
+    """The speed from the channel that is likeliest to say it.
 
     A channel is likely a tacho if it stands at one of two levels most of the time and its pulses
-    come steadily; of several the one that is named like one wins.
+    come steadily. First comes a tacho that is named like one, then a channel whose unit or name is
+    that of a speed, then a tacho by its shape alone. What says less than 1 rpm or more than a
+    million is none.
 
     Parameters
     ----------
@@ -136,17 +153,22 @@ def find_speed(
     HarmotrackError
         Nothing in the recording says the speed, or several speed channels do.
     """
+    check_type("recording", recording, Recording, "a Recording")
     tell = progress or (lambda share: None)
-    tachos = likely_tachos(recording, lambda share: tell(0.7 * share))
+    tachos = [
+        guess
+        for guess in likely_tachos(recording, lambda share: tell(0.7 * share))
+        if guess.turns_possibly(pulses_per_revolution)
+    ]
+    channels = likely_speed_channels(recording)
+    if len(channels) == 1 and not (tachos and tachos[0].named):
+        return Speed.from_channel(recording[channels[0]])
     if tachos:
         return Speed.from_tacho(
             recording[tachos[0].channel],
             pulses_per_revolution=pulses_per_revolution,
             progress=lambda share: tell(0.7 + 0.3 * share),
         )
-    channels = likely_speed_channels(recording)
-    if len(channels) == 1:
-        return Speed.from_channel(recording[channels[0]])
     if channels:
         raise HarmotrackError(
             f"Several channels may hold the speed ({', '.join(map(repr, channels))}): name one."

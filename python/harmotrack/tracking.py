@@ -4,14 +4,16 @@ from __future__ import annotations
 
 from collections.abc import Callable, Iterable
 from dataclasses import dataclass, replace
+from os import PathLike
 from pathlib import Path
 from typing import TYPE_CHECKING
 
 import numpy as np
 
+from harmotrack.checks import check_type, numbers_of
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
-from harmotrack.recording import Recording
+from harmotrack.recording import RECORDING_OR_PATH, Recording
 from harmotrack.settings import check_number
 from harmotrack.speed import Speed
 
@@ -156,7 +158,8 @@ def track(
         What is wrong with the recording or an option: orders that all are multiples of one, a
         signal shorter than a block, a sample that is not a finite number.
     """
-    if isinstance(recording, (str, Path)):
+    check_type("recording", recording, (Recording, str, PathLike), RECORDING_OR_PATH)
+    if not isinstance(recording, Recording):
         from harmotrack.readers import read
 
         recording = read(recording)
@@ -164,7 +167,7 @@ def track(
     check_number("max_rpm", max_rpm, min_rpm, 1e9, "rpm")
     if isinstance(orders, str) or not isinstance(orders, Iterable):
         raise HarmotrackError(f"The orders are {orders!r}, and they must be numbers, as (1, 2).")
-    listed = tuple(float(order) for order in orders)
+    listed = tuple(numbers_of("The orders", [*orders]).tolist())
     signal = recording[0 if channel is None else channel]
     found = _native.track(
         signal.samples,

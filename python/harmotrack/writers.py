@@ -10,6 +10,7 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
+from harmotrack.checks import checked_path
 from harmotrack.errors import HarmotrackError, missing_package
 from harmotrack.files import pending, pending_together
 
@@ -30,7 +31,7 @@ def write(recording: Recording, path: str | Path) -> list[Path]:
     together and these are not, or the file can't be written; MissingPackageError if the kind's
     package is not installed.
     """
-    path = Path(path)
+    path = checked_path(path)
     suffix = path.suffix.lower()
     if suffix in _SOUND:
         return _write_sound(recording, path, *_SOUND[suffix])

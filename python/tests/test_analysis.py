@@ -6,6 +6,7 @@ from functools import cache
 import numpy as np
 import pytest
 
+import turning
 from harmotrack import (
     Channel,
     HarmotrackError,
@@ -203,6 +204,17 @@ def test_more_channels_than_processors_keep_their_names_and_order() -> None:
     np.testing.assert_allclose(at_3000 / at_3000[0], [1, 2, 3, 4, 5], rtol=1e-5)
 
 
+# The last blocks of 8192 lines, 2.56 s, end after the run.
+def test_no_overall_level_is_0_where_the_machine_turns() -> None:
+    down = turning.Machine([(0.0, 3600.0), (12.0, 600.0)], [1.0])
+
+    found = analyze(down.recording(), down.speed(), channels="x", time_lines=8192)
+
+    levels = found.tables()["overall"]["overall_rms"]
+    np.testing.assert_allclose(levels, np.sqrt(0.5), rtol=0.02)
+    assert len(levels) < found.measured.sum()
+
+
 def test_rms_is_the_peak_by_the_root_of_two() -> None:
     rms = analyze(
         run_up().recording, channels="x", harmonics=(2,), highest_order=30, amplitude="rms"
@@ -214,6 +226,34 @@ def test_rms_is_the_peak_by_the_root_of_two() -> None:
         analysis().order_map.sel(channel="x").values[:, 20],
         rtol=1e-4,
     )
+
+
+# 1500 rpm, and 1 % to and fro: one row that holds all blocks but those that filters begin with.
+@pytest.mark.parametrize("wobble", [0.0, 1e-5, 1e-3, 0.01])
+def test_a_steady_machine_has_one_row(wobble: float) -> None:
+    corners = [(float(k), 1500.0 * (1.0 + wobble * (-1) ** k)) for k in range(31)]
+    steady = turning.Machine(corners, [1.0] * (len(corners) - 1))
+
+    found = analyze(steady.recording(), steady.speed(), channels="x", harmonics=(2,))
+
+    assert list(found.order_map["speed"].values) == [1500.0]
+    assert found.order_blocks.item() > 70  # of 75 blocks of ten turns
+    assert found.order_amplitudes.item() == pytest.approx(1.0, rel=0.01)
+
+
+@pytest.mark.parametrize(
+    ("direction", "movement"),
+    [("both", "both"), ("rising", "rising"), ("falling", "falling"), ("automatic", "rising")],
+)
+def test_the_movement_is_that_of_the_direction(direction: str, movement: str) -> None:
+    machine = turning.up_and_down()
+
+    found = analyze(machine.recording(), machine.speed(), channels="x", direction=direction)
+
+    assert found.attrs["movement"] == movement
+    speeds = found.order_amplitudes.sel(harmonic=2.0).values[0, found.measured][5:-5]
+    truth = {"both": 1.5, "rising": 1.0, "falling": 2.0}[movement]
+    np.testing.assert_allclose(speeds, truth, rtol=0.02)
 
 
 def test_a_steady_machine_is_analysed_by_contiguous_blocks() -> None:
@@ -277,6 +317,96 @@ def test_a_speed_channel_is_found_by_its_unit() -> None:
     assert result.attrs["speed_source"] == "speed channel 'n'"
     assert result.attrs["has_mark"] == 0
     assert result.attrs["phase_mode"] == "first-order"
+
+
+@pytest.mark.parametrize(
+    ("options", "sentence"),
+    [
+        (
+            {"min_rpm": 9000.0},
+            r"The speed, 6\d\d(\.\d+)? to 3[45]\d\d(\.\d+)? rpm, met none of the bins asked for, "
+            r"9000 to 9000 rpm in steps of",
+        ),
+        (
+            {"min_rpm": 100.0, "max_rpm": 500.0, "step_rpm": 20.0},
+            r"100 to 500 rpm in steps of 20, with a whole block of 10 revolutions\.$",
+        ),
+        ({"direction": "falling"}, r"with a whole block of 10 revolutions while it fell\.$"),
+    ],
+)
+def test_an_analysis_that_measured_nothing_is_refused(options: dict, sentence: str) -> None:
+    with pytest.raises(HarmotrackError, match=sentence):
+        analyze(run_up().recording, highest_order=10.0, **options)
+
+
+def with_more(*more: Channel) -> Recording:
+    """The signal x of the run-up and its tacho, behind other channels."""
+    recording = run_up().recording
+    return Recording((*more, recording["x"], recording["tacho"]), "machine")
+
+
+def square_wave(name: str, hertz: float) -> Channel:
+    times = run_up().recording["x"].times
+    return Channel(name, np.where((times * hertz) % 1.0 < 0.5, 5.0, 0.0), 6400.0)
+
+
+def test_a_slow_channel_in_front_does_not_decide_for_all() -> None:
+    slow = [Channel(name, np.full(12, 20.0), 1.0, "°C") for name in ("oil", "air")]
+
+    found = analyze(with_more(*slow), harmonics=(2,), highest_order=20)
+
+    assert found.channels == ("x",)
+    assert found.remarks == (
+        "Left out: 'oil', 'air', of 12 samples at 1 Hz from 0 s, sampled otherwise than 'x'. To "
+        "analyse them, name them among the channels.",
+    )
+
+
+def test_the_larger_group_of_channels_is_analysed() -> None:
+    alone = Channel("alone", np.sin(np.arange(76800.0)), 7000.0)
+    pair = [Channel(name, run_up().recording["x"].samples, 6400.0) for name in ("a", "b")]
+
+    found = analyze(with_more(alone, *pair), harmonics=(2,), highest_order=20)
+
+    assert found.channels == ("a", "b", "x")
+
+
+def test_remarks_name_a_second_tacho_and_a_second_speed_that_were_left_out() -> None:
+    n = Channel("n", np.linspace(600.0, 3600.0, 120), 10.0, "rpm")
+    recording = with_more(square_wave("gate", 20.0), n)
+
+    found = analyze(recording, Speed.from_tacho(recording["tacho"]), highest_order=20)
+
+    assert found.channels == ("x",)
+    first, second = found.remarks
+    assert first.startswith("Left out: 'n', which may hold a speed.")
+    assert second.startswith("Left out: 'gate', which looks like a tacho.")
+
+
+# A square wave of 20 Hz looks like a tacho, and nothing but its shape says so.
+def test_a_channel_that_says_speed_comes_before_a_guess_by_shape() -> None:
+    machine = run_up()
+    n = Channel("n", machine.rpm(np.arange(0.0, 12.0, 0.1)), 10.0, "rpm")
+    gate = square_wave("gate", 20.0)
+
+    assert find_speed(Recording((machine.recording["x"], gate, n))).channel == "n"
+    assert find_speed(Recording((machine.recording["x"], gate))).channel == "gate"
+    assert find_speed(with_more(gate, n)).channel == "tacho"
+
+
+# A pulse in 75 s is 0.8 rpm, and one in 50 s 1.2 rpm.
+def test_a_guess_that_no_machine_turns_at_is_none() -> None:
+    def switch(seconds: float) -> Recording:
+        times = np.arange(0.0, 12.0 * seconds, 0.1)
+        return Recording((Channel("valve", np.where(times % seconds < 5.0, 1.0, 0.0), 10.0),))
+
+    with pytest.raises(HarmotrackError, match="looks like a tacho or a speed"):
+        find_speed(switch(75.0))
+    assert find_speed(switch(50.0)).channel == "valve"
+    with pytest.raises(HarmotrackError, match="looks like a tacho or a speed"):
+        find_speed(Recording((Channel("n", np.full(100, 2e4), 10.0, "krpm"),)))
+    with pytest.raises(HarmotrackError, match="looks like a tacho or a speed"):
+        find_speed(switch(50.0), pulses_per_revolution=60.0)
 
 
 def x_only() -> Recording:

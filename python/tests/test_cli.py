@@ -96,6 +96,19 @@ def test_a_report_is_named_html(recording: Path, capsys: pytest.CaptureFixture) 
     assert "The name report.pdf must end in .html." in capsys.readouterr().err
 
 
+# With and without pictures, which can't draw what was not measured.
+@pytest.mark.parametrize("options", [[], ["--no-pictures"]])
+def test_a_range_that_the_machine_never_met_is_refused(
+    recording: Path, tmp_path: Path, capsys: pytest.CaptureFixture, options: list[str]
+) -> None:
+    out = tmp_path / "out"
+
+    assert call("analyze", recording, "--min-rpm", "9000", "-o", out, *options) == 2
+
+    assert "met none of the bins asked for, 9000 to 9000 rpm" in capsys.readouterr().err
+    assert not out.exists()
+
+
 def test_info_names_the_likely_tacho(recording: Path, capsys: pytest.CaptureFixture) -> None:
     assert call("info", recording, "--json") == 0
 
@@ -157,9 +170,9 @@ def test_orders_are_those_of_the_python_package(
     assert call("orders", recording, "--channels", "x", "--harmonics", "2", "--json") == 0
 
     rows = json.loads(capsys.readouterr().out)["rows"]
-    cut = analyze(recording, harmonics=(2,)).harmonics.sel(channel="x", harmonic=2.0)
+    cut = analyze(recording, harmonics=(2,)).order_amplitudes.sel(channel="x", harmonic=2.0)
     cut = cut.dropna("speed")
-    np.testing.assert_allclose([row["amplitude"] for row in rows], np.abs(cut.values), rtol=1e-6)
+    np.testing.assert_allclose([row["amplitude"] for row in rows], cut.values, rtol=1e-6)
 
 
 @pytest.mark.parametrize(
@@ -180,7 +193,7 @@ def test_the_speed_comes_from_where_it_was_told(
     assert call("orders", recording, "-o", "orders.csv", "--channels", "x", *options) == 0
 
     header, first = (tmp_path / "orders.csv").read_text().splitlines()[:2]
-    assert header == "channel,unit,speed_rpm,order,amplitude,phase_deg,slice"
+    assert header == "channel,unit,speed_rpm,order,amplitude,phase_deg,coherence,slice"
     assert first.startswith("x,mm/s,")
 
 

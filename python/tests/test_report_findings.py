@@ -39,9 +39,12 @@ def test_the_peak_of_a_resonance_is_that_of_the_curve_between_the_speeds() -> No
 
 
 def _with_order_1(cut: Any) -> Any:
-    harmonics = machine.analysis().harmonics.values.astype(complex)
+    usual = machine.analysis()
+    harmonics = usual.harmonics.values.astype(complex)
     harmonics[:, machine.HARMONICS.index(1.0)] = cut
-    return machine.analysis(harmonics=harmonics)
+    order_map = usual.order_map.values.astype(float)
+    order_map[:, :, 9:12] = np.abs(cut)[:, None] * [0.5, 1.0, 0.5]
+    return machine.analysis(harmonics=harmonics, order_map=order_map)
 
 
 # A force that is strongest at one speed makes a peak whose phase stays where it was.
@@ -65,6 +68,17 @@ def test_without_a_mark_peaks_have_no_phase_and_the_damping_of_their_width() -> 
         assert one.turn is None
         assert not one.is_certain
         assert one.damping == pytest.approx(machine.DAMPING, rel=0.25)
+
+
+# One row of the maps, and no word of passes, reversals and changes in a steady speed.
+def test_a_steady_machine_is_said_to_be_one() -> None:
+    times = np.linspace(0.0, 60.0, 1500)
+    steady = machine.analysis(speed_values=1500.0 + 0.3 * np.sin(times), speed_times=times)
+
+    limits = find(steady).limits
+
+    assert limits[0].startswith("The speed was steady, 1500 rpm: nothing is known of others")
+    assert not any("passes" in limit or "change of the speed" in limit for limit in limits)
 
 
 def test_noise_alone_has_no_resonance() -> None:

@@ -22,6 +22,7 @@ from importlib import import_module
 from importlib.util import find_spec
 from pathlib import Path
 
+from harmotrack.checks import checked_path
 from harmotrack.errors import HarmotrackError, missing_package
 from harmotrack.readers.assembly import ReadOptions
 from harmotrack.recording import Recording
@@ -96,7 +97,7 @@ def read(
     MissingPackageError
         The package that reads this kind is not installed; the sentence says how to get it.
     """
-    path = Path(path)
+    path = checked_path(path)
     if not path.exists():
         raise HarmotrackError(f"There is no file {path}.")
     if path.is_dir():

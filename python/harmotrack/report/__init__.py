@@ -10,6 +10,7 @@ from __future__ import annotations
 
 from pathlib import Path
 
+from harmotrack.checks import check_type, checked_path
 from harmotrack.files import pending
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report.page import render
@@ -19,7 +20,8 @@ __all__ = ["render", "write_report"]
 
 def write_report(analysis: OrderAnalysis, path: str | Path) -> Path:
     """Writes render(analysis) to a file, which appears under its name when it is whole."""
-    path = Path(path)
+    check_type("analysis", analysis, OrderAnalysis, "an OrderAnalysis, or one of TwoPasses")
+    path = checked_path(path)
     page = render(analysis)
     with pending(path) as hidden:
         hidden.write_text(page, encoding="utf-8", newline="\n")

@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING
 
 import numpy as np
 
+from harmotrack.defaults import is_steady
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report.resonances import (
     LEAST_ABOVE_FLOOR_DB,
@@ -23,6 +24,8 @@ if TYPE_CHECKING:
 
 #: Stretches of fewer speeds than this belong to their neighbours.
 LEAST_STRETCH = 3
+#: A change of the speed within a block that blurs nothing: a tenth of a line at order 100.
+_STEADY_BLOCK_PERCENT = 0.01
 #: A whirl has a sense when one radius is larger than the other by this factor.
 LEAST_WHIRL_RATIO = 1.1
 
@@ -95,7 +98,7 @@ def find(analysis: OrderAnalysis) -> Findings:
 
 def find_dominance(analysis: OrderAnalysis) -> tuple[Dominance, ...]:
     """The stretches of every channel, by rising speed."""
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     speed = analysis.order_map["speed"].values[measured]
     orders = analysis.order_map["order"].values
     first = first_line_beside_zero(analysis)
@@ -167,7 +170,7 @@ def find_whirl(analysis: OrderAnalysis) -> tuple[Whirl, ...]:
     directional = analysis.directional
     if directional is None:
         return ()
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     speed = directional["speed"].values[measured]
     radii = directional.values[measured].astype(np.float64)
     orders = directional["directional_order"].values
@@ -260,7 +263,7 @@ def _limits(analysis: OrderAnalysis, speed: SpeedQuality) -> tuple[str, ...]:
     return tuple(
         sentence
         for sentence in (
-            _range_limit(analysis),
+            _range_limit(analysis, speed),
             _empty_limit(analysis),
             _edge_limit(analysis),
             _axis_limit(analysis),
@@ -297,28 +300,41 @@ def span(from_rpm: float, to_rpm: float) -> str:
     return f"{speeds(from_rpm, to_rpm)} rpm"
 
 
+def over(from_rpm: float, to_rpm: float) -> str:
+    """As in "from 600 to 3000 rpm" or "at 1500 rpm"."""
+    text = span(from_rpm, to_rpm)
+    return f"from {text}" if " to " in text else f"at {text}"
+
+
 def speeds(from_rpm: float, to_rpm: float) -> str:
-    return f"{number(from_rpm)} to {number(to_rpm)}"
+    """One number of a stretch that has but one."""
+    first, last = number(from_rpm), number(to_rpm)
+    return first if first == last else f"{first} to {last}"
 
 
 def _measured_speeds(analysis: OrderAnalysis) -> Floats:
     speed: Floats = analysis.order_map["speed"].values
-    return speed[analysis.order_blocks.values > 0]
+    return speed[analysis.measured]
 
 
-def _range_limit(analysis: OrderAnalysis) -> str:
-    speed = _measured_speeds(analysis)
-    if speed.size == 0:
+def _range_limit(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
+    measured = _measured_speeds(analysis)
+    if measured.size == 0:
         return "No spectrum was measured at any speed, so nothing is known of the vibration."
+    if is_steady(speed.lowest_rpm, speed.highest_rpm):
+        return (
+            f"The speed was steady, {span(speed.lowest_rpm, speed.highest_rpm)}: nothing is known "
+            "of others, and resonances there remain unseen."
+        )
     return (
-        f"Nothing is known of speeds below {number(speed[0])} and above {number(speed[-1])} rpm; "
-        "resonances there remain unseen."
+        f"Nothing is known of speeds below {number(measured[0])} and above {number(measured[-1])} "
+        "rpm; resonances there remain unseen."
     )
 
 
 def _empty_limit(analysis: OrderAnalysis) -> str:
     speed = analysis.order_map["speed"].values
-    measured = np.flatnonzero(analysis.order_blocks.values > 0)
+    measured = np.flatnonzero(analysis.measured)
     if measured.size == 0:
         return ""
     inside = np.arange(measured[0], measured[-1] + 1)
@@ -338,14 +354,15 @@ def _empty_limit(analysis: OrderAnalysis) -> str:
 
 def _edge_limit(analysis: OrderAnalysis) -> str:
     """Orders that are largest at an end of the range: their peak may lie beyond it."""
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     if np.count_nonzero(measured) < 3:
         return ""
     floors = noise_floor(analysis)[:, measured]
     ends: dict[str, set[float]] = {"lowest": set(), "highest": set()}
     for channel, floor in zip(analysis.channels, floors, strict=True):
         for order in analysis.harmonics["harmonic"].values:
-            cut = np.abs(analysis.harmonics.sel(channel=channel, harmonic=order).values[measured])
+            cuts = analysis.order_amplitudes.sel(channel=channel, harmonic=order)
+            cut = cuts.values[measured]
             peak = int(np.argmax(cut))
             if cut[peak] > floor[peak] * 10 ** (LEAST_ABOVE_FLOOR_DB / 20):
                 if peak == 0:
@@ -407,6 +424,8 @@ def _smear_limit(analysis: OrderAnalysis) -> str:
     if turns == 0 or rpm.size <= turns:
         return ""
     change = 100.0 * np.abs(rpm[turns:] / np.maximum(rpm[:-turns], 1e-9) - 1.0)
+    if change.max() < _STEADY_BLOCK_PERCENT:
+        return ""
     return (
         f"A block of {turns} revolutions spans a change of the speed of "
         f"{number(float(np.median(change)), 2)} % typically and {number(float(change.max()), 2)} % "
@@ -444,15 +463,16 @@ def _whirl_limit(analysis: OrderAnalysis) -> str:
 
 
 def _repeat_limit(analysis: OrderAnalysis) -> str:
-    blocks = analysis.order_blocks.values
-    blocks = blocks[blocks > 0]
+    blocks = analysis.order_blocks.values[analysis.measured]
     if blocks.size == 0 or np.median(blocks) > 1:
         return ""
     return "Most speeds were measured once, so nothing is known of how well they repeat."
 
 
 def _pass_limit(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
-    if speed.reversals == 0 or analysis.attrs.get("direction", "both") != "both":
+    if speed.reversals == 0 or analysis.attrs.get("movement", "both") != "both":
+        return ""
+    if is_steady(speed.lowest_rpm, speed.highest_rpm):
         return ""
     return (
         "The speed rises and falls in this recording, and both passes share the rows of the maps: "

@@ -9,6 +9,8 @@ from itertools import groupby
 
 import numpy as np
 
+from harmotrack.amplitudes import LEAST_COHERENCE
+from harmotrack.decibels import CONVENTIONS
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report.findings import (
     Dominance,
@@ -18,12 +20,11 @@ from harmotrack.report.findings import (
     amount,
     first_line_beside_zero,
     number,
+    over,
     span,
     speeds,
 )
 from harmotrack.report.resonances import Resonance
-
-CONVENTIONS = {"peak": "peak", "rms": "RMS", "peak-to-peak": "peak-to-peak"}
 
 #: Repairs beyond this number are only counted.
 MOST_REPAIRS = 200
@@ -229,8 +230,7 @@ def order_map_summary(analysis: OrderAnalysis, found: Findings, channel: str) ->
     if not own:
         return "Nothing was measured."
     parts = [
-        f"order {number(one.order)} from {span(one.from_rpm, one.to_rpm)}"
-        for one in own[:MOST_SPOKEN]
+        f"order {number(one.order)} {over(one.from_rpm, one.to_rpm)}" for one in own[:MOST_SPOKEN]
     ]
     more = len(own) - MOST_SPOKEN
     parts += [f"in {more} more stretches other orders"] if more > 0 else []
@@ -261,7 +261,7 @@ def frequency_map_summary(analysis: OrderAnalysis, channel: str) -> str:
 def whirl_map_summary(found: Findings) -> str:
     sentences = []
     for order, group in groupby(found.whirl[:MOST_SPOKEN], key=lambda one: one.order):
-        parts = [f"{_SENSES[one.sense]} from {span(one.from_rpm, one.to_rpm)}" for one in group]
+        parts = [f"{_SENSES[one.sense]} {over(one.from_rpm, one.to_rpm)}" for one in group]
         sentences.append(f"Order {number(order)} whirls {_joined(parts)}.")
     return " ".join(sentences) or "No order stands out of the noise."
 
@@ -277,8 +277,7 @@ def _speed(analysis: OrderAnalysis, speed: SpeedQuality) -> str:
     source = str(analysis.attrs.get("speed_source", "an unknown source"))
     texts = [
         f"Measured by: {source}.",
-        f"{speed.turns} values, one a revolution, from "
-        f"{span(speed.lowest_rpm, speed.highest_rpm)}.",
+        f"{speed.turns} values, one a revolution, {over(speed.lowest_rpm, speed.highest_rpm)}.",
         "There is a mark on the shaft."
         if analysis.attrs.get("has_mark", 1)
         else "There is no mark on the shaft.",
@@ -325,7 +324,11 @@ def phase_note(analysis: OrderAnalysis) -> str:
         against = "against the mark on the shaft"
     else:
         against = "without a mark on the shaft, from the start of the recording"
-    return escape(f"Phases of whole orders, as {reference}, {against}; a fall is a later answer.")
+    return escape(
+        f"Phases of whole orders, as {reference}, {against}; a fall is a later answer. They are "
+        "left out where their coherence, complex mean over amplitude, is below "
+        f"{LEAST_COHERENCE:g}."
+    )
 
 
 def directional_panels(analysis: OrderAnalysis, found: Findings) -> str:
@@ -378,7 +381,7 @@ def _resolution(analysis: OrderAnalysis) -> list[tuple[str, str]]:
     frequencies = analysis.frequency_map["frequency"].values
     speed = analysis.order_map["speed"].values
     step = float(np.diff(speed).mean()) if speed.size > 1 else 0.0
-    measured = int((analysis.order_blocks.values > 0).sum())
+    measured = int(analysis.measured.sum())
     blocks = int(analysis.order_blocks.values.sum())
     pairs = [("Speed", f"{speed.size} rows, {number(step)} rpm apart, {measured} measured")]
     if order > 0:

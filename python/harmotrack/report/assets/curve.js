@@ -42,16 +42,27 @@ function drawPath(context, { stroke, width, dash }, { first, last, x, y, isGap }
   context.setLineDash(dash ?? []);
   context.beginPath();
   let isDown = false;
+  const alone = [];
   for (let i = first; i <= last; i += 1) {
     if (isGap(i)) isDown = false;
     else if (isDown) context.lineTo(x(i), y(i));
     else {
+      if (i === last || isGap(i + 1)) alone.push(i);
       context.moveTo(x(i), y(i));
       isDown = true;
     }
   }
   context.stroke();
   context.setLineDash([]);
+  context.fillStyle = stroke;
+  for (const i of alone) drawDot(context, x(i), y(i), 1.5 * width);
+}
+
+// A line through one point is none.
+function drawDot(context, x, y, radius) {
+  context.beginPath();
+  context.arc(x, y, radius, 0, 2 * Math.PI);
+  context.fill();
 }
 
 function drawBars(context, { stroke, width, dash }, points, scale) {

@@ -89,16 +89,21 @@ function makeProfile(context) {
     },
     y: {
       label: () => SPEED_LABEL,
-      range: () => [
-        Math.min(speed[0], ...minmax(profileSpeed)),
-        Math.max(speed[speed.length - 1], ...minmax(profileSpeed)),
-      ],
+      range: () => profileRange(speed, profileSpeed),
     },
     series: [{ stroke: () => colour("accent"), width: 2 }],
     move: (seconds) => context.moveToTime(seconds),
   });
   plot.fixedValues = () => [profileTime, profileSpeed];
   return plot;
+}
+
+// A steady speed is not drawn as if its last digits were waves.
+function profileRange(speed, profileSpeed) {
+  const least = Math.min(speed[0], ...minmax(profileSpeed));
+  const most = Math.max(speed[speed.length - 1], ...minmax(profileSpeed));
+  const pad = Math.max(0.001 * most - 0.5 * (most - least), 0);
+  return [least - pad, most + pad];
 }
 
 function minmax(values) {
@@ -199,8 +204,9 @@ function showPolar(context, polar) {
 function overall(context) {
   const { results } = context;
   const channel = context.get("channel");
+  const { overallReferenceLevel } = context.channel;
   return Array.from(results.speed, (_, row) =>
-    finite(context.shownAmplitude(results.overall(channel, row))),
+    finite(context.shownAmplitude(results.overall(channel, row), overallReferenceLevel)),
   );
 }
 

@@ -209,7 +209,13 @@ export class LinePlot extends Panel {
           dash: one.dash,
           // Phases are points: a line would cross the plot wherever they pass from 180 to -180.
           paths: one.isPoints || one.isMoving ? () => null : undefined,
-          points: { show: one.isPoints ?? false, size: 4, fill: one.stroke, width: 0 },
+          points: {
+            // A line through one point is none.
+            show: one.isPoints ?? (({ data }) => !one.isMoving && data[0].length === 1),
+            size: one.isPoints ? 4 : 8,
+            fill: one.stroke,
+            width: 0,
+          },
           spanGaps: false,
         })),
       ],

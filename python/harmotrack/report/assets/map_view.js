@@ -22,7 +22,7 @@ export class MapView extends Panel {
 
   /**
    * @param host     see Panel
-   * @param x, y     { values, label }: the axes, y upwards
+   * @param x, y     { values, label, step }: the axes, y upwards; the step if there is one value
    * @param actions  { move(x, y), pick(x, y), zoom(view): what the reader does;
    *                   cursor(): its { x, y };
    *                   cuts(view), if any: [{ order, stroke, line }], the named lines on the map;
@@ -35,7 +35,7 @@ export class MapView extends Panel {
     this.x = x;
     this.y = y;
     this.xEdges = cellEdges(x.values);
-    this.yEdges = cellEdges(y.values);
+    this.yEdges = cellEdges(y.values, y.step);
     this.actions = actions;
     this.top = MARGIN.top + (actions.cuts ? NAME_ROOM : 0);
     this.map = null;

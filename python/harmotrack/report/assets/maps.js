@@ -7,7 +7,7 @@ const SPEED_LABEL = "Speed, rpm";
 
 export function makeMaps(context, pickOrder) {
   const { results } = context;
-  const speed = { values: results.speed, label: SPEED_LABEL };
+  const speed = { values: results.speed, label: SPEED_LABEL, step: results.speedStep };
   const views = {};
   views.order = new MapView(
     document.getElementById("order-map"),

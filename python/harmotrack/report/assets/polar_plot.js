@@ -28,6 +28,7 @@ export class PolarPlot extends Panel {
     super(host);
     this.heights = [host.dataset.height, host.dataset.printHeight];
     this.cuts = [];
+    this.hasPath = false;
     this.row = 0;
     this.canvas = host.appendChild(document.createElement("canvas"));
     this.canvas.setAttribute("aria-hidden", "true");
@@ -45,7 +46,8 @@ export class PolarPlot extends Panel {
     this.cuts = cuts;
     this.speed = speed;
     this.unit = unit;
-    this.setHeight(...(cuts.length > 0 ? this.heights : EMPTY_HEIGHTS));
+    this.hasPath = cuts.some(({ x }) => x.some((value) => !Number.isNaN(value)));
+    this.setHeight(...(this.hasPath ? this.heights : EMPTY_HEIGHTS));
   }
 
   setRow(row) {
@@ -91,11 +93,12 @@ export class PolarPlot extends Panel {
     this.canvas.style.height = `${height}px`;
     const context = this.background.getContext("2d");
     context.scale(ratio, ratio);
-    if (this.cuts.length === 0) {
+    if (!this.hasPath) {
       context.font = FONT;
       context.fillStyle = colour("muted");
       context.textAlign = "center";
-      context.fillText("None of these cuts has a phase.", this.centreX, this.centreY);
+      const which = this.cuts.length > 0 ? "steady phase" : "phase";
+      context.fillText(`None of these cuts has a ${which}.`, this.centreX, this.centreY);
       return;
     }
     this.#paintGrid(context);

@@ -1,11 +1,11 @@
 // Axes of cells: each value of an axis owns the interval to the midpoints with its neighbours.
 
-/** Borders of the cells, one more than there are values. */
-export function cellEdges(values) {
+/** Borders of the cells, one more than there are values; a single one is `width` wide. */
+export function cellEdges(values, width = 1) {
   const count = values.length;
   const edges = new Float64Array(count + 1);
   if (count === 1) {
-    edges.set([values[0] - 0.5, values[0] + 0.5]);
+    edges.set([values[0] - 0.5 * width, values[0] + 0.5 * width]);
     return edges;
   }
   for (let i = 1; i < count; i += 1) edges[i] = 0.5 * (values[i - 1] + values[i]);
