@@ -12,6 +12,7 @@ set(HARMOTRACK_LEFT_OUT
     examples/cpp
     examples/recordings
     harmotrack_allocation_tests
+    harmotrack_cache_size_tests
     harmotrack_memory_tests
     harmotrack_face_memory_tests
     harmotrack_limited_memory_tests

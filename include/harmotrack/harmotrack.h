@@ -76,7 +76,10 @@
  *              time
  *
  * NUMBERS: work inside is in double precision, tables are in float. The same build on the same
- * machine gives the same bits for the same samples, however they were split into deliveries.
+ * machine gives the same bits for the same samples, however they were split into deliveries. A stop
+ * is the one exception: calculate() looks for it in the newest two samples of the ring, which
+ * depend on where deliveries end. Where the speed falls to exactly 0, a run in which that was seen
+ * is without the turns and results of N samples that another one has.
  *
  * NAMES: exports are plain names such as `create` and `reset`. A program that defines one of them
  * with C linkage itself captures every linked call; it loads the library by dlopen or LoadLibrary
@@ -687,7 +690,8 @@ updateBuffers(AnalyzerHandle analyzer, int32_t angleSamples, int32_t timeSamples
  * A sample can serve several results at once; the flags then stand together, and `bin` is that of
  * the store that came last. When the newest two samples of the ring show that the speed has fallen
  * to exactly 0, rpmUpdated is set once, with a speed of 0, and the next N samples update the speed
- * and nothing else. The fall is seen only by a call that has no sample to take.
+ * and nothing else. The fall is seen only by a call that has no sample to take, and so only where a
+ * delivery ends with the first sample of speed 0.
  *
  * @return  what this call produced
  *
@@ -760,8 +764,10 @@ HARMOTRACK_API TimeFFTSetup getTimeFFTSetup(AnalyzerHandle analyzer,
  * Analyzer: reading. Each copies and changes nothing; safe between two calls of calculate().
  *
  * Results of a path are there from the initiate() that had its flags on; before the first
- * reset() they are undefined. `bin` is 0 .. getBinCount() - 1 and `harmonic` 0 .. harmonicCount -
- * 1; neither is checked.
+ * reset() they are undefined. A path whose flags were all off has no tables: reading one copies
+ * from a null pointer, which is undefined behaviour and mostly ends the process, unless the
+ * function says that it copies nothing then. `bin` is 0 .. getBinCount() - 1 and `harmonic` 0 ..
+ * harmonicCount - 1; neither is checked.
  *
  * `which` selects the signal: 0 for the one of modes 0 and 2; in mode 1, 2 for the second signal
  * and any other value but 0 for the first. With a pairing that does not exist (0 in mode 1, another

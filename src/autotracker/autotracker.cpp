@@ -74,7 +74,7 @@ void Autotracker::initiate()
     design_.resize(blockLength_, columns);
     gram_.resize(columns, columns);
     gramInverse_.resize(columns, columns);
-    decomposition_ = Eigen::PartialPivLU<Eigen::MatrixXd>(columns);
+    decomposition_.resize(columns);
     moments_.resize(columns);
     amplitudes_.resize(columns);
     modelled_.resize(blockLength_);

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "autotracker/lu_decomposition.h"
 #include "autotracker/ring.h"
 #include "dsp/dsp_object.h"
 #include "dsp/fir/filter.h"
 #include "harmotrack/harmotrack.h"
 
 #include <Eigen/Core>
-#include <Eigen/LU>
 
 #include <cstdint>
 
@@ -281,10 +281,10 @@ private:
     Eigen::MatrixXd gramInverse_; ///< shape (K, K)
 
     // Working memory of likelihood().
-    Eigen::PartialPivLU<Eigen::MatrixXd> decomposition_; ///< of gram
-    Eigen::VectorXd moments_;                            ///< Gᵀy, shape (K)
-    Eigen::VectorXd amplitudes_;                         ///< (GᵀG)⁻¹Gᵀy, shape (K)
-    Eigen::VectorXd modelled_;                           ///< G times amplitudes, shape (N)
+    LuDecomposition decomposition_; ///< of gram
+    Eigen::VectorXd moments_;       ///< Gᵀy, shape (K)
+    Eigen::VectorXd amplitudes_;    ///< (GᵀG)⁻¹Gᵀy, shape (K)
+    Eigen::VectorXd modelled_;      ///< G times amplitudes, shape (N)
 };
 
 } // namespace Velmora::Autotracker

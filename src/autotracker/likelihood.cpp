@@ -1,7 +1,6 @@
 #include "autotracker/autotracker.h"
 
 #include <cmath>
-#include <exception>
 #include <limits>
 #include <numbers>
 
@@ -67,18 +66,13 @@ void Autotracker::fillGram()
     }
 }
 
-/// One decomposition serves determinant and inverse. Eigen's own functions of a matrix of dynamic
-/// size each make the same one, so the bits are the same; inverse() would copy it first.
+/// One decomposition serves determinant and inverse.
 bool Autotracker::invertGram()
 {
     decomposition_.compute(gram_);
     if (std::numeric_limits<double>::epsilon() > std::abs(decomposition_.determinant()))
         return false;
-    try {
-        gramInverse_ = decomposition_.solve(Eigen::MatrixXd::Identity(gram_.rows(), gram_.cols()));
-    } catch (const std::exception&) {
-        return false;
-    }
+    decomposition_.invertInto(gramInverse_);
     return true;
 }
 

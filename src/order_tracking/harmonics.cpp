@@ -30,11 +30,13 @@ float toPeak(std::int32_t amplitudeType)
 /// amplitudes is the mean square, once the window's noise bandwidth is taken out.
 float overallLevel(std::span<const float> row, float toPeakFactor, float energyToAmplitude)
 {
+    // Of some numbers the power of the C library is not their product with themselves in the last
+    // place. Compilers would make one of the other for an exponent that they know.
+    const volatile float two = 2.0F;
+    const float exponent = two;
+
     float sum = 0.0F;
-    for (const float amplitude : row) {
-        const float peak = toPeakFactor * amplitude;
-        sum += peak * peak;
-    }
+    for (const float amplitude : row) sum += std::pow(toPeakFactor * amplitude, exponent);
     sum *= 0.5F;
     return std::sqrt(sum) * energyToAmplitude;
 }

@@ -2,6 +2,7 @@
 
 #include "test_tracker.h"
 
+#include <Eigen/LU>
 #include <gtest/gtest.h>
 
 #include <cfloat>

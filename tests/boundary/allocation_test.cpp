@@ -1,129 +1,18 @@
-// Between initiate and the end of a run nothing is allocated but the values of harmonics. Every way
-// to the C heap is counted: the process defines malloc and its family itself, over those of glibc.
-// FFTW's execute has a buffer of its own for some sizes, as its planner finds best on the
-// processor: what FFTW calls for itself is told apart by the caller's address, and must be freed at
-// once.
+// Between initiate and the end of a run nothing is allocated but the values of harmonics. What FFTW
+// takes for itself must be freed at once.
 
+#include "counted_heap.h"
 #include "test_host.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <vector>
-
-namespace {
-
-struct Count {
-    bool armed = false;
-    int64_t allocations = 0;
-    size_t bytes = 0;
-    int64_t frees = 0;
-    int64_t fftwBlocks = 0; ///< allocated by FFTW and not freed by it
-};
-
-Count count;
-
-bool isInFftw(const void* caller)
-{
-    Dl_info place;
-    return dladdr(caller, &place) != 0 && place.dli_fname != nullptr &&
-           std::strstr(place.dli_fname, "libfftw3") != nullptr;
-}
-
-void noteAllocation(size_t bytes, const void* caller)
-{
-    if (!count.armed) return;
-    if (isInFftw(caller)) {
-        ++count.fftwBlocks;
-        return;
-    }
-    ++count.allocations;
-    count.bytes += bytes;
-}
-
-void noteFree(const void* block, const void* caller)
-{
-    if (!count.armed || block == nullptr) return;
-    if (isInFftw(caller))
-        --count.fftwBlocks;
-    else
-        ++count.frees;
-}
-
-} // namespace
-
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): names of the C library
-extern "C" {
-void* __libc_malloc(size_t bytes);
-void* __libc_calloc(size_t number, size_t bytes);
-void* __libc_realloc(void* block, size_t bytes);
-void* __libc_memalign(size_t alignment, size_t bytes);
-void __libc_free(void* block);
-
-void* malloc(size_t bytes) noexcept
-{
-    noteAllocation(bytes, __builtin_return_address(0));
-    return __libc_malloc(bytes);
-}
-
-void* calloc(size_t number, size_t bytes) noexcept
-{
-    noteAllocation(number * bytes, __builtin_return_address(0));
-    return __libc_calloc(number, bytes);
-}
-
-void* realloc(void* block, size_t bytes) noexcept
-{
-    noteAllocation(bytes, __builtin_return_address(0));
-    return __libc_realloc(block, bytes);
-}
-
-void* memalign(size_t alignment, size_t bytes) noexcept
-{
-    noteAllocation(bytes, __builtin_return_address(0));
-    return __libc_memalign(alignment, bytes);
-}
-
-void* aligned_alloc(size_t alignment, size_t bytes) noexcept
-{
-    noteAllocation(bytes, __builtin_return_address(0));
-    return __libc_memalign(alignment, bytes);
-}
-
-int posix_memalign(void** block, size_t alignment, size_t bytes) noexcept
-{
-    noteAllocation(bytes, __builtin_return_address(0));
-    *block = __libc_memalign(alignment, bytes);
-    return *block == nullptr ? ENOMEM : 0;
-}
-
-void free(void* block) noexcept
-{
-    noteFree(block, __builtin_return_address(0));
-    __libc_free(block);
-}
-}
-
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace Boundary {
 namespace {
-
-// Counts from its construction to its end.
-class Counting {
-public:
-    Counting() { count = Count{.armed = true}; }
-
-    ~Counting() { count.armed = false; }
-
-    Counting(const Counting&) = delete;
-    Counting& operator=(const Counting&) = delete;
-};
 
 TEST(Allocation, IsCounted)
 {
@@ -133,9 +22,9 @@ TEST(Allocation, IsCounted)
         made = new std::vector<double>(100);
         delete made;
     }
-    EXPECT_EQ(count.allocations, 2);
-    EXPECT_EQ(count.bytes, sizeof(std::vector<double>) + 100 * sizeof(double));
-    EXPECT_EQ(count.frees, 2);
+    EXPECT_EQ(heapCount.allocations, 2);
+    EXPECT_EQ(heapCount.bytes, sizeof(std::vector<double>) + 100 * sizeof(double));
+    EXPECT_EQ(heapCount.frees, 2);
 }
 
 struct Calls {
@@ -200,9 +89,9 @@ TEST_P(Allocation, RunWithoutHarmonicsAllocatesNothing)
             host.parameters = {0, 1, 1, 1, 1, 1, 1, 0, 1, 1};
             host.start();
             EXPECT_GT(runCounted(host, runUpRecording()).results, 10);
-            EXPECT_EQ(count.allocations, 0);
-            EXPECT_EQ(count.frees, 0);
-            EXPECT_EQ(count.fftwBlocks, 0);
+            EXPECT_EQ(heapCount.allocations, 0);
+            EXPECT_EQ(heapCount.frees, 0);
+            EXPECT_EQ(heapCount.fftwBlocks, 0);
         }
     }
 }
@@ -220,10 +109,10 @@ TEST_P(Allocation, HarmonicsOfABinAllocateTheirValuesAndNothingElse)
             const auto arrays =
                 calls.harmonicColumns * static_cast<int64_t>(resultSets(GetParam()).size());
             EXPECT_GT(arrays, 2);
-            EXPECT_EQ(count.allocations, arrays);
-            EXPECT_EQ(count.bytes, static_cast<size_t>(arrays) * 3 * 2 * sizeof(float));
-            EXPECT_EQ(count.frees, arrays);
-            EXPECT_EQ(count.fftwBlocks, 0);
+            EXPECT_EQ(heapCount.allocations, arrays);
+            EXPECT_EQ(heapCount.bytes, static_cast<size_t>(arrays) * 3 * 2 * sizeof(float));
+            EXPECT_EQ(heapCount.frees, arrays);
+            EXPECT_EQ(heapCount.fftwBlocks, 0);
         }
     }
 }
@@ -241,8 +130,8 @@ TEST_P(Allocation, DeltaHarmonicsAllocateTheirValuesAndNothingElse)
     runCounted(host, runUpRecording());
     const int64_t blocks = (2500 - 64 - 1 - 65) / 128 + 1;
     const auto arrays = blocks * static_cast<int64_t>(resultSets(GetParam()).size());
-    EXPECT_EQ(count.allocations, arrays);
-    EXPECT_EQ(count.frees, arrays);
+    EXPECT_EQ(heapCount.allocations, arrays);
+    EXPECT_EQ(heapCount.frees, arrays);
 }
 
 TEST_P(Allocation, ResetAndUpdateBuffersAllocateNothing)
@@ -259,8 +148,8 @@ TEST_P(Allocation, ResetAndUpdateBuffersAllocateNothing)
         updateBuffers(host.handle(), 1, 1);
         updateBuffers(host.handle(), -1, -1);
     }
-    EXPECT_EQ(count.allocations, 0);
-    EXPECT_EQ(count.frees, 0);
+    EXPECT_EQ(heapCount.allocations, 0);
+    EXPECT_EQ(heapCount.frees, 0);
 }
 
 // A second initiate with the same setup keeps what it need not change. Its only memory is that of
@@ -277,8 +166,8 @@ TEST_P(Allocation, SecondInitiateWithTheSameSetupKeepsNothingMore)
         initiate(host.handle(), &error);
     }
     EXPECT_EQ(error, 0);
-    EXPECT_EQ(count.allocations, count.frees);
-    EXPECT_EQ(count.fftwBlocks, 0);
+    EXPECT_EQ(heapCount.allocations, heapCount.frees);
+    EXPECT_EQ(heapCount.fftwBlocks, 0);
 }
 
 TEST_P(Allocation, ReadsAllocateNothing)
@@ -306,7 +195,7 @@ TEST_P(Allocation, ReadsAllocateNothing)
         readTimeDomainBinWaterfall(analyzer, 2, array.data(), which);
         readTimeDomainBinWaterfallTwoSided(analyzer, 2, array.data());
     }
-    EXPECT_EQ(count.allocations, 0);
+    EXPECT_EQ(heapCount.allocations, 0);
 }
 
 // destroy frees the analyzer's own block and nothing else, FFTW's among the rest.
@@ -321,9 +210,9 @@ TEST_P(Allocation, DestroyFreesOneBlock)
         const Counting counting;
         destroy(host.handle());
     }
-    EXPECT_EQ(count.frees, 1);
-    EXPECT_EQ(count.allocations, 0);
-    EXPECT_EQ(count.fftwBlocks, 0);
+    EXPECT_EQ(heapCount.frees, 1);
+    EXPECT_EQ(heapCount.allocations, 0);
+    EXPECT_EQ(heapCount.fftwBlocks, 0);
 }
 
 } // namespace

@@ -721,6 +721,36 @@ TEST(OverallLevel, IsThatOfTheRowAsAveragingLeftIt)
     EXPECT_EQ(afterBoth(4), 0.0F);
 }
 
+// The square as the C library's power, which no compiler sees to be a product.
+float square(float x)
+{
+    const volatile float two = 2.0F;
+    return std::pow(x, static_cast<float>(two));
+}
+
+// A number whose level shows that it was squared by the library's power: the first in 1 .. 2 for
+// which a product is another number, and 1.5 with a library that rounds both alike.
+float squaredByPowerAlone()
+{
+    for (float x = 1.0F; x < 2.0F; x = std::nextafter(x, 2.0F))
+        if (std::sqrt(square(x) * 0.5F) != std::sqrt(x * x * 0.5F)) return x;
+    return 1.5F;
+}
+
+// A constant is all in line 0, to the bit: its samples add up exactly in blocks of a power of two.
+TEST(OverallLevel, SquaresByThePowerOfTheCLibrary)
+{
+    const float constant = squaredByPowerAlone();
+    Level<0> rig;
+    rig.analysis.windowType = HARMOTRACK_WINDOW_RECTANGLE;
+    const ResultStorage& results =
+        rig.take([constant](double) { return static_cast<double>(constant); });
+    const float* const row = results.timeA.row(3);
+    EXPECT_EQ(row[0], constant);
+    for (std::size_t k = 1; k < 8; ++k) EXPECT_EQ(row[k], 0.0F) << k;
+    EXPECT_EQ(results.overallA[3], std::sqrt(square(constant) * 0.5F));
+}
+
 // sqrt(0.5 sum (c row)^2) f in float, lines in ascending order.
 TEST(OverallLevel, IsSummedInFloatToTheBit)
 {
@@ -740,8 +770,7 @@ TEST(OverallLevel, IsSummedInFloatToTheBit)
         const auto factor = static_cast<float>(1.0 / std::sqrt(1.5));
         const auto level = [&, correction = c](const ResultStorage::BinWaterfall& table) {
             float sum = 0.0F;
-            for (std::size_t k = 0; k < 100; ++k)
-                sum += std::pow(correction * table.row(3)[k], 2.0F);
+            for (std::size_t k = 0; k < 100; ++k) sum += square(correction * table.row(3)[k]);
             sum *= 0.5F;
             return std::sqrt(sum) * factor;
         };
