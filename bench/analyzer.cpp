@@ -34,11 +34,10 @@ double seconds(const Work& work)
 /// A host whose ring holds the same few blocks for ever: a run-up through four bins, then a fall
 /// back to its start, which a rising axis does not take for a visit. So there is a block every N
 /// samples, and no time goes into filling the ring.
-template <int mode>
 class RunUpHost {
 public:
-    explicit RunUpHost(std::int32_t blockSize)
-        : slots_(static_cast<std::size_t>(ringSize(blockSize)))
+    RunUpHost(std::int32_t mode, std::int32_t blockSize)
+        : slots_(static_cast<std::size_t>(ringSize(blockSize))), analyzer_(mode)
     {
         orders_.orderResolution = 2.0F * kMaxOrder / static_cast<float>(blockSize);
         orders_.maxOrder = kMaxOrder;
@@ -119,21 +118,21 @@ private:
     AnalysisSetup setup_{};
     AnalyzerParameters parameters_{};
     std::vector<double> signalA_, signalB_, speed_, frequency_, angle_, time_;
-    OrderAnalyzer<mode> analyzer_;
+    OrderAnalyzer analyzer_;
 };
 
 /// The bare transform of a mode, on zeros, which stay zeros: its time does not depend on the data.
-template <int mode>
 class BareTransform {
 public:
-    explicit BareTransform(std::int32_t size)
+    BareTransform(std::int32_t mode, std::int32_t size)
         : fftw_(FFTWLib<double>::instance().functions()),
           buffer_(fftw_.alloc_real(2 * static_cast<std::size_t>(size) + 2))
     {
         std::fill_n(buffer_, 2 * static_cast<std::size_t>(size) + 2, 0.0);
         auto* lines = reinterpret_cast<fftw_complex*>(buffer_);
-        plan_ = mode == 0 ? fftw_.plan_dft_r2c_1d(size, buffer_, lines, FFTW_ESTIMATE)
-                          : fftw_.plan_dft_1d(size, lines, lines, FFTW_FORWARD, FFTW_ESTIMATE);
+        plan_ = mode == HARMOTRACK_MODE_ONE_REAL
+                    ? fftw_.plan_dft_r2c_1d(size, buffer_, lines, FFTW_ESTIMATE)
+                    : fftw_.plan_dft_1d(size, lines, lines, FFTW_FORWARD, FFTW_ESTIMATE);
     }
 
     BareTransform(const BareTransform&) = delete;
@@ -155,15 +154,15 @@ private:
 
 /// How much longer than the bare transforms does calculate() take for its blocks? The least times
 /// of all rounds are compared; the walk over the samples between the blocks is taken off.
-template <int mode>
 void blocks(benchmark::State& state)
 {
-    const auto size = static_cast<std::int32_t>(state.range(0));
-    RunUpHost<mode> withBlocks(size);
+    const auto mode = static_cast<std::int32_t>(state.range(0));
+    const auto size = static_cast<std::int32_t>(state.range(1));
+    RunUpHost withBlocks(mode, size);
     withBlocks.start(&AnalyzerParameters::binOrderSpectrum);
-    RunUpHost<mode> walkAlone(size);
+    RunUpHost walkAlone(mode, size);
     walkAlone.start(&AnalyzerParameters::deltaHarmonics); // never due: no release is asked for
-    const BareTransform<mode> transform(size);
+    const BareTransform transform(mode, size);
 
     double leastRun = std::numeric_limits<double>::infinity();
     double leastWalk = leastRun;
@@ -198,7 +197,7 @@ benchmark::Counter perSample(const benchmark::State& state, std::size_t samples)
 /// What does a sample cost when no block is due?
 void walk(benchmark::State& state)
 {
-    RunUpHost<0> host(4096);
+    RunUpHost host(HARMOTRACK_MODE_ONE_REAL, 4096);
     host.start(&AnalyzerParameters::deltaHarmonics);
     while (state.KeepRunning()) benchmark::DoNotOptimize(host.deliver());
     state.counters["per sample"] = perSample(state, host.slots());
@@ -216,8 +215,10 @@ void fourArrays(benchmark::State& state)
 
 BENCHMARK(fourArrays);
 BENCHMARK(walk);
-BENCHMARK(blocks<0>)->Arg(1024)->Arg(4096)->Arg(16384)->UseManualTime()->MinTime(0.5);
-BENCHMARK(blocks<1>)->Arg(1024)->Arg(4096)->Arg(16384)->UseManualTime()->MinTime(0.5);
-BENCHMARK(blocks<2>)->Arg(1024)->Arg(4096)->Arg(16384)->UseManualTime()->MinTime(0.5);
+BENCHMARK(blocks)
+    ->ArgNames({"mode", "N"})
+    ->ArgsProduct({{0, 1, 2}, {1024, 4096, 16384}})
+    ->UseManualTime()
+    ->MinTime(0.5);
 
 } // namespace

@@ -9,9 +9,7 @@ using Velmora::OrderTracking::OrderAnalyzer;
 
 AnalyzerHandle create(int32_t mode)
 {
-    if (mode == HARMOTRACK_MODE_ONE_REAL) return handleOf(new OrderAnalyzer<0>);
-    if (mode == HARMOTRACK_MODE_TWO_REAL) return handleOf(new OrderAnalyzer<1>);
-    return handleOf(new OrderAnalyzer<2>);
+    return handleOf(new OrderAnalyzer(mode));
 }
 
 void destroy(AnalyzerHandle analyzer)

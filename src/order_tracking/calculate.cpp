@@ -34,8 +34,7 @@ bool speedBelongsTo(const CalculationResult& result)
 
 } // namespace
 
-template <int modeNumber>
-const CalculationResult& OrderAnalyzer<modeNumber>::calculate()
+const CalculationResult& OrderAnalyzer::calculate()
 {
     result_ = noResult();
     result_.consumed = 1;
@@ -57,9 +56,7 @@ const CalculationResult& OrderAnalyzer<modeNumber>::calculate()
 
 /// Samples before the first whose time stamp has less than half a time block of newer samples in
 /// the time ring.
-template <int modeNumber>
-std::int32_t OrderAnalyzer<modeNumber>::samplesWithinTimeBlocks(std::int32_t idx,
-                                                                std::int32_t pending) const
+std::int32_t OrderAnalyzer::samplesWithinTimeBlocks(std::int32_t idx, std::int32_t pending) const
 {
     const double limit =
         static_cast<double>(timeRing_.written) / rate() - timeFFT_.blockDuration * 0.5;
@@ -70,8 +67,7 @@ std::int32_t OrderAnalyzer<modeNumber>::samplesWithinTimeBlocks(std::int32_t idx
     return pending;
 }
 
-template <int modeNumber>
-auto OrderAnalyzer<modeNumber>::wantedSteps() const -> WantedSteps
+auto OrderAnalyzer::wantedSteps() const -> WantedSteps
 {
     const AnalyzerParameters& p = *parameters_;
     const AnalysisSetup& setup = *analysisSetup_;
@@ -83,8 +79,7 @@ auto OrderAnalyzer<modeNumber>::wantedSteps() const -> WantedSteps
 }
 
 /// Takes up to `todo` samples from slot `idx` on and stops after the first that produced a result.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::walk(std::int32_t idx, std::int32_t todo)
+void OrderAnalyzer::walk(std::int32_t idx, std::int32_t todo)
 {
     const WantedSteps wanted = wantedSteps();
     stopReported_ = false;
@@ -108,17 +103,14 @@ void OrderAnalyzer<modeNumber>::walk(std::int32_t idx, std::int32_t todo)
     resampled_.processed += done;
 }
 
-template <int modeNumber>
-inline void OrderAnalyzer<modeNumber>::takeSpeed(std::int32_t idx)
+inline void OrderAnalyzer::takeSpeed(std::int32_t idx)
 {
     rpm_ = static_cast<float>(resampled_.frequency[idx] * 60.0);
     currentRpm_ = static_cast<double>(rpm_);
     rpmTime_ = resampled_.time[idx];
 }
 
-template <int modeNumber>
-inline void
-OrderAnalyzer<modeNumber>::takeSample(std::int64_t pos, std::int32_t idx, WantedSteps wanted)
+inline void OrderAnalyzer::takeSample(std::int64_t pos, std::int32_t idx, WantedSteps wanted)
 {
     const double value = resampled_.binSignal[idx] * binningSetup_->scale;
     binning_.classifyBin(value, binCount_, *binningSetup_, analysisSetup_->blockMode);
@@ -131,8 +123,7 @@ OrderAnalyzer<modeNumber>::takeSample(std::int64_t pos, std::int32_t idx, Wanted
 }
 
 /// A turn ends where the angle falls from the upper half circle.
-template <int modeNumber>
-inline void OrderAnalyzer<modeNumber>::countTurn(std::int32_t idx)
+inline void OrderAnalyzer::countTurn(std::int32_t idx)
 {
     const double angle = resampled_.angle[idx];
     if (0.0 > angle - lastAngle_ && lastAngle_ > 180.0) {
@@ -145,8 +136,7 @@ inline void OrderAnalyzer<modeNumber>::countTurn(std::int32_t idx)
 
 /// Looks at the two newest samples of the ring, which are still held back: when the speed has
 /// fallen to zero the host hears of it at once, and the next N samples get no results.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::watchForStop()
+void OrderAnalyzer::watchForStop()
 {
     const std::int32_t newest = wrap(resampled_.writeIndex - 1, resampled_.size);
     const std::int32_t before = wrap(newest - 1, resampled_.size);
@@ -160,12 +150,5 @@ void OrderAnalyzer<modeNumber>::watchForStop()
         stopReported_ = true;
     }
 }
-
-// What other files call; the rest is instantiated with it.
-#define INSTANTIATE(mode) template const CalculationResult& OrderAnalyzer<mode>::calculate()
-
-INSTANTIATE(0);
-INSTANTIATE(1);
-INSTANTIATE(2);
 
 } // namespace Velmora::OrderTracking

@@ -44,16 +44,14 @@ float overallLevel(std::span<const float> row, float toPeakFactor, float energyT
 } // namespace
 
 /// What phaseReference adds to phases.
-template <int modeNumber>
-double OrderAnalyzer<modeNumber>::quarterTurn() const
+double OrderAnalyzer::quarterTurn() const
 {
     const bool asSine = analysisSetup_->phaseReference == HARMOTRACK_PHASE_REFERENCE_SINE;
     return asSine ? std::numbers::pi / 2.0 : 0.0;
 }
 
 /// The angle, in radians per order, by which a block's lines are turned to the shaft.
-template <int modeNumber>
-double OrderAnalyzer<modeNumber>::phaseOffset(double shaftAngle, SpectrumView spectrum) const
+double OrderAnalyzer::phaseOffset(double shaftAngle, SpectrumView spectrum) const
 {
     if (analysisSetup_->phaseMode != HARMOTRACK_PHASE_MODE_FIRST_ORDER)
         return -(shaftAngle * std::numbers::pi / 180.0);
@@ -70,10 +68,9 @@ double OrderAnalyzer<modeNumber>::phaseOffset(double shaftAngle, SpectrumView sp
 /// @param shaftAngle  degrees, at the block's first sample, for integer orders
 /// @param spectrum    order spectrum A or B of this analyzer
 /// @return shape (harmonics)
-template <int modeNumber>
-auto OrderAnalyzer<modeNumber>::extractHarmonics(std::int64_t position,
-                                                 double shaftAngle,
-                                                 SpectrumView spectrum) const -> HarmonicValues
+auto OrderAnalyzer::extractHarmonics(std::int64_t position,
+                                     double shaftAngle,
+                                     SpectrumView spectrum) const -> HarmonicValues
 {
     HarmonicValues values(harmonics_.size());
     if (values.empty()) return values;
@@ -89,10 +86,9 @@ auto OrderAnalyzer<modeNumber>::extractHarmonics(std::int64_t position,
 
 /// An integer order has whole cycles in a revolution: its phase at a shaft angle is the same in
 /// every turn, so the angle refers it.
-template <int modeNumber>
-std::complex<float> OrderAnalyzer<modeNumber>::integerHarmonic(const HarmonicRecord& harmonic,
-                                                               double reference,
-                                                               SpectrumView spectrum) const
+std::complex<float> OrderAnalyzer::integerHarmonic(const HarmonicRecord& harmonic,
+                                                   double reference,
+                                                   SpectrumView spectrum) const
 {
     const double x = harmonic.line * reference * static_cast<double>(orderSetup_->orderResolution) +
                      quarterTurn();
@@ -101,10 +97,9 @@ std::complex<float> OrderAnalyzer<modeNumber>::integerHarmonic(const HarmonicRec
 
 /// A fractional order's phase goes on from turn to turn: what a steady component has gained since
 /// the first block is taken away, and the rest is its drift.
-template <int modeNumber>
-std::complex<float> OrderAnalyzer<modeNumber>::fractionalHarmonic(const HarmonicRecord& harmonic,
-                                                                  std::int64_t position,
-                                                                  SpectrumView spectrum) const
+std::complex<float> OrderAnalyzer::fractionalHarmonic(const HarmonicRecord& harmonic,
+                                                      std::int64_t position,
+                                                      SpectrumView spectrum) const
 {
     // The start phases of both signals are equal in mode 1, and there is no B in the others.
     const double startPhase =
@@ -121,8 +116,7 @@ std::complex<float> OrderAnalyzer<modeNumber>::fractionalHarmonic(const Harmonic
 
 /// Overall level of a bin, from the rows just stored: with what averaging and weighting made of
 /// them.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::updateOverall(std::int32_t bin)
+void OrderAnalyzer::updateOverall(std::int32_t bin)
 {
     using KorLib::Dsp::Window::CorrectionType;
     using KorLib::Dsp::Window::WindowType;
@@ -135,20 +129,8 @@ void OrderAnalyzer<modeNumber>::updateOverall(std::int32_t bin)
         CorrectionType::EnergyToAmplitude);
 
     results_.overallA[row] = overallLevel({results_.timeA.row(row), lines}, peak, factor);
-    if constexpr (modeNumber == 1)
+    if (twoSignals())
         results_.overallB[row] = overallLevel({results_.timeB.row(row), lines}, peak, factor);
 }
-
-// What other files call; the rest is instantiated with it.
-#define INSTANTIATE(mode)                                                                          \
-    template double OrderAnalyzer<mode>::quarterTurn() const;                                      \
-    template double OrderAnalyzer<mode>::phaseOffset(double, SpectrumView) const;                  \
-    template auto OrderAnalyzer<mode>::extractHarmonics(std::int64_t, double, SpectrumView)        \
-        const->HarmonicValues;                                                                     \
-    template void OrderAnalyzer<mode>::updateOverall(std::int32_t)
-
-INSTANTIATE(0);
-INSTANTIATE(1);
-INSTANTIATE(2);
 
 } // namespace Velmora::OrderTracking

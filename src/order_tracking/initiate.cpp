@@ -17,26 +17,32 @@ std::uint64_t asSize(std::int32_t count)
 
 } // namespace
 
-template <int modeNumber>
-bool OrderAnalyzer<modeNumber>::wantsOrderPath() const
+OrderAnalyzer::OrderAnalyzer(std::int32_t mode)
+    : mode_(mode == HARMOTRACK_MODE_ONE_REAL || mode == HARMOTRACK_MODE_TWO_REAL
+                ? mode
+                : HARMOTRACK_MODE_ONE_COMPLEX),
+      orderTransform_(mode_), timeTransform_(mode_)
+{
+}
+
+bool OrderAnalyzer::wantsOrderPath() const
 {
     const AnalyzerParameters& p = *parameters_;
     return (p.binHarmonics | p.binOrderSpectrum | p.binOrderTwoSided | p.timeOrderSpectrum |
             p.timeOrderTwoSided) != 0;
 }
 
-template <int modeNumber>
-bool OrderAnalyzer<modeNumber>::wantsTimePath() const
+bool OrderAnalyzer::wantsTimePath() const
 {
     const AnalyzerParameters& p = *parameters_;
     return (p.binTimeSpectrum | p.binTimeTwoSided | p.overall) != 0;
 }
 
 /// Each step only resizes what is there, so an object may be initiated again with another setup.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::initiate()
+void OrderAnalyzer::initiate()
 {
-    setUpTransforms();
+    orderTransform_.setup(orderFFTSize_, *analysisSetup_);
+    timeTransform_.setup(timeFFT_.size, *analysisSetup_);
     buildWeightingTables();
     fillHarmonicRecords();
     orderLines_ = analysisSetup_->twoSided != 0 ? orderFFTSize_ : orderFFTSize_ / 2;
@@ -47,20 +53,7 @@ void OrderAnalyzer<modeNumber>::initiate()
     allocateDeltaResults();
 }
 
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::setUpTransforms()
-{
-    const AnalysisSetup& setup = *analysisSetup_;
-    const auto windowType = static_cast<KorLib::Dsp::Window::WindowType>(setup.windowType);
-    const auto amplitudeKind = static_cast<Fft::AmplitudeKind>(setup.amplitudeType);
-    orderFFT_.setup(
-        orderFFTSize_, windowType, setup.windowParameter, amplitudeKind, setup.dcLineMode);
-    timeBlockFFT_.setup(
-        timeFFT_.size, windowType, setup.windowParameter, amplitudeKind, setup.dcLineMode);
-}
-
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::buildWeightingTables()
+void OrderAnalyzer::buildWeightingTables()
 {
     constexpr std::int32_t kLeastSpeeds = 100;
     const AnalysisSetup& setup = *analysisSetup_;
@@ -74,8 +67,7 @@ void OrderAnalyzer<modeNumber>::buildWeightingTables()
     timeWeighting_.buildFrequencies(timeFFT_.size / 2, weighting, timeFFT_.resolution);
 }
 
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::fillHarmonicRecords()
+void OrderAnalyzer::fillHarmonicRecords()
 {
     harmonics_.resize(asSize(orderSetup_->harmonicCount));
     const float* order = orderSetup_->harmonicOrders;
@@ -89,8 +81,7 @@ void OrderAnalyzer<modeNumber>::fillHarmonicRecords()
     }
 }
 
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::setUpEvaluators()
+void OrderAnalyzer::setUpEvaluators()
 {
     const auto setUp = [this](auto& evaluator, Fft::SpectrumComponent component) {
         const AnalysisSetup& setup = *analysisSetup_;
@@ -107,8 +98,7 @@ void OrderAnalyzer<modeNumber>::setUpEvaluators()
     setUp(imaginaryPart_, Fft::SpectrumComponent::Imaginary);
 }
 
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::allocateOrderResults()
+void OrderAnalyzer::allocateOrderResults()
 {
     const std::uint64_t bins = asSize(binCount_);
     const std::uint64_t lines = asSize(orderLines_);
@@ -124,7 +114,7 @@ void OrderAnalyzer<modeNumber>::allocateOrderResults()
         };
     ResultStorage& r = results_;
     allocate(r.orderRowA, r.harmonicsA, r.orderA, resultBuffers_.binOrderA, orderSpectrumA_);
-    if constexpr (modeNumber == 1) {
+    if (twoSignals()) {
         allocate(r.orderRowB, r.harmonicsB, r.orderB, resultBuffers_.binOrderB, orderSpectrumB_);
         const std::uint64_t twoSidedLines = asSize(orderFFTSize_ - 1);
         if (parameters_->binOrderTwoSided != 0) {
@@ -135,8 +125,7 @@ void OrderAnalyzer<modeNumber>::allocateOrderResults()
     }
 }
 
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::allocateTimeResults()
+void OrderAnalyzer::allocateTimeResults()
 {
     const std::uint64_t bins = asSize(binCount_);
     const std::uint64_t lines = asSize(timeFFT_.size / 2);
@@ -149,7 +138,7 @@ void OrderAnalyzer<modeNumber>::allocateTimeResults()
     };
     ResultStorage& r = results_;
     allocate(r.timeA, resultBuffers_.binTimeA, timeSpectrumA_, r.overallA);
-    if constexpr (modeNumber == 1) {
+    if (twoSignals()) {
         allocate(r.timeB, resultBuffers_.binTimeB, timeSpectrumB_, r.overallB);
         if (parameters_->binTimeTwoSided != 0) {
             r.timeTwoSided.resize(bins, asSize(timeFFT_.size - 1), resultBuffers_.binTimeTwoSided);
@@ -158,8 +147,7 @@ void OrderAnalyzer<modeNumber>::allocateTimeResults()
     }
 }
 
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::allocateDeltaResults()
+void OrderAnalyzer::allocateDeltaResults()
 {
     const auto allocate = [this](auto& mean, std::uint64_t size, auto& spectrum) {
         mean.resize(size);
@@ -169,18 +157,17 @@ void OrderAnalyzer<modeNumber>::allocateDeltaResults()
     if (parameters_->deltaHarmonics != 0) {
         const std::uint64_t harmonics = asSize(orderSetup_->harmonicCount);
         allocate(r.deltaHarmonicsA, harmonics, orderSpectrumA_);
-        if constexpr (modeNumber == 1) allocate(r.deltaHarmonicsB, harmonics, orderSpectrumB_);
+        if (twoSignals()) allocate(r.deltaHarmonicsB, harmonics, orderSpectrumB_);
     }
     if (parameters_->deltaOrderSpectrum != 0) {
         const std::uint64_t lines = asSize(orderLines_);
         allocate(r.deltaSpectrumA, lines, orderSpectrumA_);
-        if constexpr (modeNumber == 1) allocate(r.deltaSpectrumB, lines, orderSpectrumB_);
+        if (twoSignals()) allocate(r.deltaSpectrumB, lines, orderSpectrumB_);
     }
 }
 
 /// stopReported_, rpm_ and rpmTime_ survive; so does blockBinValue_.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::reset()
+void OrderAnalyzer::reset()
 {
     lastAngle_ = 0.0;
     nextHopPosition_ = resampled_.processed;
@@ -203,8 +190,7 @@ void OrderAnalyzer<modeNumber>::reset()
 
 /// Everything but the order rows by sample count of the second signal and of both: those are
 /// rewritten whole before they are announced.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::clearResults()
+void OrderAnalyzer::clearResults()
 {
     const auto zero = [](auto& values) {
         std::fill(
@@ -230,15 +216,5 @@ void OrderAnalyzer<modeNumber>::clearResults()
     turnCount_ = 0;
     lastTurnTime_ = 0.0;
 }
-
-// What other files call; the rest is instantiated with it.
-#define INSTANTIATE(mode)                                                                          \
-    template bool OrderAnalyzer<mode>::wantsTimePath() const;                                      \
-    template void OrderAnalyzer<mode>::initiate();                                                 \
-    template void OrderAnalyzer<mode>::reset()
-
-INSTANTIATE(0);
-INSTANTIATE(1);
-INSTANTIATE(2);
 
 } // namespace Velmora::OrderTracking

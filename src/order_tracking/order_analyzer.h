@@ -1,7 +1,6 @@
 #pragma once
 
 #include "dsp/fft/fft_spectum_calculation.h"
-#include "dsp/fft/windowed_fft.h"
 #include "order_tracking/binning.h"
 #include "order_tracking/block_transform.h"
 #include "order_tracking/i_order_analyzer.h"
@@ -42,18 +41,21 @@ struct HarmonicRecord {
 /// A sample on its way to a result, file by file:
 ///
 ///     calculate.cpp       the walk: speed, bin (binning.h), turns, then each block step in turn
-///     order_path.cpp      updateOrderRow, orderBinStep, deltaStep: is a block due, and for whom?
+///     order_path.cpp      updateOrderRow, orderBinStep: is a block due, and for whom?
 ///     time_path.cpp       timeBinStep: the same for frequency spectra
+///     delta_path.cpp      deltaStep: the same for means over a period
 ///     block_transform.h   ring, window, FFT, one or two spectra
 ///     harmonics.cpp       complex harmonics and the overall level
 ///     waterfall.h, harmonic_table.h
 ///
 /// sizes.cpp and initiate.cpp set it up. Memory is taken in initiate(); a run allocates the value
 /// arrays of extractHarmonics() and nothing else. One thread at a time; objects are independent.
-template <int modeNumber>
 class OrderAnalyzer final : public IOrderAnalyzer {
 public:
-    static_assert(modeNumber >= 0 && modeNumber <= 2);
+    /// Without setups, rings and sizes.
+    /// @param mode  HARMOTRACK_MODE_...; any other number is taken for HARMOTRACK_MODE_ONE_COMPLEX
+    /// @throws KorLib::Dsp::Fft::FFTWLibError  FFTW is missing or incomplete
+    explicit OrderAnalyzer(std::int32_t mode);
 
     void update() override;
 
@@ -160,6 +162,9 @@ private:
         bool delta;
     };
 
+    /// Whether there are results B and the two-sided ones.
+    [[nodiscard]] bool twoSignals() const { return mode_ == HARMOTRACK_MODE_TWO_REAL; }
+
     // sizes.cpp
     [[nodiscard]] std::int32_t limited(double blockSamples) const;
 
@@ -168,7 +173,6 @@ private:
     // initiate.cpp
     [[nodiscard]] bool wantsOrderPath() const;
     [[nodiscard]] bool wantsTimePath() const;
-    void setUpTransforms();
     void buildWeightingTables();
     void fillHarmonicRecords();
     void setUpEvaluators();
@@ -190,6 +194,11 @@ private:
     // order_path.cpp. `pos` is the running number of the current sample, `idx` its slot.
     void updateOrderRow(std::int64_t pos, std::int32_t idx);
     void orderBinStep(std::int64_t pos, std::int32_t idx);
+    void computeOrderSpectrum(std::int64_t position, std::int32_t start, bool removeMean);
+    void startPhases(std::int64_t position);
+    void storeOrderBlock(std::int64_t position, double shaftAngle, std::int32_t bin);
+
+    // delta_path.cpp
     void deltaStep(std::int64_t pos, std::int32_t idx);
     void addDeltaBlock(std::int64_t pos, std::int32_t idx);
     void addDeltaSpectrum(double shaftAngle, SpectrumView spectrum, HarmonicValues& mean) const;
@@ -198,9 +207,6 @@ private:
                            SpectrumView spectrum,
                            HarmonicValues& mean) const;
     void releaseDelta(double time);
-    void computeOrderSpectrum(std::int64_t position, std::int32_t start, bool removeMean);
-    void startPhases(std::int64_t position);
-    void storeOrderBlock(std::int64_t position, double shaftAngle, std::int32_t bin);
 
     // time_path.cpp
     void timeBinStep(std::int32_t idx);
@@ -221,7 +227,7 @@ private:
                                                          SpectrumView spectrum) const;
     void updateOverall(std::int32_t bin);
 
-    std::int32_t mode_ = modeNumber;
+    std::int32_t mode_;
 
     // Setups, the host's records.
     BinningSetup* binningSetup_ = nullptr;
@@ -278,9 +284,9 @@ private:
 
     BinningState binning_;
 
-    BlockFFT<modeNumber> orderFFT_;
+    BlockTransform orderTransform_;
     WeightingTable orderWeighting_;
-    BlockFFT<modeNumber> timeBlockFFT_;
+    BlockTransform timeTransform_;
     WeightingTable timeWeighting_;
     std::vector<HarmonicRecord> harmonics_;
     KorLib::Dsp::Fft::FFTSpectumCalculation<double> realPart_;

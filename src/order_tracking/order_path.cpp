@@ -4,25 +4,12 @@
 #include "order_tracking/ring.h"
 
 #include <cmath>
-#include <cstddef>
 
 namespace Velmora::OrderTracking {
-namespace {
-
-/// Next value of a running mean over n values so far: (old (n + 0i) + value) / (n + 1).
-std::complex<float> runningMean(std::complex<float> old, float n, std::complex<float> value)
-{
-    const float sumRe = old.real() * n - old.imag() * 0.0F + value.real();
-    const float sumIm = old.real() * 0.0F + old.imag() * n + value.imag();
-    return {sumRe / (n + 1.0F), sumIm / (n + 1.0F)};
-}
-
-} // namespace
 
 /// The order spectrum by sample count: one row every orderHop samples, of the N samples before this
 /// one.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::updateOrderRow(std::int64_t pos, std::int32_t idx)
+void OrderAnalyzer::updateOrderRow(std::int64_t pos, std::int32_t idx)
 {
     if (difference32(pos, nextHopPosition_) < orderFFTSize_) return;
 
@@ -30,7 +17,7 @@ void OrderAnalyzer<modeNumber>::updateOrderRow(std::int64_t pos, std::int32_t id
     computeOrderSpectrum(pos - orderFFTSize_, start, analysisSetup_->removeMeanOrder != 0);
 
     moduli(orderSpectrumA_, results_.orderRowA.data());
-    if constexpr (modeNumber == 1) {
+    if (twoSignals()) {
         moduli(orderSpectrumB_, results_.orderRowB.data());
         if (parameters_->timeOrderTwoSided != 0)
             twoSidedModuli(orderSpectrumA_, orderSpectrumB_, results_.orderRowTwoSided.data());
@@ -43,8 +30,7 @@ void OrderAnalyzer<modeNumber>::updateOrderRow(std::int64_t pos, std::int32_t id
 }
 
 /// The order spectrum of a bin. Acts when the classification has made the bin ready.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::orderBinStep(std::int64_t pos, std::int32_t idx)
+void OrderAnalyzer::orderBinStep(std::int64_t pos, std::int32_t idx)
 {
     const std::int32_t half = orderFFTSize_ / 2;
     if (pos < half) return;
@@ -74,116 +60,28 @@ void OrderAnalyzer<modeNumber>::orderBinStep(std::int64_t pos, std::int32_t idx)
     }
 }
 
-/// Means of complex order spectra over a period that ends when the binned value has moved or the
-/// time is up. Every block is turned to the shaft first, so that what is synchronous with the
-/// rotation adds up and all else falls away: averaging in the order domain.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::deltaStep(std::int64_t pos, std::int32_t idx)
-{
-    const AnalysisSetup& setup = *analysisSetup_;
-    const double time = resampled_.time[idx];
-    const std::int32_t half = orderFFTSize_ / 2;
-    const auto period = static_cast<double>(setup.deltaMinutes * 60.0F + setup.deltaSeconds);
-    const bool timeUp = setup.deltaOnTime != 0 && time - lastDeltaTime_ > period;
-
-    if (difference32(pos, deltaPosition_) > half || (pos > half && timeUp)) addDeltaBlock(pos, idx);
-
-    const bool moved =
-        setup.deltaOnBinChange != 0 &&
-        std::abs(blockBinValue_ - lastDeltaBinValue_) > static_cast<double>(binningSetup_->step);
-    if (moved || timeUp) releaseDelta(time);
-}
-
-/// Takes the block round this sample into the means.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::addDeltaBlock(std::int64_t pos, std::int32_t idx)
-{
-    const std::int32_t half = orderFFTSize_ / 2;
-    const std::int32_t start = wrap(idx - half, resampled_.size);
-    const double shaftAngle = resampled_.angle[start];
-    computeOrderSpectrum(pos - half, start, false);
-    deltaPosition_ += orderFFTSize_;
-
-    if (parameters_->deltaOrderSpectrum != 0) {
-        addDeltaSpectrum(shaftAngle, orderSpectrumA_, results_.deltaSpectrumA);
-        if constexpr (modeNumber == 1)
-            addDeltaSpectrum(shaftAngle, orderSpectrumB_, results_.deltaSpectrumB);
-    }
-    if (parameters_->deltaHarmonics != 0) {
-        addDeltaHarmonics(pos, shaftAngle, orderSpectrumA_, results_.deltaHarmonicsA);
-        if constexpr (modeNumber == 1)
-            addDeltaHarmonics(pos, shaftAngle, orderSpectrumB_, results_.deltaHarmonicsB);
-    }
-    ++deltaCount_;
-}
-
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::addDeltaSpectrum(double shaftAngle,
-                                                 SpectrumView spectrum,
-                                                 HarmonicValues& mean) const
-{
-    const auto n = static_cast<float>(deltaCount_);
-    const auto resolution = static_cast<double>(orderSetup_->orderResolution);
-    const double reference = phaseOffset(shaftAngle, spectrum);
-    const auto lines = static_cast<std::size_t>(orderFFTSize_ / 2);
-    for (std::size_t k = 0; k < lines; ++k) {
-        const double x = reference * static_cast<double>(k) * resolution + quarterTurn();
-        mean[k] = runningMean(mean[k], n, turned(spectrum[k], x));
-    }
-}
-
-/// The position handed on is that of the block's middle, so fractional orders run half a block
-/// ahead of those of the bins.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::addDeltaHarmonics(std::int64_t pos,
-                                                  double shaftAngle,
-                                                  SpectrumView spectrum,
-                                                  HarmonicValues& mean) const
-{
-    const auto n = static_cast<float>(deltaCount_);
-    const HarmonicValues values = extractHarmonics(pos, shaftAngle, spectrum);
-    for (std::size_t i = 0; i < values.size(); ++i) mean[i] = runningMean(mean[i], n, values[i]);
-}
-
-/// Ends the period: the means stay to be read, and the next block overwrites them.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::releaseDelta(double time)
-{
-    results_.deltaTime = time;
-    lastDeltaTime_ = time;
-    lastDeltaBinValue_ = blockBinValue_;
-    deltaCount_ = 0;
-    result_.deltaHarmonics = parameters_->deltaHarmonics;
-    result_.deltaOrderSpectrum = parameters_->deltaOrderSpectrum;
-}
-
 /// One block of the equal-angle ring into the order spectra A and B, weighted, and its mean binned
 /// value into blockBinValue.
 ///
 /// @param position  running number of the block's first sample
 /// @param start     its slot
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::computeOrderSpectrum(std::int64_t position,
-                                                     std::int32_t start,
-                                                     bool removeMean)
+void OrderAnalyzer::computeOrderSpectrum(std::int64_t position, std::int32_t start, bool removeMean)
 {
-    transformOrderBlock<modeNumber>(
-        orderFFT_, resampled_, start, removeMean, orderSpectrumA_, orderSpectrumB_);
-    blockBinValue_ = binningSetup_->scale * orderFFT_.blockMean();
+    orderTransform_.transform(resampled_, start, removeMean, orderSpectrumA_, orderSpectrumB_);
+    blockBinValue_ = binningSetup_->scale * orderTransform_.blockMean();
 
     if (analysisSetup_->weightingType != HARMOTRACK_WEIGHTING_NONE) {
         const std::int32_t middle = wrap(start + orderFFTSize_ / 2, resampled_.size);
         const double rpm = resampled_.frequency[middle] * 60.0;
         orderWeighting_.applyAtSpeed(orderSpectrumA_, rpm, analysisSetup_->twoSided != 0);
         // The second signal is weighted as one-sided whatever the flag.
-        if constexpr (modeNumber == 1) orderWeighting_.applyAtSpeed(orderSpectrumB_, rpm, false);
+        if (twoSignals()) orderWeighting_.applyAtSpeed(orderSpectrumB_, rpm, false);
     }
     startPhases(position);
 }
 
 /// The first block of a run, whoever took it, sets the phase from which fractional orders count.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::startPhases(std::int64_t position)
+void OrderAnalyzer::startPhases(std::int64_t position)
 {
     for (HarmonicRecord& harmonic : harmonics_) {
         if (harmonic.startPosition != -1) continue;
@@ -193,7 +91,7 @@ void OrderAnalyzer<modeNumber>::startPhases(std::int64_t position)
         harmonic.startPosition = position;
         harmonic.startPhaseA = std::atan2(value(imaginaryPart_), value(realPart_));
         // Both signals are referred to the first.
-        if constexpr (modeNumber == 1) harmonic.startPhaseB = harmonic.startPhaseA;
+        if (twoSignals()) harmonic.startPhaseB = harmonic.startPhaseA;
     }
 }
 
@@ -201,10 +99,7 @@ void OrderAnalyzer<modeNumber>::startPhases(std::int64_t position)
 ///
 /// @param position    sample position from which the phase of fractional orders counts
 /// @param shaftAngle  degrees, at the block's first sample
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::storeOrderBlock(std::int64_t position,
-                                                double shaftAngle,
-                                                std::int32_t bin)
+void OrderAnalyzer::storeOrderBlock(std::int64_t position, double shaftAngle, std::int32_t bin)
 {
     if (bin < 0 || bin >= binCount_) return;
 
@@ -215,7 +110,7 @@ void OrderAnalyzer<modeNumber>::storeOrderBlock(std::int64_t position,
 
     const auto row = static_cast<std::uint64_t>(bin);
     results_.orderA.updateRow(row, orderSpectrumA_);
-    if constexpr (modeNumber == 1) {
+    if (twoSignals()) {
         results_.orderB.updateRow(row, orderSpectrumB_);
         if (parameters_->binOrderTwoSided != 0)
             results_.orderTwoSided.updateTwoSidedRow(row, orderSpectrumA_, orderSpectrumB_);
@@ -223,20 +118,10 @@ void OrderAnalyzer<modeNumber>::storeOrderBlock(std::int64_t position,
     if (parameters_->binHarmonics != 0) {
         results_.harmonicsA.updateColumn(row,
                                          extractHarmonics(position, shaftAngle, orderSpectrumA_));
-        if constexpr (modeNumber == 1)
+        if (twoSignals())
             results_.harmonicsB.updateColumn(
                 row, extractHarmonics(position, shaftAngle, orderSpectrumB_));
     }
 }
-
-// What other files call; the rest is instantiated with it.
-#define INSTANTIATE(mode)                                                                          \
-    template void OrderAnalyzer<mode>::updateOrderRow(std::int64_t, std::int32_t);                 \
-    template void OrderAnalyzer<mode>::orderBinStep(std::int64_t, std::int32_t);                   \
-    template void OrderAnalyzer<mode>::deltaStep(std::int64_t, std::int32_t)
-
-INSTANTIATE(0);
-INSTANTIATE(1);
-INSTANTIATE(2);
 
 } // namespace Velmora::OrderTracking

@@ -42,15 +42,13 @@ double timeBlock(const OrderSetup& order, double topFrequencyHz, double rateHz)
 } // namespace
 
 /// Keeps a block to the largest power of two within 90 per cent of the input buffer limit.
-template <int modeNumber>
-std::int32_t OrderAnalyzer<modeNumber>::limited(double blockSamples) const
+std::int32_t OrderAnalyzer::limited(double blockSamples) const
 {
     const double largest = std::trunc(powerOfTwoBelow(inputBufferLimit_ * 0.9));
     return toInt32(std::min(largest, blockSamples));
 }
 
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::update()
+void OrderAnalyzer::update()
 {
     if (binningSetup_ == nullptr || orderSetup_ == nullptr || analysisSetup_ == nullptr ||
         parameters_ == nullptr)
@@ -67,10 +65,9 @@ void OrderAnalyzer<modeNumber>::update()
         toInt32(static_cast<double>(std::round(advance * static_cast<float>(orderFFTSize_))));
 }
 
-template <int modeNumber>
-TimeFFTSetup OrderAnalyzer<modeNumber>::getTimeFFTSetup(std::uint8_t /*unused*/,
-                                                        double sampleRateHz,
-                                                        std::int32_t rateDivider) const
+TimeFFTSetup OrderAnalyzer::getTimeFFTSetup(std::uint8_t /*unused*/,
+                                            double sampleRateHz,
+                                            std::int32_t rateDivider) const
 {
     const AnalysisSetup& analysis = *analysisSetup_;
     const double rateHz = sampleRateHz / rateDivider;
@@ -85,24 +82,12 @@ TimeFFTSetup OrderAnalyzer<modeNumber>::getTimeFFTSetup(std::uint8_t /*unused*/,
     return setup;
 }
 
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::updateBuffers(std::int32_t angleSamples, std::int32_t timeSamples)
+void OrderAnalyzer::updateBuffers(std::int32_t angleSamples, std::int32_t timeSamples)
 {
     resampled_.writeIndex = wrap(resampled_.writeIndex + angleSamples, resampled_.size);
     resampled_.written += angleSamples;
     timeRing_.writeIndex = wrap(timeRing_.writeIndex + timeSamples, timeRing_.size);
     timeRing_.written += timeSamples;
 }
-
-// What other files call; the rest is instantiated with it.
-#define INSTANTIATE(mode)                                                                          \
-    template void OrderAnalyzer<mode>::update();                                                   \
-    template TimeFFTSetup OrderAnalyzer<mode>::getTimeFFTSetup(std::uint8_t, double, std::int32_t) \
-        const;                                                                                     \
-    template void OrderAnalyzer<mode>::updateBuffers(std::int32_t, std::int32_t)
-
-INSTANTIATE(0);
-INSTANTIATE(1);
-INSTANTIATE(2);
 
 } // namespace Velmora::OrderTracking

@@ -10,8 +10,7 @@ namespace Velmora::OrderTracking {
 /// The frequency spectrum of a bin. Acts when the classification has made the bin ready. The two
 /// rings meet in time alone: the current equal-angle sample's time stamp finds the block in the
 /// equal-time ring.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::timeBinStep(std::int32_t idx)
+void OrderAnalyzer::timeBinStep(std::int32_t idx)
 {
     const double time = resampled_.time[idx];
     const double duration = timeFFT_.blockDuration;
@@ -34,8 +33,7 @@ void OrderAnalyzer<modeNumber>::timeBinStep(std::int32_t idx)
 
 /// Takes the block that begins at `start` seconds for a bin, unless the ring has lost its
 /// beginning.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::takeTimeBlock(double start, std::int32_t bin)
+void OrderAnalyzer::takeTimeBlock(double start, std::int32_t bin)
 {
     const std::int32_t index = timeToIndex(start, rate());
     if (index < 0) return;
@@ -45,8 +43,7 @@ void OrderAnalyzer<modeNumber>::takeTimeBlock(double start, std::int32_t bin)
 
 /// Slot of the equal-time ring at `time` seconds; -1 when that sample is older than the ring's
 /// content. A time beyond the newest sample is not recognised: the walk holds such samples back.
-template <int modeNumber>
-std::int32_t OrderAnalyzer<modeNumber>::timeToIndex(double time, double rateHz) const
+std::int32_t OrderAnalyzer::timeToIndex(double time, double rateHz) const
 {
     const double earliest =
         std::max(0.0, static_cast<double>(timeRing_.written - timeRing_.size) / rateHz);
@@ -56,15 +53,10 @@ std::int32_t OrderAnalyzer<modeNumber>::timeToIndex(double time, double rateHz) 
 }
 
 /// One block of the equal-time ring, from slot `index` on, into the time spectra A and B, weighted.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::computeTimeSpectrum(std::int32_t index)
+void OrderAnalyzer::computeTimeSpectrum(std::int32_t index)
 {
-    transformTimeBlock<modeNumber>(timeBlockFFT_,
-                                   timeRing_,
-                                   index,
-                                   analysisSetup_->removeMeanTime != 0,
-                                   timeSpectrumA_,
-                                   timeSpectrumB_);
+    const bool removeMean = analysisSetup_->removeMeanTime != 0;
+    timeTransform_.transform(timeRing_, index, removeMean, timeSpectrumA_, timeSpectrumB_);
     if (analysisSetup_->weightingType != HARMOTRACK_WEIGHTING_NONE) {
         timeWeighting_.apply(timeSpectrumA_);
         timeWeighting_.apply(timeSpectrumB_);
@@ -72,8 +64,7 @@ void OrderAnalyzer<modeNumber>::computeTimeSpectrum(std::int32_t index)
 }
 
 /// Files the time spectra under their bin.
-template <int modeNumber>
-void OrderAnalyzer<modeNumber>::storeTimeBlock(std::int32_t bin)
+void OrderAnalyzer::storeTimeBlock(std::int32_t bin)
 {
     if (bin < 0 || bin >= binCount_) return;
 
@@ -84,19 +75,12 @@ void OrderAnalyzer<modeNumber>::storeTimeBlock(std::int32_t bin)
 
     const auto row = static_cast<std::uint64_t>(bin);
     results_.timeA.updateRow(row, timeSpectrumA_);
-    if constexpr (modeNumber == 1) {
+    if (twoSignals()) {
         results_.timeB.updateRow(row, timeSpectrumB_);
         if (parameters_->binTimeTwoSided != 0)
             results_.timeTwoSided.updateTwoSidedRow(row, timeSpectrumA_, timeSpectrumB_);
     }
     if (parameters_->overall != 0) updateOverall(bin);
 }
-
-// What other files call; the rest is instantiated with it.
-#define INSTANTIATE(mode) template void OrderAnalyzer<mode>::timeBinStep(std::int32_t)
-
-INSTANTIATE(0);
-INSTANTIATE(1);
-INSTANTIATE(2);
 
 } // namespace Velmora::OrderTracking

@@ -20,7 +20,7 @@ constexpr float kUntouched = -99.0F;
 // first sample of its block: every line is 2 / N * (1 + j), line 0 half of that.
 std::vector<float> deltaSpectrum(std::int32_t maxOrder)
 {
-    AnalyzerRig<2> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_ONE_COMPLEX);
     rig.order.maxOrder = maxOrder;
     rig.order.orderResolution = 1.0F;
     rig.analysis.twoSided = 1;

@@ -21,6 +21,14 @@ struct AngleSample {
     double time = 0.0;       ///< seconds
 };
 
+/// Sample i with the value i everywhere, so that line 0 of a rectangular block tells where it
+/// began: at its value less 7.5.
+inline AngleSample numbered(std::int64_t i, double bin = 1300.0)
+{
+    const auto x = static_cast<double>(i);
+    return {.a = x, .b = -x, .bin = bin, .time = x};
+}
+
 /// What a result announces, in words: the names of its flags, then "bin 3" if one was stored, then
 /// "more" if the call ended early. An empty text is a call that consumed all and found nothing.
 inline std::string announced(const CalculationResult& result)
@@ -60,6 +68,14 @@ inline std::ostream& operator<<(std::ostream& out, const Event& event)
     return out << event.processed << ": " << event.what;
 }
 
+/// The samples at which something was announced.
+inline std::vector<std::int64_t> positions(const std::vector<Event>& events)
+{
+    std::vector<std::int64_t> list;
+    for (const Event& event : events) list.push_back(event.processed - 1);
+    return list;
+}
+
 /// A small host with one analyzer. Its setups start with
 ///
 ///     bins           0 .. 10, centres 1000, 1100, ... 2000, hysteresis 10 %
@@ -71,10 +87,9 @@ inline std::ostream& operator<<(std::ostream& out, const Event& event)
 ///     flags          none
 ///
 /// A test changes what it is about, calls prepare(), and then delivers samples.
-template <int mode>
 class AnalyzerRig {
 public:
-    AnalyzerRig()
+    explicit AnalyzerRig(std::int32_t mode = HARMOTRACK_MODE_ONE_REAL) : analyzer(mode)
     {
         binning.minValue = 1000.0F;
         binning.maxValue = 2000.0F;
@@ -118,7 +133,7 @@ public:
 
         ResampledBuffers angleRing{};
         angleRing.signalA = a_.data();
-        angleRing.signalB = mode == 0 ? nullptr : b_.data();
+        angleRing.signalB = secondSignal() ? b_.data() : nullptr;
         angleRing.binSignal = bin_.data();
         angleRing.frequency = frequency_.data();
         angleRing.angle = angle_.data();
@@ -132,7 +147,7 @@ public:
 
         TimeBuffers timeRing{};
         timeRing.signalA = timeA_.data();
-        timeRing.signalB = mode == 0 ? nullptr : timeB_.data();
+        timeRing.signalB = secondSignal() ? timeB_.data() : nullptr;
         timeRing.size = static_cast<std::int32_t>(timeSlots);
         timeRing.writeIndex =
             static_cast<std::int32_t>(firstTimeSample % static_cast<std::int64_t>(timeSlots));
@@ -215,9 +230,14 @@ public:
     std::int64_t firstTimeSample = 0;
     std::function<void(const CalculationResult&)> onResult; ///< may be empty
     std::vector<Event> events;
-    OrderAnalyzer<mode> analyzer;
+    OrderAnalyzer analyzer;
 
 private:
+    [[nodiscard]] bool secondSignal() const
+    {
+        return analyzer.getMode() != HARMOTRACK_MODE_ONE_REAL;
+    }
+
     std::vector<double> a_, b_, bin_, frequency_, angle_, time_;
     std::vector<double> timeA_, timeB_;
 };

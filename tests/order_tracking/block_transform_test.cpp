@@ -68,40 +68,46 @@ struct Block {
     std::int32_t size;
     WindowType window = WindowType::Rectangle;
     AmplitudeKind amplitude = AmplitudeKind::Peak;
-    std::int32_t outputMode = 0;
+    std::int32_t dcLineMode = HARMOTRACK_DC_LINE_UNSCALED;
     float windowParameter = 0.0F;
 };
 
-template <int mode>
-void setUp(BlockFFT<mode>& fft, const Block& block)
+AnalysisSetup setupOf(const Block& block)
 {
-    fft.setup(block.size, block.window, block.windowParameter, block.amplitude, block.outputMode);
+    AnalysisSetup setup{};
+    setup.windowType = static_cast<std::int32_t>(block.window);
+    setup.windowParameter = block.windowParameter;
+    setup.amplitudeType = static_cast<std::int32_t>(block.amplitude);
+    setup.dcLineMode = block.dcLineMode;
+    return setup;
 }
 
-template <int mode>
-Spectra orderForm(const Block& block,
+Spectra orderForm(std::int32_t mode,
+                  const Block& block,
                   const ResampledBuffers& ring,
                   std::int32_t start,
                   bool removeMean = false,
                   bool twoSided = false)
 {
-    BlockFFT<mode> fft;
-    setUp<mode>(fft, block);
+    BlockTransform transform(mode);
+    transform.setup(block.size, setupOf(block));
     const auto lines = static_cast<std::size_t>(twoSided ? block.size : block.size / 2);
-    Spectra spectra{Lines(lines), Lines(mode == 1 ? lines : 0)};
-    transformOrderBlock<mode>(fft, ring, start, removeMean, spectra.a, spectra.b);
+    Spectra spectra{Lines(lines), Lines(mode == HARMOTRACK_MODE_TWO_REAL ? lines : 0)};
+    transform.transform(ring, start, removeMean, spectra.a, spectra.b);
     return spectra;
 }
 
-template <int mode>
-Spectra
-timeForm(const Block& block, const TimeBuffers& ring, std::int32_t start, bool removeMean = false)
+Spectra timeForm(std::int32_t mode,
+                 const Block& block,
+                 const TimeBuffers& ring,
+                 std::int32_t start,
+                 bool removeMean = false)
 {
-    BlockFFT<mode> fft;
-    setUp<mode>(fft, block);
+    BlockTransform transform(mode);
+    transform.setup(block.size, setupOf(block));
     const auto lines = static_cast<std::size_t>(block.size / 2);
-    Spectra spectra{Lines(lines), Lines(mode == 1 ? lines : 0)};
-    transformTimeBlock<mode>(fft, ring, start, removeMean, spectra.a, spectra.b);
+    Spectra spectra{Lines(lines), Lines(mode == HARMOTRACK_MODE_TWO_REAL ? lines : 0)};
+    transform.transform(ring, start, removeMean, spectra.a, spectra.b);
     return spectra;
 }
 
@@ -144,12 +150,12 @@ Spectra expectedSpectra(int mode,
                         const std::vector<ExactLine>& zb,
                         std::size_t lines)
 {
-    Spectra expected{Lines(lines), Lines(mode == 1 ? lines : 0)};
+    Spectra expected{Lines(lines), Lines(mode == HARMOTRACK_MODE_TWO_REAL ? lines : 0)};
     for (std::size_t k = 0; k < lines; ++k) {
         const long double s = k == 0 ? 1.0L : kRms;
-        const ExactLine first = mode == 2 ? za[k] + timesJ(zb[k]) : za[k];
+        const ExactLine first = mode == HARMOTRACK_MODE_ONE_COMPLEX ? za[k] + timesJ(zb[k]) : za[k];
         expected.a[k] = Line(s * first);
-        if (mode == 1) expected.b[k] = Line(s * zb[k]);
+        if (mode == HARMOTRACK_MODE_TWO_REAL) expected.b[k] = Line(s * zb[k]);
     }
     return expected;
 }
@@ -162,19 +168,18 @@ void expectNear(const Lines& lines, const Lines& expected, const std::string& wh
         EXPECT_NEAR(std::abs(lines[k] - expected[k]), 0.0, 1e-14) << where << ", line " << k;
 }
 
-template <typename Mode>
-class BlockTransform : public testing::Test {
-};
+class BlockTransformOfAMode : public testing::TestWithParam<std::int32_t> {};
 
-using Modes = testing::Types<std::integral_constant<int, 0>,
-                             std::integral_constant<int, 1>,
-                             std::integral_constant<int, 2>>;
-TYPED_TEST_SUITE(BlockTransform, Modes);
+INSTANTIATE_TEST_SUITE_P(Each,
+                         BlockTransformOfAMode,
+                         testing::Values(HARMOTRACK_MODE_ONE_REAL,
+                                         HARMOTRACK_MODE_TWO_REAL,
+                                         HARMOTRACK_MODE_ONE_COMPLEX));
 
 // A ring of 19 slots and a block of 12: from slot 8 on the block wraps.
-TYPED_TEST(BlockTransform, OrderFormIsTheDefiningSumFromEverySlot)
+TEST_P(BlockTransformOfAMode, OrderFormIsTheDefiningSumFromEverySlot)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     const Block block{12, WindowType::Hanning, AmplitudeKind::Rms};
     Rings rings(19);
     rings.fill(1);
@@ -186,8 +191,12 @@ TYPED_TEST(BlockTransform, OrderFormIsTheDefiningSumFromEverySlot)
                                                          exactLines(rings.a, start, 12, removeMean),
                                                          exactLines(rings.b, start, 12, removeMean),
                                                          lines);
-                const Spectra found =
-                    orderForm<mode>(block, rings.angle(mode != 0), start, removeMean, twoSided);
+                const Spectra found = orderForm(mode,
+                                                block,
+                                                rings.angle(mode != HARMOTRACK_MODE_ONE_REAL),
+                                                start,
+                                                removeMean,
+                                                twoSided);
                 const std::string where =
                     "from slot " + std::to_string(start) + (removeMean ? " without the mean" : "");
                 expectNear(found.a, expected.a, "A " + where);
@@ -197,9 +206,9 @@ TYPED_TEST(BlockTransform, OrderFormIsTheDefiningSumFromEverySlot)
     }
 }
 
-TYPED_TEST(BlockTransform, TimeFormIsTheDefiningSumFromEverySlot)
+TEST_P(BlockTransformOfAMode, TimeFormIsTheDefiningSumFromEverySlot)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     const Block block{12, WindowType::Hanning, AmplitudeKind::Rms};
     Rings rings(19);
     rings.fill(2);
@@ -209,8 +218,9 @@ TYPED_TEST(BlockTransform, TimeFormIsTheDefiningSumFromEverySlot)
                                                exactLines(rings.a, start, 12, removeMean),
                                                exactLines(rings.b, start, 12, removeMean),
                                                6);
-            if (mode != 1) expected.a[0] = std::abs(expected.a[0]);
-            const Spectra found = timeForm<mode>(block, rings.time(mode != 0), start, removeMean);
+            if (mode != HARMOTRACK_MODE_TWO_REAL) expected.a[0] = std::abs(expected.a[0]);
+            const Spectra found = timeForm(
+                mode, block, rings.time(mode != HARMOTRACK_MODE_ONE_REAL), start, removeMean);
             const std::string where =
                 "from slot " + std::to_string(start) + (removeMean ? " without the mean" : "");
             expectNear(found.a, expected.a, "A " + where);
@@ -220,9 +230,9 @@ TYPED_TEST(BlockTransform, TimeFormIsTheDefiningSumFromEverySlot)
 }
 
 // A block that ends with the ring's last slot does not wrap, and reads nothing beyond it.
-TYPED_TEST(BlockTransform, BlockMayEndExactlyAtTheRingsEnd)
+TEST_P(BlockTransformOfAMode, BlockMayEndExactlyAtTheRingsEnd)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     const Block block{12, WindowType::Hanning, AmplitudeKind::Rms};
     for (const std::size_t slots : {12U, 13U, 24U}) {
         Rings rings(slots);
@@ -232,9 +242,14 @@ TYPED_TEST(BlockTransform, BlockMayEndExactlyAtTheRingsEnd)
         const auto zb = exactLines(rings.b, start, 12, true);
         Spectra expected = expectedSpectra(mode, za, zb, 6);
         expectNear(
-            orderForm<mode>(block, rings.angle(mode != 0), start, true).a, expected.a, "order");
-        if (mode != 1) expected.a[0] = std::abs(expected.a[0]);
-        expectNear(timeForm<mode>(block, rings.time(mode != 0), start, true).a, expected.a, "time");
+            orderForm(mode, block, rings.angle(mode != HARMOTRACK_MODE_ONE_REAL), start, true).a,
+            expected.a,
+            "order");
+        if (mode != HARMOTRACK_MODE_TWO_REAL) expected.a[0] = std::abs(expected.a[0]);
+        expectNear(
+            timeForm(mode, block, rings.time(mode != HARMOTRACK_MODE_ONE_REAL), start, true).a,
+            expected.a,
+            "time");
     }
 }
 
@@ -256,16 +271,17 @@ void expectSameBits(const Lines& lines, const Lines& expected, const std::string
     }
 }
 
-// The windowed block through the transform's own execute(), which scales in passes of its own, and
-// then the formulas of the header line by line.
-template <int mode>
+// The windowed block through the transform's own execute(), which scales in passes of its own.
+template <typename T>
 Lines scaledByTheTransform(
-    BlockFFT<mode>& fft, const Rings& rings, std::size_t start, double meanA, double meanB)
+    const Block& block, const Rings& rings, std::size_t start, double meanA, double meanB)
 {
+    Fft::WindowedFFT<T> fft;
+    fft.setup(block.size, block.window, block.windowParameter, block.amplitude, block.dcLineMode);
     for (std::size_t i = 0; i < fft.size(); ++i) {
         const std::size_t slot = (start + i) % rings.a.size();
         const double w = fft.window()[i];
-        if constexpr (mode == 0)
+        if constexpr (std::is_same_v<T, double>)
             fft.timeBuffer.begin[i] = w * (rings.a[slot] - meanA);
         else
             fft.timeBuffer.begin[i] = {w * (rings.a[slot] - meanA), w * (rings.b[slot] - meanB)};
@@ -274,24 +290,24 @@ Lines scaledByTheTransform(
     return {fft.spectrumBuffer.begin, fft.spectrumBuffer.end};
 }
 
-template <int mode>
-Spectra byTheFormulas(const Lines& Z, std::size_t N, double s, std::size_t lines)
+// The formulas of the header, line by line.
+Spectra byTheFormulas(std::int32_t mode, const Lines& Z, std::size_t N, double s)
 {
-    Spectra spectra{Lines(lines), Lines(mode == 1 ? lines : 0)};
-    for (std::size_t k = 1; k < lines; ++k) {
-        if constexpr (mode == 1) {
-            const Line P = Z[k];
-            const Line Q = std::conj(Z[N - k]);
-            spectra.a[k] = s * (P + Q) / 2.0;
-            spectra.b[k] = {s * ((P - Q).imag() / 2.0), s * (-(P - Q).real() / 2.0)};
-        } else {
-            spectra.a[k] = {s * Z[k].real(), s * Z[k].imag()};
-        }
+    const std::size_t lines = N / 2;
+    if (mode != HARMOTRACK_MODE_TWO_REAL) {
+        Spectra spectra{Lines(lines), {}};
+        spectra.a[0] = Z[0];
+        for (std::size_t k = 1; k < lines; ++k) spectra.a[k] = {s * Z[k].real(), s * Z[k].imag()};
+        return spectra;
     }
-    spectra.a[0] = Z[0];
-    if constexpr (mode == 1) {
-        spectra.a[0] = Z[0].real();
-        spectra.b[0] = Z[0].imag();
+    Spectra spectra{Lines(lines), Lines(lines)};
+    spectra.a[0] = Z[0].real();
+    spectra.b[0] = Z[0].imag();
+    for (std::size_t k = 1; k < lines; ++k) {
+        const Line P = Z[k];
+        const Line Q = std::conj(Z[N - k]);
+        spectra.a[k] = s * (P + Q) / 2.0;
+        spectra.b[k] = {s * ((P - Q).imag() / 2.0), s * (-(P - Q).real() / 2.0)};
     }
     return spectra;
 }
@@ -304,9 +320,9 @@ double meanFrom(const std::vector<double>& ring, std::size_t start, std::size_t 
     return sum / static_cast<double>(N);
 }
 
-TYPED_TEST(BlockTransform, FusedScalingHasTheBitsOfExecute)
+TEST_P(BlockTransformOfAMode, FusedScalingHasTheBitsOfExecute)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     std::uint64_t seed = 10;
     for (const std::int32_t N : {8, 10, 14, 16, 30, 98, 1024}) {
         for (const AmplitudeKind kind :
@@ -317,18 +333,16 @@ TYPED_TEST(BlockTransform, FusedScalingHasTheBitsOfExecute)
                 Rings rings(size + 5);
                 rings.fill(++seed);
                 const std::size_t start = 3 + seed % size;
-                BlockFFT<mode> fft;
-                setUp<mode>(fft, block);
                 const double meanA = removeMean ? meanFrom(rings.a, start, size) : 0.0;
                 const double meanB = removeMean ? meanFrom(rings.b, start, size) : 0.0;
-                const Spectra expected =
-                    byTheFormulas<mode>(scaledByTheTransform<mode>(fft, rings, start, meanA, meanB),
-                                        size,
-                                        fft.amplitudeScale(),
-                                        size / 2);
+                const Lines Z =
+                    mode == HARMOTRACK_MODE_ONE_REAL
+                        ? scaledByTheTransform<double>(block, rings, start, meanA, meanB)
+                        : scaledByTheTransform<Line>(block, rings, start, meanA, meanB);
+                const Spectra expected = byTheFormulas(mode, Z, size, Fft::amplitudeFactor(kind));
 
-                const Spectra found = orderForm<mode>(
-                    block, rings.angle(), static_cast<std::int32_t>(start), removeMean);
+                const Spectra found = orderForm(
+                    mode, block, rings.angle(), static_cast<std::int32_t>(start), removeMean);
 
                 expectSameBits(found.a, expected.a, "A of " + std::to_string(N));
                 expectSameBits(found.b, expected.b, "B of " + std::to_string(N));
@@ -337,50 +351,50 @@ TYPED_TEST(BlockTransform, FusedScalingHasTheBitsOfExecute)
     }
 }
 
-TYPED_TEST(BlockTransform, TimeFormDiffersFromTheOrderFormInLineZeroAlone)
+TEST_P(BlockTransformOfAMode, TimeFormDiffersFromTheOrderFormInLineZeroAlone)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     const Block block{16, WindowType::Hanning, AmplitudeKind::PeakToPeak};
     Rings rings(20);
     rings.fill(4);
-    Spectra expected = orderForm<mode>(block, rings.angle(), 9);
-    if (mode != 1) expected.a[0] = std::hypot(expected.a[0].real(), expected.a[0].imag());
-    const Spectra found = timeForm<mode>(block, rings.time(), 9);
+    Spectra expected = orderForm(mode, block, rings.angle(), 9);
+    if (mode != HARMOTRACK_MODE_TWO_REAL)
+        expected.a[0] = std::hypot(expected.a[0].real(), expected.a[0].imag());
+    const Spectra found = timeForm(mode, block, rings.time(), 9);
     expectSameBits(found.a, expected.a, "A");
     expectSameBits(found.b, expected.b, "B");
 }
 
 // --- the mean of the binned quantity
 
-TYPED_TEST(BlockTransform, OrderFormLeavesTheMeanOfTheBinnedQuantity)
+TEST_P(BlockTransformOfAMode, OrderFormLeavesTheMeanOfTheBinnedQuantity)
 {
-    constexpr int mode = TypeParam::value;
     Rings rings(19);
     rings.fill(5);
-    BlockFFT<mode> fft;
-    setUp<mode>(fft, {12, WindowType::Hanning});
+    BlockTransform transform(GetParam());
+    transform.setup(12, setupOf({12, WindowType::Hanning}));
     Spectra spectra{Lines(6), Lines(6)};
     for (std::int32_t start = 0; start < 19; ++start) {
         for (const bool removeMean : {false, true}) {
-            transformOrderBlock<mode>(fft, rings.angle(), start, removeMean, spectra.a, spectra.b);
-            EXPECT_TRUE(
-                sameBits(fft.blockMean(), meanFrom(rings.bin, static_cast<std::size_t>(start), 12)))
+            transform.transform(rings.angle(), start, removeMean, spectra.a, spectra.b);
+            EXPECT_TRUE(sameBits(transform.blockMean(),
+                                 meanFrom(rings.bin, static_cast<std::size_t>(start), 12)))
                 << start;
         }
     }
 }
 
-TYPED_TEST(BlockTransform, TimeFormHasNoMeanOfABinnedQuantity)
+TEST_P(BlockTransformOfAMode, TimeFormHasNoMeanOfABinnedQuantity)
 {
-    constexpr int mode = TypeParam::value;
     Rings rings(19);
     rings.fill(6);
-    BlockFFT<mode> fft;
-    setUp<mode>(fft, {12});
-    fft.setBlockMean(1234.0);
+    BlockTransform transform(GetParam());
+    transform.setup(12, setupOf({12}));
     Spectra spectra{Lines(6), Lines(6)};
-    transformTimeBlock<mode>(fft, rings.time(), 0, false, spectra.a, spectra.b);
-    EXPECT_EQ(fft.blockMean(), 0.0);
+    transform.transform(rings.angle(), 0, false, spectra.a, spectra.b);
+    EXPECT_NE(transform.blockMean(), 0.0);
+    transform.transform(rings.time(), 0, false, spectra.a, spectra.b);
+    EXPECT_EQ(transform.blockMean(), 0.0);
 }
 
 // --- how the mean is summed
@@ -404,31 +418,31 @@ struct SumOrder {
     Block block{8, WindowType::Transient, AmplitudeKind::Peak, 0, 4.0F};
 };
 
-TYPED_TEST(BlockTransform, OrderFormTakesTheMeanByOneSumInTheOrderOfTheSamples)
+TEST_P(BlockTransformOfAMode, OrderFormTakesTheMeanByOneSumInTheOrderOfTheSamples)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     const SumOrder order;
-    const Spectra found = orderForm<mode>(order.block, order.rings.angle(), 5, true);
+    const Spectra found = orderForm(mode, order.block, order.rings.angle(), 5, true);
     EXPECT_EQ(std::abs(found.a[0]), 0.0);
-    if (mode == 1) {
+    if (mode == HARMOTRACK_MODE_TWO_REAL) {
         EXPECT_EQ(std::abs(found.b[0]), 0.0);
     }
 }
 
-TYPED_TEST(BlockTransform, TimeFormTakesTheMeanByOneSumUpToTheRingsEndAndOneFromItsStart)
+TEST_P(BlockTransformOfAMode, TimeFormTakesTheMeanByOneSumUpToTheRingsEndAndOneFromItsStart)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     const SumOrder order;
-    const Spectra found = timeForm<mode>(order.block, order.rings.time(), 5, true);
+    const Spectra found = timeForm(mode, order.block, order.rings.time(), 5, true);
     const double half = 0.5 * (1.0 / 8.0);
-    if (mode == 0) {
+    if (mode == HARMOTRACK_MODE_ONE_REAL) {
         EXPECT_EQ(found.a[0], Line(half));
     }
-    if (mode == 1) {
+    if (mode == HARMOTRACK_MODE_TWO_REAL) {
         EXPECT_EQ(found.a[0], Line(-half));
         EXPECT_EQ(found.b[0], Line(-half));
     }
-    if (mode == 2) {
+    if (mode == HARMOTRACK_MODE_ONE_COMPLEX) {
         EXPECT_DOUBLE_EQ(found.a[0].real(), std::hypot(half, half));
     }
 }
@@ -448,17 +462,18 @@ TEST(BlockTransformLineZero, IsTheSignedMeanWithoutTheAmplitudeScaleInMode0)
 {
     for (const auto kind : {AmplitudeKind::Rms, AmplitudeKind::PeakToPeak}) {
         const Block block{8, WindowType::Rectangle, kind};
-        EXPECT_EQ(orderForm<0>(block, constant(-3.0, 0.0).angle(), 0).a[0], Line(-3.0));
+        EXPECT_EQ(orderForm(HARMOTRACK_MODE_ONE_REAL, block, constant(-3.0, 0.0).angle(), 0).a[0],
+                  Line(-3.0));
     }
 }
 
 TEST(BlockTransformLineZero, IsTheSignedMeanOfEachSignalInMode1)
 {
     for (const auto kind : {AmplitudeKind::Rms, AmplitudeKind::PeakToPeak}) {
-        const Block block{8, WindowType::Rectangle, kind, /*outputMode*/ 1};
+        const Block block{8, WindowType::Rectangle, kind, HARMOTRACK_DC_LINE_SCALED};
         const Rings rings = constant(-3.0, 4.0);
-        for (const Spectra& found :
-             {orderForm<1>(block, rings.angle(), 0), timeForm<1>(block, rings.time(), 0)}) {
+        for (const Spectra& found : {orderForm(HARMOTRACK_MODE_TWO_REAL, block, rings.angle(), 0),
+                                     timeForm(HARMOTRACK_MODE_TWO_REAL, block, rings.time(), 0)}) {
             EXPECT_EQ(found.a[0], Line(-3.0));
             EXPECT_EQ(found.b[0], Line(4.0));
         }
@@ -468,19 +483,25 @@ TEST(BlockTransformLineZero, IsTheSignedMeanOfEachSignalInMode1)
 TEST(BlockTransformLineZero, IsTheComplexMeanInTheOrderFormOfMode2)
 {
     for (const auto kind : {AmplitudeKind::Rms, AmplitudeKind::PeakToPeak}) {
-        for (const std::int32_t outputMode : {0, 2, -1}) {
-            const Block block{8, WindowType::Rectangle, kind, outputMode};
-            EXPECT_EQ(orderForm<2>(block, constant(-3.0, 4.0).angle(), 0).a[0], Line(-3.0, 4.0));
+        for (const std::int32_t dcLineMode : {0, 2, -1}) {
+            const Block block{8, WindowType::Rectangle, kind, dcLineMode};
+            EXPECT_EQ(
+                orderForm(HARMOTRACK_MODE_ONE_COMPLEX, block, constant(-3.0, 4.0).angle(), 0).a[0],
+                Line(-3.0, 4.0));
         }
     }
 }
 
 // The footing of the other lines: twice the mean, times the amplitude scale.
-TEST(BlockTransformLineZero, IsDoubledAndScaledWithOutputMode1InTheOrderFormOfMode2)
+TEST(BlockTransformLineZero, IsDoubledAndScaledOnRequestInTheOrderFormOfMode2)
 {
     const Rings rings = constant(-3.0, 4.0);
     const auto lineZero = [&](AmplitudeKind kind) {
-        return orderForm<2>({8, WindowType::Rectangle, kind, 1}, rings.angle(), 0).a[0];
+        return orderForm(HARMOTRACK_MODE_ONE_COMPLEX,
+                         {8, WindowType::Rectangle, kind, HARMOTRACK_DC_LINE_SCALED},
+                         rings.angle(),
+                         0)
+            .a[0];
     };
     EXPECT_EQ(lineZero(AmplitudeKind::Peak), Line(-6.0, 8.0));
     EXPECT_EQ(lineZero(AmplitudeKind::PeakToPeak), Line(-12.0, 16.0));
@@ -488,20 +509,21 @@ TEST(BlockTransformLineZero, IsDoubledAndScaledWithOutputMode1InTheOrderFormOfMo
     EXPECT_EQ(lineZero(AmplitudeKind::Rms), Line(2.0 * s * -3.0, 2.0 * s * 4.0));
 }
 
-TEST(BlockTransformLineZero, IsNotTouchedByOutputMode1InMode0)
+TEST(BlockTransformLineZero, IsNotScaledInMode0WhateverIsAskedFor)
 {
-    const Block block{8, WindowType::Rectangle, AmplitudeKind::Rms, 1};
-    EXPECT_EQ(orderForm<0>(block, constant(-3.0, 0.0).angle(), 0).a[0], Line(-3.0));
+    const Block block{8, WindowType::Rectangle, AmplitudeKind::Rms, HARMOTRACK_DC_LINE_SCALED};
+    EXPECT_EQ(orderForm(HARMOTRACK_MODE_ONE_REAL, block, constant(-3.0, 0.0).angle(), 0).a[0],
+              Line(-3.0));
 }
 
-// |-3| and |-3 + 4j|, whatever the output mode: the sign is lost.
+// |-3| and |-3 + 4j|, whatever is asked for line 0: the sign is lost.
 TEST(BlockTransformLineZero, IsAModulusInTheTimeFormOfModes0And2)
 {
-    for (const std::int32_t outputMode : {0, 1}) {
-        const Block block{8, WindowType::Rectangle, AmplitudeKind::Rms, outputMode};
+    for (const std::int32_t dcLineMode : {0, 1}) {
+        const Block block{8, WindowType::Rectangle, AmplitudeKind::Rms, dcLineMode};
         const Rings rings = constant(-3.0, 4.0);
-        EXPECT_EQ(timeForm<0>(block, rings.time(), 0).a[0], Line(3.0));
-        EXPECT_EQ(timeForm<2>(block, rings.time(), 0).a[0], Line(5.0));
+        EXPECT_EQ(timeForm(HARMOTRACK_MODE_ONE_REAL, block, rings.time(), 0).a[0], Line(3.0));
+        EXPECT_EQ(timeForm(HARMOTRACK_MODE_ONE_COMPLEX, block, rings.time(), 0).a[0], Line(5.0));
     }
 }
 
@@ -512,8 +534,11 @@ TEST(BlockTransformLineZero, IsTheWindowedMeanAndNearButNotZeroWhenTheMeanIsRemo
     Rings rings(8);
     for (std::size_t i = 0; i < 8; ++i) rings.a[i] = static_cast<double>(i);
     const Block block{8, WindowType::Hanning};
-    EXPECT_NEAR(orderForm<0>(block, rings.angle(), 0, false).a[0].real(), 4.0, 1e-14);
-    EXPECT_NEAR(orderForm<0>(block, rings.angle(), 0, true).a[0].real(), 0.5, 1e-14);
+    EXPECT_NEAR(orderForm(HARMOTRACK_MODE_ONE_REAL, block, rings.angle(), 0, false).a[0].real(),
+                4.0,
+                1e-14);
+    EXPECT_NEAR(
+        orderForm(HARMOTRACK_MODE_ONE_REAL, block, rings.angle(), 0, true).a[0].real(), 0.5, 1e-14);
 }
 
 // --- lines
@@ -531,7 +556,7 @@ TEST(BlockTransformLines, Mode1SeparatesTwoSignalsOnTheSameLine)
         rings.a[i] = 3.0 * cosine(2.0, i, 16, 0.7);
         rings.b[i] = 5.0 * cosine(2.0, i, 16, -2.0) + 0.5 * cosine(3.0, i, 16, 1.0);
     }
-    const Spectra found = orderForm<1>({16}, rings.angle(), 0);
+    const Spectra found = orderForm(HARMOTRACK_MODE_TWO_REAL, {16}, rings.angle(), 0);
     EXPECT_NEAR(std::abs(found.a[2] - std::polar(3.0, 0.7)), 0.0, 1e-14);
     EXPECT_NEAR(std::abs(found.b[2] - std::polar(5.0, -2.0)), 0.0, 1e-14);
     EXPECT_NEAR(std::abs(found.a[3]), 0.0, 1e-14);
@@ -543,7 +568,7 @@ TEST(BlockTransformLines, TwoSidedSpectraOfMode1AreThoseOfRealSignals)
 {
     Rings rings(12);
     rings.fill(7);
-    const Spectra found = orderForm<1>({12}, rings.angle(), 0, false, true);
+    const Spectra found = orderForm(HARMOTRACK_MODE_TWO_REAL, {12}, rings.angle(), 0, false, true);
     ASSERT_EQ(found.a.size(), 12U);
     for (std::size_t k = 1; k < 12; ++k) {
         EXPECT_NEAR(std::abs(found.a[k] - std::conj(found.a[12 - k])), 0.0, 1e-15);
@@ -560,7 +585,8 @@ TEST(BlockTransformLines, Mode2ReadsTwiceTheAmplitudeOfAComplexExponential)
         rings.b[i] = cosine(3.0, i, 16, 0.4 - std::numbers::pi / 2.0) +
                      0.25 * cosine(5.0, i, 16, std::numbers::pi / 2.0);
     }
-    const Spectra found = orderForm<2>({16}, rings.angle(), 0, false, true);
+    const Spectra found =
+        orderForm(HARMOTRACK_MODE_ONE_COMPLEX, {16}, rings.angle(), 0, false, true);
     EXPECT_NEAR(std::abs(found.a[3] - std::polar(2.0, 0.4)), 0.0, 1e-14);
     EXPECT_NEAR(std::abs(found.a[16 - 3]), 0.0, 1e-14);
     EXPECT_NEAR(std::abs(found.a[5]), 0.0, 1e-14);
@@ -573,8 +599,8 @@ TEST(BlockTransformLines, TwoSidedSpectrumOfMode0IsCompletedByConjugates)
     Rings rings(12);
     rings.fill(8);
     const Block block{12, WindowType::Hanning, AmplitudeKind::Rms};
-    const Spectra oneSided = orderForm<0>(block, rings.angle(), 0);
-    const Spectra found = orderForm<0>(block, rings.angle(), 0, false, true);
+    const Spectra oneSided = orderForm(HARMOTRACK_MODE_ONE_REAL, block, rings.angle(), 0);
+    const Spectra found = orderForm(HARMOTRACK_MODE_ONE_REAL, block, rings.angle(), 0, false, true);
     ASSERT_EQ(found.a.size(), 12U);
     for (std::size_t k = 0; k < 6; ++k) EXPECT_EQ(found.a[k], oneSided.a[k]) << k;
     for (std::size_t k = 7; k < 12; ++k) EXPECT_EQ(found.a[k], std::conj(found.a[12 - k])) << k;
@@ -585,27 +611,28 @@ TEST(BlockTransformLines, LastOwnLineOfATwoSidedMode0ReadsTwiceTheAmplitude)
 {
     Rings rings(8);
     for (std::size_t i = 0; i < 8; ++i) rings.a[i] = i % 2 == 0 ? 1.0 : -1.0;
-    EXPECT_EQ(orderForm<0>({8}, rings.angle(), 0, false, true).a[4], Line(2.0));
+    EXPECT_EQ(orderForm(HARMOTRACK_MODE_ONE_REAL, {8}, rings.angle(), 0, false, true).a[4],
+              Line(2.0));
 }
 
 // --- what is not read
 
-TEST(BlockTransform, Mode0NeverReadsTheSecondSignal)
+TEST(BlockTransformInMode0, NeverReadsTheSecondSignal)
 {
     Rings rings(8);
     rings.fill(9);
     for (const bool removeMean : {false, true}) {
-        EXPECT_EQ(orderForm<0>({8}, rings.angle(false), 0, removeMean).a,
-                  orderForm<0>({8}, rings.angle(true), 0, removeMean).a);
-        EXPECT_EQ(timeForm<0>({8}, rings.time(false), 0, removeMean).a,
-                  timeForm<0>({8}, rings.time(true), 0, removeMean).a);
+        EXPECT_EQ(orderForm(HARMOTRACK_MODE_ONE_REAL, {8}, rings.angle(false), 0, removeMean).a,
+                  orderForm(HARMOTRACK_MODE_ONE_REAL, {8}, rings.angle(true), 0, removeMean).a);
+        EXPECT_EQ(timeForm(HARMOTRACK_MODE_ONE_REAL, {8}, rings.time(false), 0, removeMean).a,
+                  timeForm(HARMOTRACK_MODE_ONE_REAL, {8}, rings.time(true), 0, removeMean).a);
     }
 }
 
 // A NaN beside the block in every ring array shows that nothing but the block is read.
-TYPED_TEST(BlockTransform, NothingBesideTheBlockIsRead)
+TEST_P(BlockTransformOfAMode, NothingBesideTheBlockIsRead)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     const double nan = std::numeric_limits<double>::quiet_NaN();
     for (const std::int32_t start : {3, 15}) {
         Rings rings(19);
@@ -614,8 +641,8 @@ TYPED_TEST(BlockTransform, NothingBesideTheBlockIsRead)
             for (std::size_t i = 12; i < 19; ++i)
                 (*values)[(static_cast<std::size_t>(start) + i) % 19] = nan;
         const Block block{12};
-        for (const Spectra& found : {orderForm<mode>(block, rings.angle(), start, true, true),
-                                     timeForm<mode>(block, rings.time(), start, true)}) {
+        for (const Spectra& found : {orderForm(mode, block, rings.angle(), start, true, true),
+                                     timeForm(mode, block, rings.time(), start, true)}) {
             for (const Line& line : found.a) EXPECT_TRUE(std::isfinite(std::abs(line)));
             for (const Line& line : found.b) EXPECT_TRUE(std::isfinite(std::abs(line)));
         }
@@ -623,20 +650,20 @@ TYPED_TEST(BlockTransform, NothingBesideTheBlockIsRead)
 }
 
 // Nothing is left of the block before.
-TYPED_TEST(BlockTransform, BlocksAreIndependentOfTheOnesBefore)
+TEST_P(BlockTransformOfAMode, BlocksAreIndependentOfTheOnesBefore)
 {
-    constexpr int mode = TypeParam::value;
+    const std::int32_t mode = GetParam();
     const Block block{12, WindowType::Hanning};
     Rings first(12);
     first.fill(12);
     Rings second(12);
     second.fill(13);
-    BlockFFT<mode> fft;
-    setUp<mode>(fft, block);
-    Spectra found{Lines(6), Lines(mode == 1 ? 6 : 0)};
-    transformOrderBlock<mode>(fft, first.angle(), 0, true, found.a, found.b);
-    transformOrderBlock<mode>(fft, second.angle(), 0, false, found.a, found.b);
-    const Spectra expected = orderForm<mode>(block, second.angle(), 0);
+    BlockTransform transform(mode);
+    transform.setup(block.size, setupOf(block));
+    Spectra found{Lines(6), Lines(mode == HARMOTRACK_MODE_TWO_REAL ? 6 : 0)};
+    transform.transform(first.angle(), 0, true, found.a, found.b);
+    transform.transform(second.angle(), 0, false, found.a, found.b);
+    const Spectra expected = orderForm(mode, block, second.angle(), 0);
     EXPECT_EQ(found.a, expected.a);
     EXPECT_EQ(found.b, expected.b);
 }

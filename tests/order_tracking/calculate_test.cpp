@@ -27,7 +27,7 @@ constexpr int kHalf = 8;
 
 TEST(Walk, LeavesHalfABlockUntouched)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.prepare();
     for (int i = 0; i < kHalf; ++i) {
         rig.addAngle({});
@@ -41,7 +41,7 @@ TEST(Walk, LeavesHalfABlockUntouched)
 
 TEST(Walk, TakesAllSamplesBeforeTheLastHalfBlockInOneCall)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.prepare();
     for (int i = 0; i < 30; ++i) rig.addAngle({.frequency = 1.0 + i});
     EXPECT_EQ(rig.calculate(), "");
@@ -53,7 +53,7 @@ TEST(Walk, TakesAllSamplesBeforeTheLastHalfBlockInOneCall)
 
 TEST(Walk, SpeedIsAFloatOfAProductInDouble)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.prepare();
     // 0.23 * 60 in float is 13.8000002 from the float below 0.23, and 13.8 from the double
     for (int i = 0; i <= kHalf; ++i) rig.addAngle({.frequency = 0.23, .time = 4.5 + i});
@@ -82,7 +82,7 @@ protected:
         return rig_.processed();
     }
 
-    AnalyzerRig<0> rig_;
+    AnalyzerRig rig_;
 };
 
 TEST_F(TimeHoldback, LeavesSamplesThatLackHalfATimeBlock)
@@ -129,7 +129,7 @@ TEST(Walk, HoldsBackForTimeBlocksWithFlagsOfTheTimePathAlone)
                                          {&AnalyzerParameters::timeOrderTwoSided, false},
                                          {&AnalyzerParameters::deltaHarmonics, false},
                                          {&AnalyzerParameters::deltaOrderSpectrum, false}}) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         rig.parameters.*flag = 1;
         rig.analysis.blockMode = -1;
         rig.prepare();
@@ -142,7 +142,7 @@ TEST(Walk, HoldsBackForTimeBlocksWithFlagsOfTheTimePathAlone)
 // The loop runs over a negative number of samples: none.
 TEST(Walk, TakesNothingWhenMoreIsProcessedThanWritten)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.prepare();
     rig.analyzer.updateBuffers(-3, 0);
     EXPECT_EQ(rig.calculate(), "");
@@ -154,7 +154,7 @@ TEST(Walk, TakesNothingWhenMoreIsProcessedThanWritten)
 
 TEST(Walk, StopsAfterTheSampleOfAResultAndGoesOnInTheNextCall)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.timeOrderSpectrum = 1;
     rig.prepare();
     for (int i = 0; i < 45; ++i) rig.addAngle({});
@@ -169,7 +169,7 @@ TEST(Walk, StopsAfterTheSampleOfAResultAndGoesOnInTheNextCall)
 // The call itself can't know that nothing is left: the next one finds out.
 TEST(Walk, ResultAtTheLastSampleAsksForOneMoreCall)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.timeOrderSpectrum = 1;
     rig.prepare();
     for (int i = 0; i < 25; ++i) rig.addAngle({});
@@ -181,7 +181,7 @@ TEST(Walk, ResultAtTheLastSampleAsksForOneMoreCall)
 
 TEST(Walk, ResultStaysAsItIsUntilTheNextCall)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.timeOrderSpectrum = 1;
     rig.prepare();
     for (int i = 0; i < 25; ++i) rig.addAngle({});
@@ -194,7 +194,7 @@ TEST(Walk, ResultStaysAsItIsUntilTheNextCall)
 
 TEST(Walk, RowAndBinOfTheSameSampleComeTogether)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.timeOrderSpectrum = 1;
     rig.parameters.binOrderSpectrum = 1;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
@@ -221,7 +221,7 @@ class SpeedAnnounced : public testing::TestWithParam<Wanted> {};
 // One crossing into bin 3 at sample 20, and every delta period is over at once.
 TEST_P(SpeedAnnounced, ByResultsThatBelongToTheSampleTheyCameAt)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     GetParam().ask(rig.parameters);
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.analysis.deltaOnTime = 1;
@@ -259,7 +259,7 @@ protected:
     // Turns that a new run counts in these angles.
     std::int32_t counted(const std::vector<double>& angles)
     {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         rig.prepare();
         for (const double angle : angles) rig.addAngle({.angle = angle});
         for (int i = 0; i < kHalf; ++i) rig.addAngle({});
@@ -273,7 +273,7 @@ protected:
         rig_.drain();
     }
 
-    AnalyzerRig<0> rig_;
+    AnalyzerRig rig_;
 };
 
 TEST_F(Turns, EndWhereTheAngleFallsFromTheUpperHalfCircle)
@@ -352,13 +352,13 @@ protected:
     // What the first call says after samples with these frequencies.
     static std::string heard(const std::vector<double>& frequencies)
     {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         rig.prepare();
         for (const double frequency : frequencies) rig.addAngle({.frequency = frequency});
         return rig.calculate();
     }
 
-    AnalyzerRig<0> rig_;
+    AnalyzerRig rig_;
 };
 
 TEST_F(Stop, IsAnnouncedOnceThoughItsSampleIsStillHeldBack)
@@ -523,7 +523,7 @@ TEST_F(HoldOff, EndsWithAReset)
 
 TEST(HoldOffResults, AreNone)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.timeOrderSpectrum = 1;
     rig.analysis.overlapPercent = 100.0F;
     rig.prepare();
@@ -546,7 +546,7 @@ TEST(HoldOffResults, AreNone)
 // The overall level asks for the factor of the window type, and a wrong one throws from there.
 TEST(FailedWalk, LeavesItsSamplesToTheNextCall)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.overall = 1;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.binning.direction = HARMOTRACK_DIRECTION_RISING;
@@ -585,7 +585,7 @@ double noise(std::int64_t i)
 
 RunResult runFrom(std::int64_t firstAngleSample, std::int64_t firstTimeSample)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     std::uint8_t* flags = &rig.parameters.binHarmonics;
     for (std::size_t i = 0; i < sizeof rig.parameters; ++i) flags[i] = 1;
     rig.orders = {1.0F, 0.75F, 2.5F};

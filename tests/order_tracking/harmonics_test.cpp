@@ -84,11 +84,7 @@ protected:
             rig_.addAngle(sample);
         }
         rig_.drain();
-        fft_.setup(N_,
-                   static_cast<WindowType>(GetParam().windowType),
-                   0.0F,
-                   static_cast<Fft::AmplitudeKind>(GetParam().amplitudeType),
-                   0);
+        transform_.setup(N_, rig_.analysis);
         setUpEvaluator(re_, Fft::SpectrumComponent::Real);
         setUpEvaluator(im_, Fft::SpectrumComponent::Imaginary);
     }
@@ -120,7 +116,7 @@ protected:
         ring.size = N_;
         A_.resize(N / 2);
         B_.resize(N / 2);
-        transformOrderBlock<1>(fft_, ring, 0, false, A_, B_);
+        transform_.transform(ring, 0, false, A_, B_);
         angle_ = samples_[start].angle;
     }
 
@@ -163,10 +159,10 @@ protected:
                 static_cast<float>(re * std::sin(-phi) + im * std::cos(-phi))};
     }
 
-    AnalyzerRig<1> rig_;
+    AnalyzerRig rig_{HARMOTRACK_MODE_TWO_REAL};
     std::int32_t N_ = 0;
     std::vector<AngleSample> samples_;
-    BlockFFT<1> fft_;
+    BlockTransform transform_{HARMOTRACK_MODE_TWO_REAL};
     Fft::FFTSpectumCalculation<double> re_, im_;
     std::vector<Line> A_, B_;
     double angle_ = 0.0;
@@ -225,42 +221,35 @@ TEST_P(HarmonicsToTheBit, StartPhasesAreThoseOfTheFirstSignalInTheFirstBlock)
 
 // One signal of order 1 with amplitude 3 and phase 0.4 against the shaft, order 2 with amplitude 1
 // and phase -2, and a mean of -0.5. The block at the crossing begins at sample 22, at 270 degrees.
-template <int mode>
-class Crossing : public AnalyzerRig<mode> {
+class Crossing : public AnalyzerRig {
 public:
-    Crossing()
+    explicit Crossing(std::int32_t mode = HARMOTRACK_MODE_ONE_REAL) : AnalyzerRig(mode)
     {
-        this->parameters.binHarmonics = 1;
-        this->analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
+        parameters.binHarmonics = 1;
+        analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     }
 
     const ResultStorage& take()
     {
-        this->prepare();
-        this->run(50, [](std::int64_t i) {
+        prepare();
+        run(50, [](std::int64_t i) {
             return AngleSample{.a = 3.0 * std::cos(shaftRad(i) + 0.4) +
                                     std::cos(2.0 * shaftRad(i) - 2.0) - 0.5,
                                .b = 2.0 * std::sin(shaftRad(i)),
                                .bin = i < 30 ? 1290.0 : 1310.0,
                                .angle = 45.0 * static_cast<double>(i % 8)};
         });
-        return this->analyzer.results();
+        return analyzer.results();
     }
 
-    Value a(std::size_t harmonic)
-    {
-        return this->analyzer.results().harmonicsA.rows()[harmonic][3];
-    }
+    Value a(std::size_t harmonic) { return analyzer.results().harmonicsA.rows()[harmonic][3]; }
 
-    Value b(std::size_t harmonic)
-    {
-        return this->analyzer.results().harmonicsB.rows()[harmonic][3];
-    }
+    Value b(std::size_t harmonic) { return analyzer.results().harmonicsB.rows()[harmonic][3]; }
 };
 
 TEST(IntegerHarmonic, HasItsPhaseAgainstTheShaft)
 {
-    Crossing<1> rig;
+    Crossing rig(HARMOTRACK_MODE_TWO_REAL);
     rig.orders = {1.0F, 2.0F, 3.0F};
     rig.take();
     expectNear(rig.a(0), std::polar(3.0, 0.4));
@@ -271,7 +260,7 @@ TEST(IntegerHarmonic, HasItsPhaseAgainstTheShaft)
 
 TEST(IntegerHarmonic, OfSinesHasAQuarterTurnMore)
 {
-    Crossing<1> rig;
+    Crossing rig(HARMOTRACK_MODE_TWO_REAL);
     rig.analysis.phaseReference = HARMOTRACK_PHASE_REFERENCE_SINE;
     rig.orders = {1.0F, 2.0F};
     rig.take();
@@ -283,7 +272,7 @@ TEST(IntegerHarmonic, OfSinesHasAQuarterTurnMore)
 // Any reference but 0 is the cosine, any phase mode but 1 the shaft.
 TEST(IntegerHarmonic, TakesOtherNumbersAsCosinesAgainstTheShaft)
 {
-    Crossing<0> rig;
+    Crossing rig;
     rig.analysis.phaseReference = -1;
     rig.analysis.phaseMode = 2;
     rig.orders = {1.0F};
@@ -294,7 +283,7 @@ TEST(IntegerHarmonic, TakesOtherNumbersAsCosinesAgainstTheShaft)
 // Order 1 has the phase 0 in either spectrum; order 2 is turned twice as far.
 TEST(IntegerHarmonic, MayBeReferredToOrder1OfItsOwnSpectrum)
 {
-    Crossing<1> rig;
+    Crossing rig(HARMOTRACK_MODE_TWO_REAL);
     rig.analysis.phaseMode = HARMOTRACK_PHASE_MODE_FIRST_ORDER;
     rig.orders = {1.0F, 2.0F};
     rig.take();
@@ -305,13 +294,13 @@ TEST(IntegerHarmonic, MayBeReferredToOrder1OfItsOwnSpectrum)
 
 TEST(IntegerHarmonic, OfOrderZeroIsTheMeanWhateverTheShaft)
 {
-    Crossing<0> rig;
+    Crossing rig;
     rig.orders = {0.0F};
     rig.take();
     expectNear(rig.a(0), -0.5);
     EXPECT_FALSE(rig.analyzer.harmonics()[0].fractional);
     EXPECT_EQ(rig.analyzer.harmonics()[0].line, 0);
-    Crossing<0> sines;
+    Crossing sines;
     sines.analysis.phaseReference = HARMOTRACK_PHASE_REFERENCE_SINE;
     sines.orders = {0.0F};
     sines.take();
@@ -322,7 +311,7 @@ TEST(IntegerHarmonic, OfOrderZeroIsTheMeanWhateverTheShaft)
 // by 3 times -pi.
 TEST(IntegerHarmonic, ReferredToOrder1OfACoarseResolutionIsReferredToLineZero)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binHarmonics = 1;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.analysis.phaseMode = HARMOTRACK_PHASE_MODE_FIRST_ORDER;
@@ -341,7 +330,7 @@ TEST(IntegerHarmonic, ReferredToOrder1OfACoarseResolutionIsReferredToLineZero)
 TEST(IntegerHarmonic, OutsideTheSpectrumIsZero)
 {
     for (const auto phaseMode : {HARMOTRACK_PHASE_MODE_SHAFT, HARMOTRACK_PHASE_MODE_FIRST_ORDER}) {
-        Crossing<1> rig;
+        Crossing rig(HARMOTRACK_MODE_TWO_REAL);
         rig.analysis.phaseMode = phaseMode;
         rig.orders = {4.0F, -1.0F, 1e9F, -1e9F, 1.0F};
         rig.take();
@@ -358,7 +347,7 @@ TEST(IntegerHarmonic, OutsideTheSpectrumIsZero)
 // of a block that begins at the shaft angle of sample 1, is turned by 2 * 0.1 * -q + q.
 TEST(IntegerHarmonic, ReferredToAnOrder1OutsideTheSpectrumHasThePhaseOfAZeroLine)
 {
-    Crossing<0> rig;
+    Crossing rig;
     rig.analyzer.setInputBufferLimit(18);
     rig.order.orderResolution = 0.1F;
     rig.analysis.phaseMode = HARMOTRACK_PHASE_MODE_FIRST_ORDER;
@@ -379,7 +368,7 @@ TEST(IntegerHarmonic, ReferredToAnOrder1OutsideTheSpectrumHasThePhaseOfAZeroLine
 // itself stands at -270 - 0.4 rad.
 TEST(IntegerHarmonic, OfANegativeOrderIsReadFromTheUpperLines)
 {
-    AnalyzerRig<2> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_ONE_COMPLEX);
     rig.parameters.binHarmonics = 1;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.analysis.twoSided = 1;
@@ -410,7 +399,7 @@ AngleSample steady(std::int64_t i)
 
 TEST(FractionalHarmonic, OfASteadyOrderKeepsThePhaseOfTheFirstBlock)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.binHarmonics = 1;
     rig.orders = {0.5F};
     rig.prepare();
@@ -427,7 +416,7 @@ TEST(FractionalHarmonic, OfASteadyOrderKeepsThePhaseOfTheFirstBlock)
 
 TEST(FractionalHarmonic, KnowsNothingOfPhaseModeReferenceAndAngle)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binHarmonics = 1;
     rig.analysis.phaseMode = HARMOTRACK_PHASE_MODE_FIRST_ORDER;
     rig.analysis.phaseReference = HARMOTRACK_PHASE_REFERENCE_SINE;
@@ -444,7 +433,7 @@ TEST(FractionalHarmonic, KnowsNothingOfPhaseModeReferenceAndAngle)
 // Order 0.52 turns 0.02 * 2 * 360 degrees further from block to block.
 TEST(FractionalHarmonic, ShowsTheDriftOfAnOrderBesideIt)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binHarmonics = 1;
     rig.orders = {0.5F};
     rig.prepare();
@@ -467,7 +456,7 @@ TEST(FractionalHarmonic, ShowsTheDriftOfAnOrderBesideIt)
 // is taken away grows by one sample, not by sixteen.
 TEST(FractionalHarmonic, OfBlocksThatAreMadeUpForCountsFromTheSampleThatTookThem)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binHarmonics = 1;
     rig.orders = {0.5F};
     rig.angleSlots = 101;
@@ -491,7 +480,7 @@ TEST(FractionalHarmonic, OfBlocksThatAreMadeUpForCountsFromTheSampleThatTookThem
 // The delta means hand on the sample itself, half a block after the block's first.
 TEST(FractionalHarmonic, RunsHalfABlockAheadInTheDeltaMeans)
 {
-    AnalyzerRig<1> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.deltaHarmonics = 1;
     rig.analysis.deltaOnTime = 1;
     rig.analysis.deltaSeconds = 1e9F;
@@ -509,7 +498,7 @@ TEST(FractionalHarmonic, RunsHalfABlockAheadInTheDeltaMeans)
 // Order 3.9 is beyond line 7 of 8, which itself has no value: the last line has no neighbour.
 TEST(FractionalHarmonic, OutsideTheSpectrumIsZero)
 {
-    Crossing<1> rig;
+    Crossing rig(HARMOTRACK_MODE_TWO_REAL);
     rig.orders = {3.9F, 3.5F, 100.5F, -0.5F};
     rig.take();
     for (std::size_t h = 0; h < 4; ++h) {
@@ -524,7 +513,7 @@ TEST(FractionalHarmonic, OutsideTheSpectrumIsZero)
 TEST(HarmonicStart, IsTheFirstBlockOfWhicheverConsumer)
 {
     const auto startWith = [](auto ask) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         ask(rig);
         rig.orders = {0.5F, 2.0F};
         rig.prepare();
@@ -547,7 +536,7 @@ TEST(HarmonicStart, IsTheFirstBlockOfWhicheverConsumer)
 
 TEST(HarmonicStart, IsSetAnewAfterAReset)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binHarmonics = 1;
     rig.orders = {0.5F};
     rig.prepare();
@@ -564,7 +553,7 @@ TEST(HarmonicStart, IsSetAnewAfterAReset)
 
 TEST(HarmonicStart, HasNoSecondPhaseOutsideMode1)
 {
-    AnalyzerRig<2> rig;
+    AnalyzerRig rig(HARMOTRACK_MODE_ONE_COMPLEX);
     rig.parameters.binHarmonics = 1;
     rig.orders = {0.5F};
     rig.prepare();
@@ -578,7 +567,7 @@ TEST(HarmonicStart, IsThePhaseOfTheWeightedSpectrum)
 {
     std::vector<double> phases;
     for (const auto weighting : {HARMOTRACK_WEIGHTING_NONE, HARMOTRACK_WEIGHTING_DIFFERENTIATE}) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         rig.parameters.binHarmonics = 1;
         rig.analysis.weightingType = weighting;
         rig.orders = {0.5F};
@@ -593,14 +582,13 @@ TEST(HarmonicStart, IsThePhaseOfTheWeightedSpectrum)
 
 // Blocks of one signal after the other, each of which visits bin 3: the first by rising past its
 // centre, the second by falling.
-template <int mode>
-class Level : public AnalyzerRig<mode> {
+class Level : public AnalyzerRig {
 public:
-    Level()
+    explicit Level(std::int32_t mode = HARMOTRACK_MODE_ONE_REAL) : AnalyzerRig(mode)
     {
-        this->parameters.overall = 1;
-        this->analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
-        this->timeSlots = 101;
+        parameters.overall = 1;
+        analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
+        timeSlots = 101;
     }
 
     // A function of the phase of line 1.
@@ -609,15 +597,15 @@ public:
     const ResultStorage& take(
         const Signal& a, const Signal& b = [](double) { return 0.0; })
     {
-        if (visits_ == 0) this->prepare();
-        for (int s = 0; s < 32; ++s) this->addTime(a(kPi / 8.0 * s), b(kPi / 8.0 * s));
+        if (visits_ == 0) prepare();
+        for (int s = 0; s < 32; ++s) addTime(a(kPi / 8.0 * s), b(kPi / 8.0 * s));
         const AngleSample sample{.bin = visits_ == 0 ? 1330.0 : 1270.0,
                                  .time = 0.2 * visits_ + 0.1};
         // half an order block more than the one to be taken
-        for (int i = 0; i < 9; ++i) this->addAngle(sample);
+        for (int i = 0; i < 9; ++i) addAngle(sample);
         ++visits_;
-        this->drain();
-        return this->analyzer.results();
+        drain();
+        return analyzer.results();
     }
 
 private:
@@ -631,7 +619,7 @@ double sine3(double phase)
 
 TEST(OverallLevel, IsTheRmsOfASine)
 {
-    Level<0> rig;
+    Level rig;
     const ResultStorage& results = rig.take(sine3);
     EXPECT_FLOAT_EQ(results.overallA[3], 3.0F / std::sqrt(2.0F));
     EXPECT_THAT(results.overallB, IsEmpty());
@@ -641,7 +629,7 @@ TEST(OverallLevel, IsTheRmsOfASine)
 
 TEST(OverallLevel, IsThatOfEachSignalInMode1)
 {
-    Level<1> rig;
+    Level rig(HARMOTRACK_MODE_TWO_REAL);
     const ResultStorage& results = rig.take(sine3, [](double x) { return std::cos(5.0 * x); });
     EXPECT_FLOAT_EQ(results.overallA[3], 3.0F / std::sqrt(2.0F));
     EXPECT_FLOAT_EQ(results.overallB[3], 1.0F / std::sqrt(2.0F));
@@ -652,7 +640,7 @@ TEST(OverallLevel, IsThatOfEachSignalInMode1)
 TEST(OverallLevel, IsTheRmsOfASineWithEveryWindowThatHasAFactor)
 {
     for (const std::int32_t window : {0, 1, 2, 3, 4, 5, 8}) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         rig.parameters.overall = 1;
         rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
         rig.analysis.windowType = window;
@@ -670,7 +658,7 @@ TEST(OverallLevel, IsTheRmsOfASineWithEveryWindowThatHasAFactor)
 
 TEST(OverallLevel, IsNoNumberWithAnExponentialWindow)
 {
-    Level<0> rig;
+    Level rig;
     rig.analysis.windowType = HARMOTRACK_WINDOW_EXPONENTIAL;
     rig.analysis.windowParameter = 10.0F;
     EXPECT_TRUE(std::isnan(rig.take(sine3).overallA[3]));
@@ -682,7 +670,7 @@ TEST(OverallLevel, CountsTheMeanByTheAmplitudeType)
 {
     for (const auto& [type, meanSquare] :
          {std::pair(0, 0.5F), std::pair(1, 1.0F), std::pair(2, 0.125F), std::pair(3, 0.5F)}) {
-        Level<0> rig;
+        Level rig;
         rig.analysis.amplitudeType = type;
         const ResultStorage& results = rig.take([](double x) { return 4.0 + sine3(x); });
         EXPECT_FLOAT_EQ(results.overallA[3], std::sqrt(16.0F * meanSquare + 4.5F)) << type;
@@ -691,7 +679,7 @@ TEST(OverallLevel, CountsTheMeanByTheAmplitudeType)
 
 TEST(OverallLevel, HoldsTheWeightingOfTheRow)
 {
-    Level<0> rig;
+    Level rig;
     rig.analysis.weightingType = HARMOTRACK_WEIGHTING_DIFFERENTIATE;
     EXPECT_FLOAT_EQ(rig.take(sine3).overallA[3],
                     2.0F * 3.1415927F * 20.0F * 3.0F / std::sqrt(2.0F));
@@ -705,7 +693,7 @@ double cosine4(double phase)
 TEST(OverallLevel, IsThatOfTheRowAsAveragingLeftIt)
 {
     const auto afterBoth = [](std::int32_t averaging) {
-        Level<0> rig;
+        Level rig;
         rig.analysis.averagingType = averaging;
         rig.take(sine3);
         EXPECT_FLOAT_EQ(rig.analyzer.results().overallA[3],
@@ -756,7 +744,7 @@ TEST(OverallLevel, IsSummedInFloatToTheBit)
 {
     for (const auto& [type, c] :
          {std::pair(0, 1.0F), std::pair(1, 1.4142135F), std::pair(2, 0.5F)}) {
-        Level<1> rig;
+        Level rig(HARMOTRACK_MODE_TWO_REAL);
         rig.analysis.amplitudeType = type;
         rig.analysis.windowType = HARMOTRACK_WINDOW_HANNING;
         rig.analysis.timeLines = 100;

@@ -26,21 +26,20 @@ using Flag = std::uint8_t AnalyzerParameters::*;
 // --- which results exist
 
 // N = 16, 8 order lines; 12 points of the time transform, 6 lines; 11 bins, 3 harmonics.
-template <int mode>
-class AllocationRig : public AnalyzerRig<mode> {
+class AllocationRig : public AnalyzerRig {
 public:
-    AllocationRig()
+    explicit AllocationRig(std::int32_t mode = HARMOTRACK_MODE_ONE_REAL) : AnalyzerRig(mode)
     {
-        this->analysis.timeLines = 6;
-        this->orders = {1.0F, 2.0F, 2.5F};
+        analysis.timeLines = 6;
+        orders = {1.0F, 2.0F, 2.5F};
     }
 
     // What was allocated, as "name rows x columns" or "name size", in the order of ResultStorage.
     std::string allocated(std::initializer_list<Flag> flags)
     {
-        for (const Flag flag : flags) this->parameters.*flag = 1;
-        this->initiate();
-        const ResultStorage& r = this->analyzer.results();
+        for (const Flag flag : flags) parameters.*flag = 1;
+        initiate();
+        const ResultStorage& r = analyzer.results();
         text_.clear();
         addHarmonics("harmonicsA", r.harmonicsA);
         addHarmonics("harmonicsB", r.harmonicsB);
@@ -90,17 +89,16 @@ private:
     std::string text_;
 };
 
-template <int mode>
-std::string allocated(std::initializer_list<Flag> flags)
+std::string allocated(std::int32_t mode, std::initializer_list<Flag> flags)
 {
-    return AllocationRig<mode>().allocated(flags);
+    return AllocationRig(mode).allocated(flags);
 }
 
 TEST(Allocation, IsNoneWithoutFlags)
 {
-    EXPECT_EQ(allocated<0>({}), "");
-    EXPECT_EQ(allocated<1>({}), "");
-    EXPECT_EQ(allocated<2>({}), "");
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_REAL, {}), "");
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_TWO_REAL, {}), "");
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_COMPLEX, {}), "");
 }
 
 TEST(Allocation, OfTheOrderPathFollowsFromAnyOfItsFlags)
@@ -111,23 +109,23 @@ TEST(Allocation, OfTheOrderPathFollowsFromAnyOfItsFlags)
     for (const Flag flag : {&AnalyzerParameters::binHarmonics,
                             &AnalyzerParameters::binOrderSpectrum,
                             &AnalyzerParameters::timeOrderSpectrum}) {
-        EXPECT_EQ(allocated<0>({flag}), one);
-        EXPECT_EQ(allocated<1>({flag}), two);
-        EXPECT_EQ(allocated<2>({flag}), one);
+        EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_REAL, {flag}), one);
+        EXPECT_EQ(allocated(HARMOTRACK_MODE_TWO_REAL, {flag}), two);
+        EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_COMPLEX, {flag}), one);
     }
     for (const Flag flag :
          {&AnalyzerParameters::binOrderTwoSided, &AnalyzerParameters::timeOrderTwoSided}) {
-        EXPECT_EQ(allocated<0>({flag}), one);
-        EXPECT_EQ(allocated<2>({flag}), one);
+        EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_REAL, {flag}), one);
+        EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_COMPLEX, {flag}), one);
     }
 }
 
 TEST(Allocation, OfTwoSidedOrderResultsIsForMode1)
 {
-    EXPECT_EQ(allocated<1>({&AnalyzerParameters::binOrderTwoSided}),
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_TWO_REAL, {&AnalyzerParameters::binOrderTwoSided}),
               "harmonicsA 3x11, harmonicsB 3x11, rowA 8, rowB 8, orderA 11x8, orderB 11x8, "
               "orderTwoSided 11x15");
-    EXPECT_EQ(allocated<1>({&AnalyzerParameters::timeOrderTwoSided}),
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_TWO_REAL, {&AnalyzerParameters::timeOrderTwoSided}),
               "harmonicsA 3x11, harmonicsB 3x11, rowA 8, rowB 8, rowTwoSided 15, orderA 11x8, "
               "orderB 11x8");
 }
@@ -136,29 +134,32 @@ TEST(Allocation, OfTheTimePathFollowsFromAnyOfItsFlags)
 {
     const std::string one = "timeA 11x6, overallA 11";
     for (const Flag flag : {&AnalyzerParameters::binTimeSpectrum, &AnalyzerParameters::overall}) {
-        EXPECT_EQ(allocated<0>({flag}), one);
-        EXPECT_EQ(allocated<1>({flag}), "timeA 11x6, timeB 11x6, overallA 11, overallB 11");
-        EXPECT_EQ(allocated<2>({flag}), one);
+        EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_REAL, {flag}), one);
+        EXPECT_EQ(allocated(HARMOTRACK_MODE_TWO_REAL, {flag}),
+                  "timeA 11x6, timeB 11x6, overallA 11, overallB 11");
+        EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_COMPLEX, {flag}), one);
     }
-    EXPECT_EQ(allocated<0>({&AnalyzerParameters::binTimeTwoSided}), one);
-    EXPECT_EQ(allocated<1>({&AnalyzerParameters::binTimeTwoSided}),
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_REAL, {&AnalyzerParameters::binTimeTwoSided}), one);
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_TWO_REAL, {&AnalyzerParameters::binTimeTwoSided}),
               "timeA 11x6, timeB 11x6, timeTwoSided 11x11, overallA 11, overallB 11");
-    EXPECT_EQ(allocated<2>({&AnalyzerParameters::binTimeTwoSided}), one);
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_COMPLEX, {&AnalyzerParameters::binTimeTwoSided}), one);
 }
 
 TEST(Allocation, OfDeltaResultsFollowsFromTheirOwnFlags)
 {
-    EXPECT_EQ(allocated<0>({&AnalyzerParameters::deltaHarmonics}), "deltaHarmonicsA 3");
-    EXPECT_EQ(allocated<1>({&AnalyzerParameters::deltaHarmonics}),
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_REAL, {&AnalyzerParameters::deltaHarmonics}),
+              "deltaHarmonicsA 3");
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_TWO_REAL, {&AnalyzerParameters::deltaHarmonics}),
               "deltaHarmonicsA 3, deltaHarmonicsB 3");
-    EXPECT_EQ(allocated<2>({&AnalyzerParameters::deltaOrderSpectrum}), "deltaSpectrumA 8");
-    EXPECT_EQ(allocated<1>({&AnalyzerParameters::deltaOrderSpectrum}),
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_ONE_COMPLEX, {&AnalyzerParameters::deltaOrderSpectrum}),
+              "deltaSpectrumA 8");
+    EXPECT_EQ(allocated(HARMOTRACK_MODE_TWO_REAL, {&AnalyzerParameters::deltaOrderSpectrum}),
               "deltaSpectrumA 8, deltaSpectrumB 8");
 }
 
 TEST(Allocation, OfOrderResultsHasAllLinesOfATwoSidedSetup)
 {
-    AllocationRig<2> rig;
+    AllocationRig rig(HARMOTRACK_MODE_ONE_COMPLEX);
     rig.analysis.twoSided = 1;
     EXPECT_EQ(rig.allocated({&AnalyzerParameters::binOrderSpectrum,
                              &AnalyzerParameters::binTimeSpectrum,
@@ -169,7 +170,7 @@ TEST(Allocation, OfOrderResultsHasAllLinesOfATwoSidedSetup)
 
 TEST(Allocation, OfASecondInitiateFollowsTheNewSizes)
 {
-    AllocationRig<1> rig;
+    AllocationRig rig(HARMOTRACK_MODE_TWO_REAL);
     rig.allocated({&AnalyzerParameters::binHarmonics,
                    &AnalyzerParameters::overall,
                    &AnalyzerParameters::deltaOrderSpectrum});
@@ -187,7 +188,7 @@ TEST(Allocation, OfASecondInitiateFollowsTheNewSizes)
 // Tables whose flags are clear stay as they were.
 TEST(Allocation, OfASecondInitiateTakesNothingAway)
 {
-    AllocationRig<0> rig;
+    AllocationRig rig;
     rig.allocated({&AnalyzerParameters::overall});
     rig.parameters.overall = 0;
     rig.binning.maxValue = 1100.0F;
@@ -197,7 +198,7 @@ TEST(Allocation, OfASecondInitiateTakesNothingAway)
 
 TEST(Allocation, GivesEveryTableTheAveragingOfTheSetup)
 {
-    AllocationRig<1> rig;
+    AllocationRig rig(HARMOTRACK_MODE_TWO_REAL);
     rig.analysis.averagingType = HARMOTRACK_AVERAGING_MEAN;
     rig.allocated({&AnalyzerParameters::binOrderTwoSided, &AnalyzerParameters::binTimeTwoSided});
     const ResultStorage& r = rig.analyzer.results();
@@ -209,7 +210,7 @@ TEST(Allocation, GivesEveryTableTheAveragingOfTheSetup)
 
 TEST(Allocation, BindsEveryTableOfTheHost)
 {
-    AllocationRig<1> rig;
+    AllocationRig rig(HARMOTRACK_MODE_TWO_REAL);
     std::array<std::vector<float>, 6> cells;
     for (auto& table : cells) table.assign(std::size_t{11} * 15, 7.0F);
     rig.tables = {cells[0].data(),
@@ -233,7 +234,7 @@ TEST(Allocation, BindsEveryTableOfTheHost)
 
 TEST(Allocation, BindsATableAnewAtEachInitiate)
 {
-    AllocationRig<0> rig;
+    AllocationRig rig;
     std::vector<float> cells(88);
     rig.tables.binOrderA = cells.data();
     rig.parameters.binOrderSpectrum = 1;
@@ -250,7 +251,7 @@ TEST(Allocation, BindsATableAnewAtEachInitiate)
 // 16.
 TEST(HarmonicRecords, HaveTheNearestLineAndKnowFractionalOrders)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.orders = {0.0F, 1.0F, 0.25F, 0.75F, 1.25F, 3.5F, -1.0F, -0.25F, -0.2F, 100.0F, 2.00001F};
     rig.initiate();
     const auto records = rig.analyzer.harmonics();
@@ -269,7 +270,7 @@ TEST(HarmonicRecords, HaveTheNearestLineAndKnowFractionalOrders)
 // 0.25 / 0.1 is 2.5 in float; in double it would be 2.49999996.
 TEST(HarmonicRecords, DivideInFloat)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.order.orderResolution = 0.1F;
     rig.orders = {0.25F};
     rig.initiate();
@@ -278,7 +279,7 @@ TEST(HarmonicRecords, DivideInFloat)
 
 TEST(HarmonicRecords, AreReadByInitiateAlone)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.orders = {1.0F, 2.0F};
     rig.initiate();
     rig.orders[0] = 3.0F;
@@ -289,7 +290,7 @@ TEST(HarmonicRecords, AreReadByInitiateAlone)
 
 TEST(HarmonicRecords, StartAnewWithAnInitiate)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binHarmonics = 1;
     rig.orders = {0.5F};
     rig.prepare();
@@ -304,7 +305,7 @@ TEST(HarmonicRecords, StartAnewWithAnInitiate)
 TEST(UnknownWindow, FailsBeforeAnyResultStorageIsTouched)
 {
     for (const std::int32_t window : {9, 100, -1}) {
-        AllocationRig<1> rig;
+        AllocationRig rig(HARMOTRACK_MODE_TWO_REAL);
         rig.analysis.windowType = window;
         for (std::size_t i = 0; i < sizeof rig.parameters; ++i)
             (&rig.parameters.binHarmonics)[i] = 1;
@@ -323,14 +324,14 @@ TEST(UnknownWindow, FailsBeforeAnyResultStorageIsTouched)
 // The transforms are set up whatever is asked for.
 TEST(UnknownWindow, FailsWithoutFlagsToo)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.analysis.windowType = 9;
     EXPECT_THROW(rig.initiate(), std::invalid_argument);
 }
 
 TEST(UnknownWindow, LeavesAnObjectThatCanBeInitiatedAgain)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.timeOrderSpectrum = 1;
     rig.analysis.windowType = 9;
     EXPECT_THROW(rig.initiate(), std::invalid_argument);
@@ -343,7 +344,7 @@ TEST(UnknownWindow, LeavesAnObjectThatCanBeInitiatedAgain)
 // --- reset
 
 // A run of everything in mode 1, through all bins.
-void runEverything(AnalyzerRig<1>& rig, std::int64_t count = 120)
+void runEverything(AnalyzerRig& rig, std::int64_t count = 120)
 {
     for (std::int64_t i = 0; i < count; ++i) {
         const auto x = static_cast<double>(i);
@@ -412,7 +413,7 @@ protected:
         return text;
     }
 
-    AnalyzerRig<1> rig_;
+    AnalyzerRig rig_{HARMOTRACK_MODE_TWO_REAL};
 };
 
 // The rows of the second signal and of both are rewritten whole before they are announced.
@@ -478,7 +479,7 @@ TEST_F(Reset, ClearsNothingWhenNoResultHasComeSinceTheLast)
 
 TEST(FirstReset, AlwaysClears)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     std::vector<float> cells(std::size_t{11} * 8, 5.0F);
     rig.tables.binOrderA = cells.data();
     rig.parameters.binOrderSpectrum = 1;
@@ -491,7 +492,7 @@ TEST(FirstReset, AlwaysClears)
 // Turns announce no result.
 TEST(TurnsOfARunWithoutAResult, SurviveAReset)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.prepare();
     rig.run(30, [](auto i) {
         return AngleSample{.angle = 45.0 * static_cast<double>(i % 8),
@@ -506,7 +507,7 @@ TEST(TurnsOfARunWithoutAResult, SurviveAReset)
 // After the reset the first block is the mean: the one round sample 61 has 7 times 3, 9 times 5.
 TEST(DeltaOfANewRun, StartsItsMeanAnew)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.deltaOrderSpectrum = 1;
     rig.parameters.timeOrderSpectrum = 1; // a result, so that the reset clears
     rig.analysis.deltaOnTime = 1;
@@ -521,7 +522,7 @@ TEST(DeltaOfANewRun, StartsItsMeanAnew)
 // Periods are measured from 0 again, both of them.
 TEST(DeltaOfANewRun, ForgetsTheLastRelease)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.deltaHarmonics = 1;
     rig.analysis.deltaOnTime = 1;
     rig.analysis.deltaOnBinChange = 1;

@@ -7,7 +7,6 @@
 #include <limits>
 #include <memory>
 #include <ostream>
-#include <type_traits>
 #include <utility>
 
 namespace Velmora::OrderTracking {
@@ -17,19 +16,18 @@ constexpr float kFloatInfinity = std::numeric_limits<float>::infinity();
 
 // --- a new object
 
-template <typename Mode>
-class NewAnalyzer : public testing::Test {
-};
+class NewAnalyzer : public testing::TestWithParam<std::int32_t> {};
 
-using Modes = testing::Types<std::integral_constant<int, 0>,
-                             std::integral_constant<int, 1>,
-                             std::integral_constant<int, 2>>;
-TYPED_TEST_SUITE(NewAnalyzer, Modes);
+INSTANTIATE_TEST_SUITE_P(EachMode,
+                         NewAnalyzer,
+                         testing::Values(HARMOTRACK_MODE_ONE_REAL,
+                                         HARMOTRACK_MODE_TWO_REAL,
+                                         HARMOTRACK_MODE_ONE_COMPLEX));
 
-TYPED_TEST(NewAnalyzer, HasItsModeItsRateAndNoSizes)
+TEST_P(NewAnalyzer, HasItsModeItsRateAndNoSizes)
 {
-    const OrderAnalyzer<TypeParam::value> analyzer;
-    EXPECT_EQ(analyzer.getMode(), TypeParam::value);
+    const OrderAnalyzer analyzer(GetParam());
+    EXPECT_EQ(analyzer.getMode(), GetParam());
     EXPECT_EQ(analyzer.getSampleRate(), 20000.0);
     EXPECT_EQ(analyzer.getRateDivider(), 1);
     EXPECT_EQ(analyzer.getInputBufferLimit(), 20000);
@@ -41,9 +39,9 @@ TYPED_TEST(NewAnalyzer, HasItsModeItsRateAndNoSizes)
     EXPECT_EQ(analyzer.getTimeFFTBlockDuration(), 0.0);
 }
 
-TYPED_TEST(NewAnalyzer, HasNoSetupsRingsAndTables)
+TEST_P(NewAnalyzer, HasNoSetupsRingsAndTables)
 {
-    const OrderAnalyzer<TypeParam::value> analyzer;
+    const OrderAnalyzer analyzer(GetParam());
     EXPECT_EQ(analyzer.getBinningSetup(), nullptr);
     EXPECT_EQ(analyzer.getOrderSetup(), nullptr);
     EXPECT_EQ(analyzer.getAnalysisSetup(), nullptr);
@@ -55,9 +53,9 @@ TYPED_TEST(NewAnalyzer, HasNoSetupsRingsAndTables)
     EXPECT_EQ(analyzer.getResultBuffers().binOrderA, nullptr);
 }
 
-TYPED_TEST(NewAnalyzer, HasSeenNoTurnNoSpeedAndNoBlock)
+TEST_P(NewAnalyzer, HasSeenNoTurnNoSpeedAndNoBlock)
 {
-    const OrderAnalyzer<TypeParam::value> analyzer;
+    const OrderAnalyzer analyzer(GetParam());
     EXPECT_EQ(analyzer.turnCount(), 0);
     EXPECT_EQ(analyzer.lastTurnTime(), 0.0);
     EXPECT_EQ(analyzer.rpm(), 0.0F);
@@ -71,7 +69,7 @@ TYPED_TEST(NewAnalyzer, HasSeenNoTurnNoSpeedAndNoBlock)
 
 TEST(AnalyzerSetups, AreKeptByPointerAndReadThroughBothForms)
 {
-    const auto object = std::make_unique<OrderAnalyzer<0>>();
+    const auto object = std::make_unique<OrderAnalyzer>(HARMOTRACK_MODE_ONE_REAL);
     IOrderAnalyzer& analyzer = *object;
     const IOrderAnalyzer& constant = analyzer;
     BinningSetup binning{};
@@ -99,7 +97,7 @@ TEST(AnalyzerSetups, AreKeptByPointerAndReadThroughBothForms)
 
 TEST(AnalyzerRings, AreCopied)
 {
-    OrderAnalyzer<1> analyzer;
+    OrderAnalyzer analyzer(HARMOTRACK_MODE_TWO_REAL);
     const double samples[4] = {};
     float cells[4] = {};
     ResampledBuffers angleRing{};
@@ -133,7 +131,7 @@ TEST(AnalyzerRings, AreCopied)
 
 TEST(AnalyzerRates, AreStoredAndDeriveNothing)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.derive();
     const std::int32_t size = rig.analyzer.getOrderFFTSize();
     rig.analyzer.setSampleRate(51200.0);
@@ -150,7 +148,7 @@ TEST(AnalyzerRates, AreStoredAndDeriveNothing)
 
 class MissingSetup : public testing::TestWithParam<int> {
 protected:
-    static void remove(OrderAnalyzer<0>& analyzer)
+    static void remove(OrderAnalyzer& analyzer)
     {
         if (GetParam() == 0) analyzer.setBinningSetup(nullptr);
         if (GetParam() == 1) analyzer.setOrderSetup(nullptr);
@@ -163,8 +161,8 @@ INSTANTIATE_TEST_SUITE_P(EachOfFour, MissingSetup, testing::Range(0, 4));
 
 TEST_P(MissingSetup, LeavesANewAnalyzerWithoutSizes)
 {
-    OrderAnalyzer<0> analyzer;
-    AnalyzerRig<0> rig;
+    OrderAnalyzer analyzer(HARMOTRACK_MODE_ONE_REAL);
+    AnalyzerRig rig;
     analyzer.setBinningSetup(&rig.binning);
     analyzer.setOrderSetup(&rig.order);
     analyzer.setAnalysisSetup(&rig.analysis);
@@ -180,7 +178,7 @@ TEST_P(MissingSetup, LeavesANewAnalyzerWithoutSizes)
 
 TEST_P(MissingSetup, LeavesTheFormerSizes)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.derive();
     rig.binning.maxValue = 5000.0F;
     rig.order.maxOrder = 40;
@@ -196,7 +194,7 @@ TEST_P(MissingSetup, LeavesTheFormerSizes)
 
 TEST(Preinitiate, IsTheUpdateOfDerivedData)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.derive();
     rig.order.maxOrder = 8;
     static_cast<KorLib::Dsp::DspObject&>(rig.analyzer).update();
@@ -221,7 +219,7 @@ class BinCount : public testing::TestWithParam<Axis> {};
 
 TEST_P(BinCount, CountsWholeStepsAndTheFirstBin)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.binning.minValue = GetParam().minValue;
     rig.binning.maxValue = GetParam().maxValue;
     rig.binning.step = GetParam().step;
@@ -278,7 +276,7 @@ class OrderFFTSize : public testing::TestWithParam<OrderBlock> {};
 
 TEST_P(OrderFFTSize, IsSamplesOfARevolutionTimesRevolutions)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.order.maxOrder = GetParam().maxOrder;
     rig.order.orderResolution = GetParam().resolution;
     rig.derive();
@@ -341,7 +339,7 @@ class BlockLimit : public testing::TestWithParam<Limit> {};
 
 TEST_P(BlockLimit, IsThePowerOfTwoWithinNinetyPerCent)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.order.orderResolution = 1e-4F;
     rig.analysis.timeLines = 1 << 26;
     rig.analyzer.setInputBufferLimit(GetParam().limit);
@@ -385,7 +383,7 @@ class TimeFFTSize : public testing::TestWithParam<TimeCase> {};
 TEST_P(TimeFFTSize, FollowsFromTheSpeedCeiling)
 {
     const TimeCase& c = GetParam();
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.analysis.fixedTimeLines = 0;
     rig.analysis.maxRpm = c.maxRpm;
     rig.order.maxOrder = c.maxOrder;
@@ -449,7 +447,7 @@ INSTANTIATE_TEST_SUITE_P(BeyondIntegers,
 
 TEST(TimeFFT, HasTwiceTheFixedLines)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.analysis.timeLines = 500;
     rig.sampleRate = 20000.0;
     rig.derive();
@@ -460,7 +458,7 @@ TEST(TimeFFT, HasTwiceTheFixedLines)
 
 TEST(TimeFFT, FixedLinesAreLimited)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.analysis.timeLines = 8193;
     rig.derive();
     EXPECT_EQ(rig.analyzer.getTimeFFTSize(), 16384);
@@ -469,7 +467,7 @@ TEST(TimeFFT, FixedLinesAreLimited)
 // Twice a maximum that would be no number in 32 bits.
 TEST(TimeFFT, FixedLinesBeyondIntegersAreLimited)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.analysis.timeLines = 1 << 30;
     rig.derive();
     EXPECT_EQ(rig.analyzer.getTimeFFTSize(), 16384);
@@ -486,9 +484,9 @@ double valueOf(double field)
 
 TEST(TimeFFTSetupAtARate, NeedsOrderAndAnalysisSetupAlone)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.analysis.timeLines = 50;
-    OrderAnalyzer<0> analyzer;
+    OrderAnalyzer analyzer(HARMOTRACK_MODE_ONE_REAL);
     analyzer.setOrderSetup(&rig.order);
     analyzer.setAnalysisSetup(&rig.analysis);
     const TimeFFTSetup setup = analyzer.getTimeFFTSetup(1, 1000.0, 2);
@@ -499,7 +497,7 @@ TEST(TimeFFTSetupAtARate, NeedsOrderAndAnalysisSetupAlone)
 
 TEST(TimeFFTSetupAtARate, ChangesNothingInTheObject)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.derive();
     EXPECT_EQ(valueOf(rig.analyzer.getTimeFFTSetup(1, 1000.0, 2).resolution), 1000.0 / 2 / 16);
     EXPECT_EQ(rig.analyzer.getTimeFFTSize(), 16);
@@ -511,7 +509,7 @@ TEST(TimeFFTSetupAtARate, ChangesNothingInTheObject)
 // The setup decides whether the lines are fixed; the argument of that meaning is dead.
 TEST(TimeFFTSetupAtARate, DoesNotReadItsFirstArgument)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.derive();
     EXPECT_EQ(rig.analyzer.getTimeFFTSetup(0, 160.0, 1).size, 16);
     rig.analysis.fixedTimeLines = 0; // ratio 0.2: the order block
@@ -524,7 +522,7 @@ TEST(TimeFFTSetupAtARate, DoesNotReadItsFirstArgument)
 // (rate / divider) / size, each rounded: 1 / 3 / 22 is not 1 / 66 in double.
 TEST(TimeFFTSetupAtARate, DividesInTwoSteps)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.analysis.timeLines = 11;
     rig.derive();
     const TimeFFTSetup setup = rig.analyzer.getTimeFFTSetup(1, 1.0, 3);
@@ -536,7 +534,7 @@ TEST(TimeFFTSetupAtARate, DividesInTwoSteps)
 // --- what the host reports
 
 // Rings of 7 and 5 slots, written up to slot 5 of the first lap and slot 2 of the second.
-OrderAnalyzer<0>& withRings(OrderAnalyzer<0>& analyzer)
+OrderAnalyzer& withRings(OrderAnalyzer& analyzer)
 {
     ResampledBuffers angleRing{};
     angleRing.size = 7;
@@ -568,8 +566,8 @@ class UpdateBuffers : public testing::TestWithParam<Report> {};
 
 TEST_P(UpdateBuffers, MovesEachRingByItsOwnCount)
 {
-    OrderAnalyzer<0> object;
-    OrderAnalyzer<0>& analyzer = withRings(object);
+    OrderAnalyzer object(HARMOTRACK_MODE_ONE_REAL);
+    OrderAnalyzer& analyzer = withRings(object);
 
     analyzer.updateBuffers(GetParam().angleSamples, GetParam().timeSamples);
 
@@ -594,7 +592,7 @@ INSTANTIATE_TEST_SUITE_P(ByHand,
 
 TEST(UpdateBuffers, CountsBeyond32Bits)
 {
-    OrderAnalyzer<0> analyzer;
+    OrderAnalyzer analyzer(HARMOTRACK_MODE_ONE_REAL);
     ResampledBuffers angleRing{};
     angleRing.size = 10;
     angleRing.written = (std::int64_t{1} << 32U) - 1;

@@ -27,13 +27,12 @@ constexpr double kPi = std::numbers::pi;
 // A run over both rings: sample s of the time ring has the value s, so that line 0 of a rectangular
 // block tells where it began, at its value less 7.5. Equal-angle samples follow one another at
 // equal times too, by default at 80 Hz, so that one comes with two time samples.
-template <int mode>
-class TimeRig : public AnalyzerRig<mode> {
+class TimeRig : public AnalyzerRig {
 public:
     TimeRig()
     {
-        this->parameters.binTimeSpectrum = 1;
-        this->timeSlots = 97;
+        parameters.binTimeSpectrum = 1;
+        timeSlots = 97;
     }
 
     // Delivers both rings up to `duration` seconds, and returns what was stored: "bin@first
@@ -41,17 +40,17 @@ public:
     std::vector<std::string> stored(double duration, const std::function<double(double)>& binAt)
     {
         std::vector<std::string> list;
-        this->onResult = [&](const CalculationResult& result) {
+        onResult = [&](const CalculationResult& result) {
             const std::int32_t bin = result.bin;
             list.push_back(std::to_string(bin) + "@" + std::to_string(firstOf(bin)));
         };
         for (; static_cast<double>(nextTime_) < duration * kRate; ++nextTime_) {
-            this->addTime(signal(nextTime_), -signal(nextTime_));
+            addTime(signal(nextTime_), -signal(nextTime_));
             if (nextTime_ % 2 == 0) {
                 const double time = firstTime + static_cast<double>(nextTime_) / kRate;
-                this->addAngle({.bin = binAt(time), .time = time});
+                addAngle({.bin = binAt(time), .time = time});
             }
-            this->drain();
+            drain();
         }
         return list;
     }
@@ -59,7 +58,7 @@ public:
     [[nodiscard]] long firstOf(std::int32_t bin) const
     {
         const auto row = static_cast<std::uint64_t>(bin);
-        return std::lround(static_cast<double>(this->analyzer.results().timeA.row(row)[0]) - 7.5);
+        return std::lround(static_cast<double>(analyzer.results().timeA.row(row)[0]) - 7.5);
     }
 
     double firstTime = 0.0; // of the equal-angle samples
@@ -81,7 +80,7 @@ double crossingAt(double time, double crossing)
 // At 0.5 s the block begins at 0.45 s, sample 72.
 TEST(TimeBlockAtCrossing, IsCentredOnTheTimeOfTheCrossing)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.prepare();
     EXPECT_THAT(rig.stored(1.0, [](double t) { return crossingAt(t, 0.5); }), ElementsAre("3@72"));
@@ -90,7 +89,7 @@ TEST(TimeBlockAtCrossing, IsCentredOnTheTimeOfTheCrossing)
 
 TEST(TimeBlockAtCrossing, IsOneOfManyInARingThatGoesRound)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.timeSlots = 53;
     rig.prepare();
@@ -108,7 +107,7 @@ TEST(TimeBlockAtCrossing, BeginsAtTheNearestSample)
                                         std::pair(0.5, 73),
                                         std::pair(-0.25, 72),
                                         std::pair(-0.51, 71)}) {
-        TimeRig<0> rig;
+        TimeRig rig;
         rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
         rig.firstTime = offset / kRate;
         rig.prepare();
@@ -120,7 +119,7 @@ TEST(TimeBlockAtCrossing, BeginsAtTheNearestSample)
 // Time axes are tied by time alone: 0.125 s, or 20 samples, off.
 TEST(TimeBlockAtCrossing, FollowsTheTimeStampAndNotTheNumberOfTheSample)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.firstTime = -0.125;
     rig.prepare();
@@ -131,7 +130,7 @@ TEST(TimeBlockAtCrossing, FollowsTheTimeStampAndNotTheNumberOfTheSample)
 TEST(TimeBlockAtCrossing, IsSkippedWhenItBeginsBeforeTheFirstSample)
 {
     for (const bool inTime : {false, true}) {
-        TimeRig<0> rig;
+        TimeRig rig;
         rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
         rig.prepare();
         const double crossing = inTime ? 0.05 : 0.0375;
@@ -150,7 +149,7 @@ TEST(TimeBlockAtCrossing, IsSkippedWhenItBeginsBeforeTheFirstSample)
 TEST(TimeBlockAtCrossing, IsSkippedWhenTheRingHasLostItsBeginning)
 {
     for (const std::int64_t first : {112, 113, 114}) {
-        AnalyzerRig<0> rig;
+        AnalyzerRig rig;
         rig.parameters.binTimeSpectrum = 1;
         rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
         rig.prepare();
@@ -165,7 +164,7 @@ TEST(TimeBlockAtCrossing, IsSkippedWhenTheRingHasLostItsBeginning)
 // Half a block of a time stamp that is no number: sample 0 by its low 32 bits, in some slot.
 TEST(TimeBlockAtCrossing, OfATimeThatIsNoNumberIsSomeBlock)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binTimeSpectrum = 1;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.prepare();
@@ -182,7 +181,7 @@ TEST(TimeBlockAtCrossing, OfATimeThatIsNoNumberIsSomeBlock)
 // is due at 0.1 s are the samples from 0.05 s on.
 TEST(ContiguousTimeBlocks, BeginHalfABlockAfterTheirStart)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.prepare();
     EXPECT_THAT(rig.stored(0.6, [](double) { return 1300.0; }),
                 ElementsAre("3@8", "3@24", "3@40", "3@56"));
@@ -191,7 +190,7 @@ TEST(ContiguousTimeBlocks, BeginHalfABlockAfterTheirStart)
 // At 0.25 s: half a block before it, into the bin that was left, and a new start.
 TEST(ContiguousTimeBlocks, AreFlushedIntoTheBinThatWasLeft)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.prepare();
     EXPECT_THAT(rig.stored(0.6, [](double t) { return t < 0.25 ? 1300.0 : 1400.0; }),
                 ElementsAre("3@8", "3@24", "3@32", "4@48", "4@64"));
@@ -199,7 +198,7 @@ TEST(ContiguousTimeBlocks, AreFlushedIntoTheBinThatWasLeft)
 
 TEST(ContiguousTimeBlocks, AreNotFlushedAcrossBins)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.binning.blocksAcrossBins = 1;
     rig.prepare();
     EXPECT_THAT(rig.stored(0.6, [](double t) { return t < 0.25 ? 1300.0 : 1400.0; }),
@@ -210,7 +209,7 @@ TEST(ContiguousTimeBlocks, AreNotFlushedAcrossBins)
 // the change all the same, so that the next block is due at 0.1375 s.
 TEST(ContiguousTimeBlocks, StartAnewAtAChangeThatCouldNotBeFlushed)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.prepare();
     EXPECT_THAT(rig.stored(0.4, [](double t) { return t < 0.0375 ? 1300.0 : 1400.0; }),
                 ElementsAre("4@14", "4@30"));
@@ -221,7 +220,7 @@ TEST(ContiguousTimeBlocks, StartAnewAtAChangeThatCouldNotBeFlushed)
 // 47 at (1680 - 47) / 160 = 10.206 s. At 10.35 s the one from 10.25 s on, sample 1640, is taken.
 TEST(ContiguousTimeBlocks, MoveOnPastBlocksThatAreLost)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binTimeSpectrum = 1;
     rig.angleSlots = 211;
     rig.prepare();
@@ -237,7 +236,7 @@ TEST(ContiguousTimeBlocks, MoveOnPastBlocksThatAreLost)
 
 TEST(ContiguousTimeBlocks, ThatWereMissedOffTheAxisAreMadeUpForAsFarAsTheRingReaches)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.prepare();
     // back at 0.6 s with 0.7 s delivered the ring of 97 begins at sample 15 or so
     EXPECT_THAT(
@@ -250,7 +249,7 @@ TEST(ContiguousTimeBlocks, ThatWereMissedOffTheAxisAreMadeUpForAsFarAsTheRingRea
 TEST(TimeBlocks, AreNeverStoredInOtherBlockModes)
 {
     for (const std::int32_t blockMode : {2, -1}) {
-        TimeRig<0> rig;
+        TimeRig rig;
         rig.analysis.blockMode = blockMode;
         rig.prepare();
         EXPECT_THAT(rig.stored(1.0, [](double t) { return 1000.0 + 900.0 * t; }), IsEmpty());
@@ -264,7 +263,7 @@ TEST(TimeBlocks, AreNeverStoredInOtherBlockModes)
 // 0.55 s on.
 TEST(TimeBlockStart, IsTheWrittenSamplesByTwoDivisions)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binTimeSpectrum = 1;
     rig.sampleRate = 320.0;
     rig.rateDivider = 2;
@@ -281,7 +280,7 @@ TEST(TimeBlockStart, IsTheWrittenSamplesByTwoDivisions)
 // With a divider of 1 a run starts at the last sample written.
 TEST(TimeBlockStart, IsTheEndOfWhatWasWrittenBeforeTheReset)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binTimeSpectrum = 1;
     rig.timeSlots = 400;
     rig.initiate();
@@ -299,7 +298,7 @@ TEST(TimeBlockStart, IsTheEndOfWhatWasWrittenBeforeTheReset)
 // The rate of the ring is the divided one: 0.45 s are 72 samples.
 TEST(TimeBlockAtCrossing, CountsSamplesAtTheDividedRate)
 {
-    TimeRig<0> rig;
+    TimeRig rig;
     rig.analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
     rig.sampleRate = 640.0;
     rig.rateDivider = 4;
@@ -310,22 +309,24 @@ TEST(TimeBlockAtCrossing, CountsSamplesAtTheDividedRate)
 // --- what a block becomes
 
 // Line k is 10 k Hz: 3 at 20 Hz forward, 1 at 30 Hz backward, round a centre of |3 + 4j|.
-template <int mode>
-class TimeOrbit : public AnalyzerRig<mode> {
+class TimeOrbit : public AnalyzerRig {
 public:
-    TimeOrbit() { this->analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING; }
+    explicit TimeOrbit(std::int32_t mode = HARMOTRACK_MODE_ONE_REAL) : AnalyzerRig(mode)
+    {
+        analysis.blockMode = HARMOTRACK_BLOCK_AT_CROSSING;
+    }
 
     // One block at samples 16 to 31, in bin 3.
     std::string take(double meanA = 3.0)
     {
-        this->prepare();
+        prepare();
         for (int s = 0; s < 47; ++s) {
             const double phase = 2.0 * kPi * s / 16.0;
-            this->addTime(meanA + 3.0 * std::cos(2.0 * phase + 0.3) + std::cos(3.0 * phase),
-                          4.0 + 3.0 * std::sin(2.0 * phase + 0.3) - std::sin(3.0 * phase));
+            addTime(meanA + 3.0 * std::cos(2.0 * phase + 0.3) + std::cos(3.0 * phase),
+                    4.0 + 3.0 * std::sin(2.0 * phase + 0.3) - std::sin(3.0 * phase));
         }
-        for (int i = 0; i < 9; ++i) this->addAngle({.bin = 1310.0, .time = 0.15});
-        return this->calculate();
+        for (int i = 0; i < 9; ++i) addAngle({.bin = 1310.0, .time = 0.15});
+        return calculate();
     }
 
     std::vector<float> row(const ResultStorage::BinWaterfall& table) const
@@ -336,7 +337,7 @@ public:
 
 TEST(StoredTimeBlock, HoldsTheModuliOfBothSpectraInMode1)
 {
-    TimeOrbit<1> rig;
+    TimeOrbit rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.binTimeSpectrum = 1;
     EXPECT_EQ(rig.take(), "binTimeSpectrum rpm bin 3 more");
     EXPECT_THAT(rig.row(rig.analyzer.results().timeA),
@@ -347,7 +348,7 @@ TEST(StoredTimeBlock, HoldsTheModuliOfBothSpectraInMode1)
 
 TEST(StoredTimeBlock, HoldsTheTwoSensesOfRotationInMode1)
 {
-    TimeOrbit<1> rig;
+    TimeOrbit rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.binTimeTwoSided = 1;
     EXPECT_EQ(rig.take(), "binTimeTwoSided rpm bin 3 more");
     //                               -7 .. -4                 -3               0
@@ -362,7 +363,7 @@ TEST(StoredTimeBlock, HoldsTheTwoSensesOfRotationInMode1)
 TEST(StoredTimeBlock, DropsNegativeFrequenciesInMode2)
 {
     for (const bool twoSided : {false, true}) {
-        TimeOrbit<2> rig;
+        TimeOrbit rig(HARMOTRACK_MODE_ONE_COMPLEX);
         rig.parameters.binTimeSpectrum = 1;
         rig.parameters.binTimeTwoSided = 1;
         rig.analysis.twoSided = twoSided ? 1 : 0;
@@ -376,7 +377,7 @@ TEST(StoredTimeBlock, DropsNegativeFrequenciesInMode2)
 // 3 cos of the forward and 1 cos of the backward component; the mean is a modulus.
 TEST(StoredTimeBlock, HoldsTheRealSignalInMode0)
 {
-    TimeOrbit<0> rig;
+    TimeOrbit rig;
     rig.parameters.binTimeSpectrum = 1;
     rig.take(-3.0);
     EXPECT_THAT(rig.row(rig.analyzer.results().timeA),
@@ -385,7 +386,7 @@ TEST(StoredTimeBlock, HoldsTheRealSignalInMode0)
 
 TEST(StoredTimeBlock, IsWithoutTheMeanOnRequest)
 {
-    TimeOrbit<1> rig;
+    TimeOrbit rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.binTimeSpectrum = 1;
     rig.analysis.removeMeanTime = 1;
     rig.take();
@@ -396,7 +397,7 @@ TEST(StoredTimeBlock, IsWithoutTheMeanOnRequest)
 
 TEST(StoredTimeBlock, KeepsItsMeanWhenOrderBlocksLoseTheirs)
 {
-    TimeOrbit<1> rig;
+    TimeOrbit rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.binTimeSpectrum = 1;
     rig.analysis.removeMeanOrder = 1;
     rig.take();
@@ -405,7 +406,7 @@ TEST(StoredTimeBlock, KeepsItsMeanWhenOrderBlocksLoseTheirs)
 
 TEST(StoredTimeBlock, WritesTheWaterfallsAlsoWhenOnlyTheOverallLevelIsAskedFor)
 {
-    TimeOrbit<1> rig;
+    TimeOrbit rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.overall = 1;
     EXPECT_EQ(rig.take(), "overall rpm bin 3 more");
     EXPECT_NEAR(rig.analyzer.results().timeA.row(3)[2], 3.0F, 1e-6F);
@@ -415,7 +416,7 @@ TEST(StoredTimeBlock, WritesTheWaterfallsAlsoWhenOnlyTheOverallLevelIsAskedFor)
 // Differentiation multiplies line k by 2 pi 10 k, at any speed; both signals alike.
 TEST(StoredTimeBlock, IsWeightedByFrequency)
 {
-    TimeOrbit<1> rig;
+    TimeOrbit rig(HARMOTRACK_MODE_TWO_REAL);
     rig.parameters.binTimeSpectrum = 1;
     rig.analysis.weightingType = HARMOTRACK_WEIGHTING_DIFFERENTIATE;
     rig.take();
@@ -429,7 +430,7 @@ TEST(StoredTimeBlock, IsWeightedByFrequency)
 // The value stays within the wide band of bin 5 while a shorter axis ends before it.
 TEST(StoredTimeBlock, OfABinBeyondTheAxisIsPassedOver)
 {
-    AnalyzerRig<0> rig;
+    AnalyzerRig rig;
     rig.parameters.binTimeSpectrum = 1;
     rig.binning.hysteresisPercent = 400.0F;
     rig.prepare();
