@@ -13,6 +13,7 @@ import numpy as np
 
 import harmotrack
 from harmotrack import settings as choices
+from harmotrack.amplitudes import phase_remarks
 from harmotrack.defaults import resolved
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
@@ -32,7 +33,6 @@ T = TypeVar("T")
 
 #: Up to as many of a signal become part of the results unasked.
 _MOST_ANGLES = 2_000_000
-_WINDOW_NUMBERS = {**{name: k for k, name in enumerate(choices.WINDOWS)}, "blackman-harris": 8}
 
 
 @overload
@@ -264,7 +264,7 @@ def native_settings(
     ):
         setattr(native, name, getattr(settings, name))
     native.harmonics = list(settings.harmonics or ())
-    native.window = _WINDOW_NUMBERS[settings.window]
+    native.window = choices.WINDOW_NUMBERS[settings.window]
     native.direction = choices.DIRECTIONS.index(settings.direction)
     native.amplitude = choices.AMPLITUDES.index(settings.amplitude)
     native.averaging = choices.AVERAGINGS.index(settings.averaging)
@@ -386,7 +386,6 @@ def labelled(
     about["attributes"] = {
         "lowest_rpm": first.lowest_rpm,
         "highest_rpm": first.highest_rpm,
-        "remarks": "\n".join(dict.fromkeys([*remarks, *said])),
         "harmotrack": harmotrack.__version__,
         **({} if repairs is None else {"speed_repairs": "\n".join(repairs)}),
     }
@@ -394,7 +393,15 @@ def labelled(
         _of_pass([run.passes[number] for run in results], runs, directional_pair, about)
         for number in range(len(results[0].passes))
     ]
+    _tell(found, [*remarks, *said])
     return found[0] if len(found) == 1 else TwoPasses(*found)
+
+
+def _tell(passes: Sequence[OrderAnalysis], remarks: Iterable[str]) -> None:
+    """Every pass gets the remarks of all, each sentence once."""
+    of_phases = [remark for one in passes for remark in phase_remarks(one)]
+    for one in passes:
+        one.dataset.attrs["remarks"] = "\n".join(dict.fromkeys([*remarks, *of_phases]))
 
 
 def _speeds_at(

@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
+from harmotrack.amplitudes import band_amplitudes, coherence_of
 from harmotrack.analysis import RunResults, changed, labelled, native_settings, pair_of
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
@@ -19,6 +20,8 @@ if TYPE_CHECKING:
 
     from harmotrack.order_analysis import OrderAnalysis
     from harmotrack.two_passes import TwoPasses
+
+    _Floats = NDArray[np.float32]
 
 
 @dataclass(frozen=True, eq=False)
@@ -38,8 +41,10 @@ class MonitorResult:
     order_spectrum
         Shape (orders): amplitudes in the channel's unit, the bin's spectrum with this block in it;
         None of a block of equal times.
-    harmonics
-        Shape (harmonics): complex amplitudes, with the order_spectrum of a bin.
+    amplitudes
+        Shape (harmonics): amplitudes of the extracted orders, with the order_spectrum of a bin.
+    harmonics, coherence
+        Shape (harmonics): their complex means, for the phases, and how far these agreed, 0 to 1.
     frequency_spectrum
         Shape (frequencies); None of a block of equal angles.
     directional
@@ -57,7 +62,9 @@ class MonitorResult:
     rpm: float
     speed: float | None
     order_spectrum: NDArray[np.float32] | None
+    amplitudes: NDArray[np.float32] | None
     harmonics: NDArray[np.complex64] | None
+    coherence: NDArray[np.float32] | None
     directional: NDArray[np.float32] | None
     frequency_spectrum: NDArray[np.float32] | None
     overall: float | None
@@ -268,18 +275,34 @@ class Monitor:
             for block in run.take():
                 of_angles = block.order_spectrum.size > 0
                 in_bin = block.bin >= 0
+                orders = self._orders(block) if of_angles and in_bin else (None, None, None)
                 yield MonitorResult(
                     self.channels[group[block.signal]],
                     block.seconds,
                     block.rpm,
                     least + block.bin * step if in_bin else None,
                     block.order_spectrum if of_angles else None,
-                    block.harmonics if of_angles and in_bin else None,
+                    orders[0],
+                    orders[1],
+                    orders[2],
                     block.directional if block.directional.size else None,
                     None if of_angles else block.frequency_spectrum,
                     None if of_angles else block.overall,
                     MOVEMENTS[block.pass_number] if in_bin else "both",
                 )
+
+    def _orders(self, block: _native.Block) -> tuple[_Floats, NDArray[np.complex64], _Floats]:
+        """Amplitudes, complex means and coherence of the extracted orders."""
+        spectrum = block.order_spectrum
+        axis = np.arange(spectrum.size) * (self.settings.order_resolution or 0.0)
+        amplitudes = np.array(
+            [
+                band_amplitudes(spectrum, axis, order, self.settings.window)
+                for order in self.settings.harmonics or ()
+            ],
+            dtype=np.float32,
+        )
+        return amplitudes, block.harmonics, coherence_of(block.harmonics, amplitudes)
 
 
 def _complete(settings: AnalysisSettings, has_mark: bool) -> AnalysisSettings:

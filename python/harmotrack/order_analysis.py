@@ -10,8 +10,10 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 import xarray as xr
 
+from harmotrack.amplitudes import band_amplitudes, line_distance, with_amplitudes
 from harmotrack.errors import HarmotrackError
-from harmotrack.settings import NOISE_BANDWIDTHS, AnalysisSettings, weighted_unit
+from harmotrack.native import _native
+from harmotrack.settings import WINDOW_NUMBERS, AnalysisSettings, weighted_unit
 
 if TYPE_CHECKING:
     import pandas as pd
@@ -35,8 +37,11 @@ class OrderAnalysis:
     ===================  ==============================  =========================================
     order_map            channel, speed, order           amplitudes
     frequency_map        channel, speed, frequency       amplitudes
-    harmonics            channel, harmonic, speed        complex amplitudes; the phase is that of
+    order_amplitudes     channel, harmonic, speed        amplitudes of the extracted orders
+    harmonics            channel, harmonic, speed        their complex means; the phase is that of
                                                          a cos(order · φ + phase)
+    coherence            channel, harmonic, speed        of those phases, 0 to 1: the modulus of the
+                                                         complex mean over the amplitude
     order_slices         channel, harmonic, speed        amplitudes of all that lies within
                                                          slice_width round each order
     overall              channel, speed                  RMS, whatever the convention
@@ -181,9 +186,23 @@ class OrderAnalysis:
         return self.dataset["frequency_map"]
 
     @property
+    def order_amplitudes(self) -> xr.DataArray:
+        """Shape (channels, harmonics, speeds): amplitudes of the extracted orders, whatever the
+        phases of their blocks were: the root of the energy of the lines within the window's main
+        lobe, over its noise bandwidth. A sine reads its own amplitude on a line and between two."""
+        return self.dataset["order_amplitudes"]
+
+    @property
     def harmonics(self) -> xr.DataArray:
-        """Shape (channels, harmonics, speeds): complex amplitudes of the extracted orders."""
+        """Shape (channels, harmonics, speeds): complex means of the extracted orders, for their
+        phases. Blocks whose phases differ cancel: amplitudes stand in order_amplitudes."""
         return self.dataset["harmonics"]
+
+    @property
+    def coherence(self) -> xr.DataArray:
+        """Shape (channels, harmonics, speeds): how far the phases of the blocks agreed, 0 to 1; the
+        modulus of harmonics over order_amplitudes. Below 0.7 a phase says little."""
+        return self.dataset["coherence"]
 
     @property
     def order_slices(self) -> xr.DataArray:
@@ -229,6 +248,18 @@ class OrderAnalysis:
     def frequency_blocks(self) -> xr.DataArray:
         """Shape (speeds): how many blocks of equal times fell into each bin."""
         return self.dataset["frequency_blocks"]
+
+    @property
+    def measured(self) -> NDArray[np.bool_]:
+        """Shape (speeds): where a block of equal angles fell into the bin, so that there are order
+        spectra, orders, and directional spectra."""
+        return np.asarray(self.order_blocks.values > 0)
+
+    @property
+    def frequency_measured(self) -> NDArray[np.bool_]:
+        """Shape (speeds): where a block of equal times fell into the bin, so that there are
+        frequency spectra and an overall level."""
+        return np.asarray(self.frequency_blocks.values > 0)
 
     @property
     def attrs(self) -> dict[str, Any]:
@@ -429,7 +460,7 @@ class _Builder:
         self._add(
             "frequency_blocks", ("speed",), _frozen(frequency_blocks, np.int64), "Blocks", "1"
         )
-        bandwidth = NOISE_BANDWIDTHS[self._settings.window]
+        bandwidth = _native.noise_bandwidth(WINDOW_NUMBERS[self._settings.window])
         for name, axis, given, blocks in (
             ("order_map", "order", order_map, "order_blocks"),
             ("frequency_map", "frequency", frequency_map, "frequency_blocks"),
@@ -439,7 +470,7 @@ class _Builder:
             values[:, self.dataset[blocks].values == 0] = np.nan
             self._add(name, ("channel", "speed", axis), values, "Amplitude", self._common_unit())
             self.dataset[name].attrs.update(
-                resolution=_step(self.dataset[axis].values),
+                resolution=line_distance(self.dataset[axis].values),
                 noise_bandwidth=bandwidth,
                 amplitude=self._settings.amplitude,
             )
@@ -454,7 +485,7 @@ class _Builder:
         cuts[:, :, empty] = np.nan
         unit = self._common_unit()
         self._add(
-            "harmonics", ("channel", "harmonic", "speed"), cuts, "Complex amplitude of order", unit
+            "harmonics", ("channel", "harmonic", "speed"), cuts, "Complex mean of order", unit
         )
         self._add(
             "order_slices",
@@ -469,9 +500,10 @@ class _Builder:
         self.dataset["order_slices"].attrs.update(
             amplitude=self._settings.amplitude, width=self._settings.slice_width
         )
+        self.dataset = with_amplitudes(self.dataset)
         levels = np.array(overall, dtype=np.float32)
         self._fits("overall", ("channel", "speed"), levels)
-        levels[:, empty] = np.nan
+        levels[:, self.dataset["frequency_blocks"].values == 0] = np.nan
         self._add("overall", ("channel", "speed"), levels, "Overall level", unit)
         self.dataset["overall"].attrs.update(amplitude="rms")
 
@@ -489,7 +521,7 @@ class _Builder:
             self._units[names.index(pair[0])],
         )
         self.dataset["directional"].attrs.update(
-            resolution=_step(self.dataset["directional_order"].values),
+            resolution=line_distance(self.dataset["directional_order"].values),
             amplitude=self._settings.amplitude,
         )
         self.dataset.attrs.update(directional_x=pair[0], directional_y=pair[1])
@@ -521,7 +553,8 @@ class _Builder:
         dims = ("channel", "block_time", "order")
         self._add("order_spectrogram", dims, values, "Amplitude", self._common_unit())
         self.dataset["order_spectrogram"].attrs.update(
-            resolution=_step(self.dataset["order"].values), amplitude=self._settings.amplitude
+            resolution=line_distance(self.dataset["order"].values),
+            amplitude=self._settings.amplitude,
         )
 
     def add_speed(self, times: ArrayLike, values: ArrayLike) -> None:
@@ -557,26 +590,15 @@ class _Builder:
         return self._units[0] if len(set(self._units)) == 1 else None
 
     def _slices(self) -> NDArray[np.float32]:
-        """Energy of the lines round each order, corrected for the width of the window.
-
-        slice = sqrt(Σ A² / noise bandwidth), so that a sine reads its own amplitude wherever it
-        stands within the slice; and no less than the largest of its lines, which counts where the
-        slice is narrower than the window's main lobe.
-        """
-        orders = self.dataset["order"].values
-        energy = np.square(self.dataset["order_map"].values, dtype=np.float64)
-        slices = []
-        for order in self.dataset["harmonic"].values:
-            near = np.abs(orders - order) <= 0.5 * self._settings.slice_width + 1e-9
-            if not near.any():
-                near[np.argmin(np.abs(orders - order))] = True
-            inside = energy[:, :, near]
-            total = inside.sum(axis=2) / NOISE_BANDWIDTHS[self._settings.window]
-            slices.append(np.sqrt(np.maximum(total, inside.max(axis=2))))
+        """A sine reads its own amplitude wherever it stands within the slice; a slice narrower than
+        the window's main lobe holds no less than its largest line."""
+        spectra, orders = self.dataset["order_map"].values, self.dataset["order"].values
         shape = tuple(self.dataset.sizes[dim] for dim in ("channel", "harmonic", "speed"))
-        if not slices:
-            return np.empty(shape, dtype=np.float32)
-        return np.stack(slices, axis=1).astype(np.float32)
+        slices = np.empty(shape, dtype=np.float32)
+        for k, order in enumerate(self.dataset["harmonic"].values):
+            reach = 0.5 * self._settings.slice_width
+            slices[:, k] = band_amplitudes(spectra, orders, order, self._settings.window, reach)
+        return slices
 
 
 def _attrs(long_name: str, unit: str | None) -> dict[str, Any]:
@@ -587,8 +609,3 @@ def _frozen(values: ArrayLike, dtype: Any) -> NDArray[Any]:
     array = np.array(values, dtype=dtype)
     array.flags.writeable = False
     return array
-
-
-def _step(axis: NDArray[np.float64]) -> float:
-    """The distance of two lines; 0 of an axis that has only one."""
-    return float((axis[-1] - axis[0]) / (axis.size - 1)) if axis.size > 1 else 0.0

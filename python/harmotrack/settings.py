@@ -36,16 +36,8 @@ WEIGHTINGS = (
     "double-differentiate",
 )
 
-#: Equivalent noise bandwidth of each window, in lines: N Σ w² / (Σ w)².
-NOISE_BANDWIDTHS = {
-    "rectangle": 1.0,
-    "hanning": 1.5,
-    "hamming": 1.36282578875171,
-    "flattop": 3.77024644744343,
-    "triangle": 4.0 / 3.0,
-    "blackman": 1.72675736961451,
-    "blackman-harris": 2.63190501844503,
-}
+#: Of the windows, in the library's records.
+WINDOW_NUMBERS = {**{name: k for k, name in enumerate(WINDOWS)}, "blackman-harris": 8}
 
 
 def check_choice(name: str, value: str, choices: tuple[str, ...]) -> None:

@@ -4,16 +4,20 @@ from __future__ import annotations
 
 from importlib.util import find_spec
 from pathlib import Path
-from typing import Literal
+from typing import TYPE_CHECKING, Literal
 
 import numpy as np
 import pandas as pd
 import xarray as xr
 
+from harmotrack.amplitudes import with_amplitudes
 from harmotrack.errors import HarmotrackError, missing_package
 from harmotrack.files import OutputFolder, pending
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.two_passes import TwoPasses
+
+if TYPE_CHECKING:
+    from numpy.typing import NDArray
 
 #: Of the files; a reader refuses those of a later number.
 FORMAT_VERSION = 1
@@ -62,8 +66,14 @@ def load(path: str | Path) -> OrderAnalysis | TwoPasses:
             "can't read it."
         )
     if passes:
-        return TwoPasses(*(OrderAnalysis(_join_complex(one)) for one in passes))
-    return OrderAnalysis(_join_complex(dataset))
+        return TwoPasses(*(OrderAnalysis(_completed(one)) for one in passes))
+    return OrderAnalysis(_completed(dataset))
+
+
+def _completed(stored: xr.Dataset) -> xr.Dataset:
+    """Earlier versions stored neither the amplitudes of orders nor their coherence."""
+    dataset = _join_complex(stored)
+    return dataset if "coherence" in dataset else with_amplitudes(dataset)
 
 
 def _write(dataset: xr.Dataset, path: Path, kind: str, group: str | None = None) -> None:
@@ -141,8 +151,15 @@ def tables(analysis: OrderAnalysis | TwoPasses) -> dict[str, pd.DataFrame]:
 
 def _tables_of_speeds(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
     found = {
-        "order_map": _map_table(analysis.order_map, "order", analysis.order_blocks),
-        "frequency_map": _map_table(analysis.frequency_map, "frequency", analysis.frequency_blocks),
+        "order_map": _map_table(
+            analysis.order_map, "order", analysis.measured, analysis.order_blocks
+        ),
+        "frequency_map": _map_table(
+            analysis.frequency_map,
+            "frequency",
+            analysis.frequency_measured,
+            analysis.frequency_blocks,
+        ),
         "harmonics": _harmonic_table(analysis),
         "overall": _overall_table(analysis),
     }
@@ -150,7 +167,9 @@ def _tables_of_speeds(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
         pair = analysis.directional.expand_dims(
             channel=[f"{analysis.attrs['directional_x']} / {analysis.attrs['directional_y']}"]
         ).assign_coords(unit=("channel", [analysis.directional.attrs["units"]]))
-        found["directional"] = _map_table(pair, "directional_order", analysis.order_blocks)
+        found["directional"] = _map_table(
+            pair, "directional_order", analysis.measured, analysis.order_blocks
+        )
     return found
 
 
@@ -172,10 +191,11 @@ def _tables_of_times(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
     return found
 
 
-def _map_table(values: xr.DataArray, axis: str, blocks: xr.DataArray) -> pd.DataFrame:
+def _map_table(
+    values: xr.DataArray, axis: str, measured: NDArray[np.bool_], blocks: xr.DataArray
+) -> pd.DataFrame:
     columns = [f"{value:.6g}" for value in values[axis].values]
     frames = []
-    measured = blocks.values > 0
     for channel in values["channel"].values:
         rows = values.sel(channel=channel)
         frame = pd.DataFrame(rows.values[measured], columns=columns)
@@ -189,11 +209,11 @@ def _map_table(values: xr.DataArray, axis: str, blocks: xr.DataArray) -> pd.Data
 
 def _harmonic_table(analysis: OrderAnalysis) -> pd.DataFrame:
     frames = []
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     for channel in analysis.channels:
         for order in analysis.harmonics["harmonic"].values:
-            cut = analysis.harmonics.sel(channel=channel, harmonic=order).values[measured]
-            band = analysis.order_slices.sel(channel=channel, harmonic=order).values[measured]
+            chosen = {"channel": channel, "harmonic": order}
+            mean = analysis.harmonics.sel(chosen).values[measured]
             frames.append(
                 pd.DataFrame(
                     {
@@ -201,18 +221,20 @@ def _harmonic_table(analysis: OrderAnalysis) -> pd.DataFrame:
                         "unit": analysis.unit(channel),
                         "speed_rpm": analysis.harmonics["speed"].values[measured],
                         "order": order,
-                        "amplitude": np.abs(cut),
-                        "phase_deg": np.degrees(np.angle(cut)),
-                        "slice": band,
+                        "amplitude": analysis.order_amplitudes.sel(chosen).values[measured],
+                        "phase_deg": np.degrees(np.angle(mean)),
+                        "coherence": analysis.coherence.sel(chosen).values[measured],
+                        "slice": analysis.order_slices.sel(chosen).values[measured],
                     }
                 )
             )
-    columns = ["channel", "unit", "speed_rpm", "order", "amplitude", "phase_deg", "slice"]
-    return pd.concat(frames, ignore_index=True) if frames else pd.DataFrame(columns=columns)
+    columns = ("channel", "unit", "speed_rpm", "order", "amplitude", "phase_deg", "coherence")
+    empty = pd.DataFrame(columns=[*columns, "slice"])
+    return pd.concat(frames, ignore_index=True) if frames else empty
 
 
 def _overall_table(analysis: OrderAnalysis) -> pd.DataFrame:
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.frequency_measured
     frames = [
         pd.DataFrame(
             {

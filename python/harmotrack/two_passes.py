@@ -20,7 +20,7 @@ class TwoPasses:
 
         run = harmotrack.analyze("up_and_down.flac", passes="apart")
         run.rising.plot_order_map()
-        abs(run.falling.harmonics) - abs(run.rising.harmonics)
+        run.falling.order_amplitudes - run.rising.order_amplitudes
 
     Both have the same axes, so that xarray subtracts them as they are; speeds that one of them did
     not pass hold NaN there. The signals over the angle, the order spectrogram and the speed over
@@ -38,7 +38,7 @@ class TwoPasses:
     def measured(self) -> dict[str, OrderAnalysis]:
         """The passes by name, "rising" and "falling", without one that passed no speed."""
         both = {"rising": self.rising, "falling": self.falling}
-        return {name: one for name, one in both.items() if bool((one.order_blocks > 0).any())}
+        return {name: one for name, one in both.items() if one.measured.any()}
 
     @property
     def channels(self) -> tuple[str, ...]:

@@ -5,6 +5,7 @@
 #include "host/analysis_results.h"
 #include "host/analysis_settings.h"
 #include "host/equal_angle_axis.h"
+#include "host/order_band.h"
 
 #include <nanobind/stl/optional.h>
 #include <nanobind/stl/string.h>
@@ -13,6 +14,7 @@
 #include <cmath>
 #include <complex>
 #include <cstddef>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -183,10 +185,50 @@ void bindResults(nb::module_& module)
             "signal"_a);
 }
 
+Array<float> bandAmplitudes(
+    const Spectra& spectra, const Samples& orders, double order, double reach, int window)
+{
+    const Host::OrderBand band(spanOf(orders), order, reach, static_cast<Host::Window>(window));
+    std::vector<float> amplitudes;
+    amplitudes.reserve(spectra.shape(0));
+    const std::span<const float> lines(spectra.data(), spectra.size());
+    const std::size_t columns = spectra.shape(1);
+    for (std::size_t row = 0; row < spectra.shape(0); ++row)
+        amplitudes.push_back(band.amplitude(lines.subspan(row * columns, columns)));
+    return arrayOf(std::move(amplitudes));
+}
+
+void bindBands(nb::module_& module)
+{
+    module.attr("LEAST_COHERENCE") = Host::kLeastCoherence;
+    module.def(
+        "noise_bandwidth",
+        [](int window) { return Host::noiseBandwidth(static_cast<Host::Window>(window)); },
+        "window"_a,
+        "Of a window, in lines.");
+    module.def(
+        "reach_of_order",
+        [](int window, double resolution) {
+            return Host::reachOfOrder(static_cast<Host::Window>(window), resolution);
+        },
+        "window"_a,
+        "resolution"_a,
+        "Orders to either side in which the amplitude of an order is read.");
+    module.def("band_amplitudes",
+               &bandAmplitudes,
+               "spectra"_a,
+               "orders"_a,
+               "order"_a,
+               "reach"_a,
+               "window"_a,
+               "Of each row, what the lines round an order hold together.");
+}
+
 } // namespace
 
 void bindAnalysis(nb::module_& module)
 {
+    bindBands(module);
     bindSettings(module);
     bindResults(module);
 }

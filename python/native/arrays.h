@@ -16,6 +16,10 @@ namespace Harmotrack::Python {
 using Samples =
     nanobind::ndarray<const double, nanobind::ndim<1>, nanobind::c_contig, nanobind::device::cpu>;
 
+/// Spectra below each other, shape (rows, lines), contiguous.
+using Spectra =
+    nanobind::ndarray<const float, nanobind::ndim<2>, nanobind::c_contig, nanobind::device::cpu>;
+
 template <typename T>
 using Array = nanobind::ndarray<nanobind::numpy, T>;
 

@@ -6,6 +6,7 @@ from functools import cache
 import numpy as np
 import pytest
 
+import turning
 from harmotrack import (
     Channel,
     HarmotrackError,
@@ -201,6 +202,17 @@ def test_more_channels_than_processors_keep_their_names_and_order() -> None:
     assert result.channels == ("0", "1", "2", "3", "4")
     at_3000 = np.abs(result.harmonics.sel(harmonic=2.0, speed=3000.0).values)
     np.testing.assert_allclose(at_3000 / at_3000[0], [1, 2, 3, 4, 5], rtol=1e-5)
+
+
+# The last blocks of 8192 lines, 2.56 s, end after the run.
+def test_no_overall_level_is_0_where_the_machine_turns() -> None:
+    down = turning.Machine([(0.0, 3600.0), (12.0, 600.0)], [1.0])
+
+    found = analyze(down.recording(), down.speed(), channels="x", time_lines=8192)
+
+    levels = found.tables()["overall"]["overall_rms"]
+    np.testing.assert_allclose(levels, np.sqrt(0.5), rtol=0.02)
+    assert len(levels) < found.measured.sum()
 
 
 def test_rms_is_the_peak_by_the_root_of_two() -> None:

@@ -157,9 +157,9 @@ def test_orders_are_those_of_the_python_package(
     assert call("orders", recording, "--channels", "x", "--harmonics", "2", "--json") == 0
 
     rows = json.loads(capsys.readouterr().out)["rows"]
-    cut = analyze(recording, harmonics=(2,)).harmonics.sel(channel="x", harmonic=2.0)
+    cut = analyze(recording, harmonics=(2,)).order_amplitudes.sel(channel="x", harmonic=2.0)
     cut = cut.dropna("speed")
-    np.testing.assert_allclose([row["amplitude"] for row in rows], np.abs(cut.values), rtol=1e-6)
+    np.testing.assert_allclose([row["amplitude"] for row in rows], cut.values, rtol=1e-6)
 
 
 @pytest.mark.parametrize(
@@ -180,7 +180,7 @@ def test_the_speed_comes_from_where_it_was_told(
     assert call("orders", recording, "-o", "orders.csv", "--channels", "x", *options) == 0
 
     header, first = (tmp_path / "orders.csv").read_text().splitlines()[:2]
-    assert header == "channel,unit,speed_rpm,order,amplitude,phase_deg,slice"
+    assert header == "channel,unit,speed_rpm,order,amplitude,phase_deg,coherence,slice"
     assert first.startswith("x,mm/s,")
 
 

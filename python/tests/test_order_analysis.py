@@ -23,6 +23,21 @@ def test_speeds_without_a_block_hold_nan() -> None:
     assert bool(analysis.overall.isnull()[:, made.EMPTY].all())
 
 
+# Blocks of equal angles and of equal times fall into bins of their own.
+def test_frequency_spectra_and_overall_levels_go_by_their_own_blocks() -> None:
+    blocks = np.ones(made.SPEED.size, dtype=int)
+    blocks[7] = 0
+
+    analysis = made.analysis(frequency_blocks=blocks)
+
+    assert list(np.flatnonzero(~analysis.measured)) == [made.EMPTY]
+    assert list(np.flatnonzero(~analysis.frequency_measured)) == [7]
+    assert list(np.flatnonzero(analysis.overall.isnull()[0])) == [7]
+    tables = analysis.tables()
+    assert made.SPEED[7] not in set(tables["overall"]["speed_rpm"])
+    assert made.SPEED[made.EMPTY] in set(tables["overall"]["speed_rpm"])
+
+
 # Three lines A/2, A, A/2 carry 1.5 A², and the noise bandwidth of the Hanning window is 1.5.
 def test_a_sine_within_an_order_slice_reads_its_own_amplitude() -> None:
     analysis = made.analysis()

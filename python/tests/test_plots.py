@@ -5,9 +5,11 @@ import numpy as np
 import pytest
 from matplotlib.axes import Axes
 from matplotlib.collections import QuadMesh
+from matplotlib.text import Text
 
 import made
-from harmotrack import HarmotrackError
+import turning
+from harmotrack import HarmotrackError, analyze
 from harmotrack.plots.curves import unwrapped_degrees
 
 
@@ -33,7 +35,10 @@ def mesh_of(axes: Axes) -> QuadMesh:
         ("mm/s", {}, "Amplitude, peak, dB re 1 mm/s"),
         ("mm/s", {"db": False}, "Amplitude in mm/s, peak"),
         ("mm/s", {"reference": 1e-6}, "Amplitude, peak, dB re 1e-06 mm/s"),
-        ("Pa", {}, "Amplitude, peak, dB re 20 µPa"),
+        ("Pa", {}, "Amplitude, RMS, dB re 20 µPa"),
+        ("mPa", {}, "Amplitude, RMS, dB re 20 µPa"),
+        ("Pa", {"db": False}, "Amplitude in Pa, peak"),
+        ("Pa", {"reference": 1.0}, "Amplitude, peak, dB re 1 Pa"),
     ],
 )
 def test_colour_bars_name_convention_unit_and_reference(
@@ -68,7 +73,7 @@ def test_the_order_spectrogram_runs_upwards_in_time() -> None:
     rows = np.full((2, 3, made.ORDERS.size), 1e-3)
     rows[:, :, 20] = 0.5
     analysis = made.analysis(
-        order_rows=rows, row_times=[1.0, 2.0, 3.0], row_speeds=[600.0, 700.0, 800.0]
+        order_rows=rows, row_times=[1.0, 2.0, 3.0], row_speeds=[600.0, 600.0, 600.0]
     )
 
     axes = analysis.plot_order_spectrogram()
@@ -78,6 +83,73 @@ def test_the_order_spectrogram_runs_upwards_in_time() -> None:
     assert mesh_of(axes).get_array()[2, 20] == pytest.approx(20.0 * np.log10(0.5), abs=1e-4)
     with pytest.raises(HarmotrackError, match="There is no order spectrogram: ask for it"):
         made.analysis().plot_order_spectrogram()
+
+
+# Blocks of ten turns, edge to edge: each cell spans the time of its own turns.
+def test_cells_of_the_order_spectrogram_span_the_turns_of_their_blocks() -> None:
+    machine = turning.Machine([(0.0, 600.0), (10.0, 3000.0)], [1.0])
+    found = analyze(
+        machine.recording(),
+        machine.speed(),
+        channels="x",
+        highest_order=10.0,
+        row_overlap_percent=0.0,
+    )
+
+    borders = mesh_of(found.plot_order_spectrogram()).get_coordinates()[:, 0, 1]
+
+    assert found.order_spectrogram is not None
+    middles = found.order_spectrogram["block_time"].values
+    turns = np.interp(middles, machine.seconds, machine.turns)
+    np.testing.assert_allclose(np.diff(turns), 10.0, atol=1e-3)
+    at_borders = np.interp(borders[1:-1], machine.seconds, machine.turns)
+    np.testing.assert_allclose(at_borders, turns[:-1] + 5.0, atol=0.01)
+
+
+def test_the_order_spectrogram_is_grey_where_the_shaft_stood_still() -> None:
+    rows = np.full((2, 4, made.ORDERS.size), 0.5)
+    analysis = made.analysis(
+        order_rows=rows, row_times=[1.0, 2.0, 7.0, 8.0], row_speeds=[600.0] * 4
+    )
+
+    mesh = mesh_of(analysis.plot_order_spectrogram())
+
+    np.testing.assert_allclose(mesh.get_coordinates()[:, 0, 1], [0.5, 1.5, 2.5, 6.5, 7.5, 8.5])
+    assert mesh.get_array().mask.all(axis=1).tolist() == [False, False, True, False, False]
+
+
+# Matplotlib reads what stands between two dollars as a formula.
+@pytest.mark.parametrize(
+    "kind",
+    [
+        "order_map",
+        "frequency_map",
+        "waterfall",
+        "campbell",
+        "orders",
+        "bode",
+        "polar",
+        "overall",
+        "speed",
+        "orbit",
+        "full_spectrum",
+    ],
+)
+def test_names_and_units_with_dollars_are_drawn_as_they_stand(kind: str) -> None:
+    analysis = made.analysis(
+        channels=["$x_{", "$y^^$"],
+        units=["$\\frac$", "$\\frac$"],
+        directional_pair=("$x_{", "$y^^$"),
+        title="$a$ and $b_$",
+        speed_source="the $ channel $",
+    )
+
+    axes = getattr(analysis, f"plot_{kind}")()
+
+    figure = np.atleast_1d(axes)[0].figure
+    figure.canvas.draw()
+    shown = [text.get_text().replace("\\$", "$") for text in figure.findobj(Text)]
+    assert any("$a$ and $b_$" in text for text in shown)
 
 
 # Maps of two analyses can be compared only in the same colours.
@@ -130,7 +202,7 @@ def test_bode_says_by_how_much_the_phase_turns() -> None:
 
 # A phase that jumps tells nothing of a turn.
 def test_bode_says_nothing_of_a_phase_that_jumps() -> None:
-    cuts = np.tile(np.exp(2.0j * np.arange(made.SPEED.size)), (2, 2, 1))
+    cuts = made.analysis().order_amplitudes.values * np.exp(2.0j * np.arange(made.SPEED.size))
 
     phase, _ = made.analysis(harmonics=cuts).plot_bode(order=1.0)
 

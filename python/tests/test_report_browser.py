@@ -292,7 +292,7 @@ def test_every_curve_follows_the_cursor(opened: Open, example: OrderAnalysis) ->
     assert speed == pytest.approx(report.value("#at-speed"), abs=2.0)  # a turn of the profile
 
 
-# Moduli and phases are worked out from the same floats, so only the last bit of a double is free.
+# Phases are worked out from the same floats, so only the last bit of a double is free.
 def test_cuts_and_their_table_are_the_extracted_orders_exactly(
     opened: Open, example: OrderAnalysis
 ) -> None:
@@ -306,19 +306,39 @@ def test_cuts_and_their_table_are_the_extracted_orders_exactly(
     )
 
     cuts = example.harmonics.values[0].astype(complex)
+    amplitudes = example.order_amplitudes.values[0].astype(float)
     shown = [0, 1, 2, 4]  # order 3 is noise
     columns = [example.order_map["speed"].values]
     for index in shown:
-        columns.append(np.hypot(cuts[index].real, cuts[index].imag))
+        columns.append(amplitudes[index])
         if index != 0:  # blocks begin anywhere in a turn: 0.47 has no phase from speed to speed
             columns.append(np.degrees(np.arctan2(cuts[index].imag, cuts[index].real)))
+            columns.append(example.coherence.values[0, index])
     columns.append(example.overall.values[0])
     np.testing.assert_allclose(cells, np.transpose(columns), rtol=1e-15)
     lines = report.plot("cut-amplitude")[2:]
-    expected = [20.0 * np.log10(np.hypot(cuts[i].real, cuts[i].imag)) for i in shown]
+    expected = [20.0 * np.log10(amplitudes[i]) for i in shown]
     np.testing.assert_allclose(lines, expected, rtol=0, atol=1e-12)
     phases = report.plot("cut-phase")[1:]
     np.testing.assert_allclose(phases, np.degrees(np.angle(cuts[[1, 2, 4]])), rtol=1e-14)
+
+
+# Order 1 with half of its complex mean cancelled below 1500 rpm, at every second speed.
+def test_phases_that_are_not_steady_are_left_out_and_told(opened: Open) -> None:
+    harmonics = machine.analysis().harmonics.values.astype(complex)
+    harmonics[:, 1, :18:2] *= 0.5
+    made = machine.analysis(harmonics=harmonics)
+    report = opened(made)
+
+    missing = [value is None for value in report.plot("cut-phase")[1]]
+    assert missing == [k < 18 and k % 2 == 0 for k in range(109)]
+    report.page.locator("#order-map").focus()
+    report.press(*["Shift+ArrowDown"] * 3, "ArrowDown")
+    coherence = made.coherence.values[0, 1, _row(made, report)]
+    assert coherence < 0.7
+    phase = report.page.locator('#cuts li[data-order="1"] .phase')
+    assert float(phase.get_attribute("data-coherence") or "nan") == coherence
+    expect(phase).to_contain_text(f"(coherence {coherence:.2f})")
 
 
 def test_a_click_adds_the_cut_of_an_order_and_another_one_removes_it(
@@ -390,6 +410,22 @@ def test_a_linear_scale_shows_amplitudes(opened: Open, example: OrderAnalysis) -
     assert report.plot("overall")[1] == [float(value) for value in example.overall.values[0]]
     assert report.text("#colour-label") == "mm/s peak"
     assert report.pixels("#order-map canvas") != colours
+
+
+# Levels of pressures are those of RMS, here of peak amplitudes: 0 dB is 20 sqrt(2) µPa of them.
+def test_sound_pressures_are_shown_by_their_rms(opened: Open) -> None:
+    made = machine.analysis(units=["mPa", "mPa"])
+    report = opened(made)
+
+    assert report.text("#colour-label") == "dB re 20 µPa, RMS"
+    values = made.order_map.values[0, _row(made, report)]
+    np.testing.assert_allclose(
+        report.plot("order-spectrum")[1],
+        20.0 * np.log10(values / (0.02 * np.sqrt(2.0))),
+        atol=HUNDREDTH_DB,
+    )
+    levels = 20.0 * np.log10(made.overall.values[0].astype(float) / 0.02)
+    np.testing.assert_allclose(report.plot("overall")[1], levels, atol=1e-9)
 
 
 def test_another_channel_shows_its_own_results(opened: Open, example: OrderAnalysis) -> None:

@@ -39,9 +39,12 @@ def test_the_peak_of_a_resonance_is_that_of_the_curve_between_the_speeds() -> No
 
 
 def _with_order_1(cut: Any) -> Any:
-    harmonics = machine.analysis().harmonics.values.astype(complex)
+    usual = machine.analysis()
+    harmonics = usual.harmonics.values.astype(complex)
     harmonics[:, machine.HARMONICS.index(1.0)] = cut
-    return machine.analysis(harmonics=harmonics)
+    order_map = usual.order_map.values.astype(float)
+    order_map[:, :, 9:12] = np.abs(cut)[:, None] * [0.5, 1.0, 0.5]
+    return machine.analysis(harmonics=harmonics, order_map=order_map)
 
 
 # A force that is strongest at one speed makes a peak whose phase stays where it was.

@@ -1,5 +1,7 @@
 #include "curve_panels.h"
 
+#include "host/order_band.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -25,7 +27,7 @@ constexpr const char* kKeyAbove =
 
 // Why curves of phases have gaps, in the panel's corner, behind them.
 constexpr const char* kGapsExplained =
-    "set label 4 'where the order stands out of the noise' at graph 0.99,0.89 right back "
+    "set label 4 'where the order stands out of the noise, its phase steady' at graph 0.99,0.89 right back "
     "textcolor rgb '#777777' font ',11'\n";
 
 struct Curve {
@@ -79,9 +81,9 @@ std::string overSpeed(const Report& report,
 double greatestAmplitude(const Report& report, std::size_t harmonic)
 {
     double greatest = 0.0;
-    for (const Host::SignalResults& signal : report.results.signals) {
-        for (const std::complex<float> value : signal.harmonics[harmonic])
-            greatest = std::max(greatest, static_cast<double>(std::abs(value)));
+    for (std::size_t s = 0; s < report.results.signals.size(); ++s) {
+        for (std::size_t b = 0; b < report.results.binRpm.size(); ++b)
+            greatest = std::max(greatest, static_cast<double>(report.amplitude(s, harmonic, b)));
     }
     return greatest;
 }
@@ -125,10 +127,9 @@ std::vector<Curve> amplitudeCurves(const Report& report, const std::vector<std::
     std::vector<Curve> curves;
     for (std::size_t s = 0; s < report.results.signals.size(); ++s) {
         for (std::size_t i = 0; i < shown.size(); ++i) {
-            const auto& values = report.results.signals[s].harmonics[shown[i]];
             const std::string title = shortest(report.settings.harmonics[shown[i]]);
             const auto amplitude = [&](std::size_t b) {
-                return static_cast<double>(std::abs(values[b]));
+                return static_cast<double>(report.amplitude(s, shown[i], b));
             };
             curves.push_back({s == 0 ? title : std::string(),
                               overSpeed(report, report.results.orderBlocks, kInfinity, amplitude),
@@ -160,7 +161,8 @@ PhaseCurves phaseCurves(const Report& report, const std::vector<std::size_t>& sh
             if (!toShaft && order == 1.0F) continue;  // against itself it is 0
             const auto phase = [&](std::size_t b) {
                 const std::complex<double> value = signal.harmonics[shown[i]][b];
-                if (std::abs(value) > aboveUsual * usual[b])
+                const auto coherence = static_cast<double>(report.coherence(s, shown[i], b));
+                if (std::abs(value) > aboveUsual * usual[b] && coherence >= Host::kLeastCoherence)
                     return std::arg(value) * kHalfTurn / std::numbers::pi;
                 phases.leftOut = true;
                 return kNothing;

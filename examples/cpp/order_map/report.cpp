@@ -1,5 +1,7 @@
 #include "report.h"
 
+#include "host/order_band.h"
+
 namespace Harmotrack::Examples {
 
 std::string Report::amplitudeUnit() const
@@ -13,6 +15,20 @@ std::string Report::amplitudeUnit() const
         break;
     }
     return unit + " peak";
+}
+
+float Report::amplitude(std::size_t signal, std::size_t harmonic, std::size_t bin) const
+{
+    const double reach = Host::reachOfOrder(settings.window, results.resolution.orders);
+    const auto order = static_cast<double>(settings.harmonics[harmonic]);
+    const Host::OrderBand band(results.orders, order, reach, settings.window);
+    return band.amplitude(results.signals[signal].orderMap.row(bin));
+}
+
+float Report::coherence(std::size_t signal, std::size_t harmonic, std::size_t bin) const
+{
+    return Host::coherence(results.signals[signal].harmonics[harmonic][bin],
+                           amplitude(signal, harmonic, bin));
 }
 
 } // namespace Harmotrack::Examples

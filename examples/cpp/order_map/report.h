@@ -6,6 +6,7 @@
 #include "host/analysis_results.h"
 #include "host/analysis_settings.h"
 
+#include <cstddef>
 #include <string>
 
 namespace Harmotrack::Examples {
@@ -19,6 +20,12 @@ struct Report {
 
     /// As in "mm/s peak".
     [[nodiscard]] std::string amplitudeUnit() const;
+
+    /// Amplitude of an extracted order in a bin, whatever the phases of its blocks were.
+    [[nodiscard]] float amplitude(std::size_t signal, std::size_t harmonic, std::size_t bin) const;
+
+    /// How far the phases of its blocks agreed, 0 to 1.
+    [[nodiscard]] float coherence(std::size_t signal, std::size_t harmonic, std::size_t bin) const;
 };
 
 } // namespace Harmotrack::Examples

@@ -64,8 +64,8 @@ std::string frequencyMapTable(const Report& report)
 std::string harmonicsTable(const Report& report)
 {
     const Host::AnalysisResults& results = report.results;
-    std::string text =
-        "signal,order,speed (rpm),amplitude (" + report.amplitudeUnit() + "),phase (deg)\n";
+    std::string text = "signal,order,speed (rpm),amplitude (" + report.amplitudeUnit() +
+                       "),phase (deg),coherence\n";
     for (std::size_t s = 0; s < results.signals.size(); ++s) {
         for (std::size_t h = 0; h < report.settings.harmonics.size(); ++h) {
             for (std::size_t b = 0; b < results.binRpm.size(); ++b) {
@@ -73,8 +73,9 @@ std::string harmonicsTable(const Report& report)
                 const std::complex<double> value = results.signals[s].harmonics[h][b];
                 text += quoted(report.recording.names[s]) + ',' +
                         shortest(report.settings.harmonics[h]) + ',' + rounded(results.binRpm[b]) +
-                        ',' + shortest(static_cast<float>(std::abs(value))) + ',' +
-                        rounded(std::arg(value) * 180.0 / std::numbers::pi) + '\n';
+                        ',' + shortest(report.amplitude(s, h, b)) + ',' +
+                        rounded(std::arg(value) * 180.0 / std::numbers::pi) + ',' +
+                        rounded(static_cast<double>(report.coherence(s, h, b))) + '\n';
             }
         }
     }

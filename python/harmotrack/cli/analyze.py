@@ -151,19 +151,21 @@ def _summary_of_pass(analysis: OrderAnalysis) -> dict[str, Any]:
 
     attrs = analysis.attrs
     channels = []
+    cuts = analysis.dataset[["order_amplitudes", "harmonics", "coherence"]]
     for channel in analysis.channels:
         orders = []
         for order in analysis.harmonics["harmonic"].values:
-            cut = analysis.harmonics.sel(channel=channel, harmonic=order).dropna("speed")
-            if cut.size == 0:
+            cut = cuts.sel(channel=channel, harmonic=order).isel(speed=analysis.measured)
+            if cut.sizes["speed"] == 0:
                 continue
-            top = int(np.argmax(np.abs(cut.values)))
+            top = cut.isel(speed=int(np.argmax(cut["order_amplitudes"].values)))
             orders.append(
                 {
                     "order": float(order),
-                    "largest": float(np.abs(cut.values[top])),
-                    "at_rpm": float(cut["speed"].values[top]),
-                    "phase_deg": float(np.degrees(np.angle(cut.values[top]))),
+                    "largest": float(top["order_amplitudes"]),
+                    "at_rpm": float(top["speed"]),
+                    "phase_deg": float(np.degrees(np.angle(top["harmonics"].item()))),
+                    "coherence": float(top["coherence"]),
                 }
             )
         overall = analysis.overall.sel(channel=channel).dropna("speed")
@@ -179,7 +181,7 @@ def _summary_of_pass(analysis: OrderAnalysis) -> dict[str, Any]:
         "speed_source": attrs["speed_source"],
         "lowest_rpm": attrs["lowest_rpm"],
         "highest_rpm": attrs["highest_rpm"],
-        "bins_measured": int((analysis.order_blocks > 0).sum()),
+        "bins_measured": int(analysis.measured.sum()),
         "bins": int(analysis.order_blocks.size),
         "amplitude": attrs["amplitude"],
         "order_resolution": analysis.order_map.attrs["resolution"],
@@ -202,7 +204,7 @@ def show_summary(analysis: OrderAnalysis, name: str = "") -> None:
     )
     words.table(
         f"Largest amplitudes, {summary['amplitude']}",
-        ["channel", "order", "amplitude", "unit", "at rpm", "phase in degrees"],
+        ["channel", "order", "amplitude", "unit", "at rpm", "phase in degrees", "coherence"],
         [
             [
                 channel["name"],
@@ -211,6 +213,7 @@ def show_summary(analysis: OrderAnalysis, name: str = "") -> None:
                 channel["unit"],
                 f"{order['at_rpm']:.0f}",
                 f"{order['phase_deg']:.0f}",
+                f"{order['coherence']:.2f}",
             ]
             for channel in summary["channels"]
             for order in channel["orders"]

@@ -48,7 +48,7 @@ def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> N
     by_pass = ["pass"] if "pass" in table else []
     words.table(
         f"{analysis.title}: orders, {one.attrs['amplitude']}",
-        [*by_pass, "channel", "order", "rpm", "amplitude", "unit", "phase in degrees"],
+        [*by_pass, "channel", "order", "rpm", "amplitude", "unit", "phase in degrees", "coherence"],
         [
             [
                 *(row[name] for name in by_pass),
@@ -58,6 +58,7 @@ def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> N
                 f"{row['amplitude']:.4g}",
                 row["unit"],
                 f"{row['phase_deg']:.0f}",
+                f"{row['coherence']:.2f}",
             ]
             for row in table.to_dict("records")
         ],

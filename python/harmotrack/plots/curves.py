@@ -10,6 +10,7 @@ import numpy as np
 import xarray as xr
 from matplotlib.ticker import MultipleLocator
 
+from harmotrack.amplitudes import LEAST_COHERENCE, phasors
 from harmotrack.errors import HarmotrackError
 from harmotrack.plots.style import Scale, axes_or_new, order_name, titled
 
@@ -24,8 +25,9 @@ if TYPE_CHECKING:
 _PHASE_REFERENCES = {"cosine": "a maximum", "sine": "a rising zero"}
 
 
-def harmonic(analysis: OrderAnalysis, channel: str, order: float) -> xr.DataArray:
-    """The complex amplitudes of one extracted order, at the measured speeds."""
+def extracted(analysis: OrderAnalysis, channel: str, order: float) -> xr.Dataset:
+    """One extracted order at the measured speeds: ``phasor``, the amplitude with the phase as a
+    complex number; ``amplitude``, ``slice``; and ``steady``, whether its phase says something."""
     known = analysis.harmonics["harmonic"].values
     near = np.flatnonzero(np.isclose(known, order))
     if near.size == 0:
@@ -33,8 +35,15 @@ def harmonic(analysis: OrderAnalysis, channel: str, order: float) -> xr.DataArra
             f"The {order_name(order)} was not extracted; the orders are "
             f"{', '.join(f'{one:g}' for one in known)}."
         )
-    cut = analysis.harmonics.sel(channel=channel).isel(harmonic=near[0])
-    return cut[np.isfinite(cut.values)]
+    cut = xr.Dataset(
+        {
+            "phasor": phasors(analysis),
+            "amplitude": analysis.order_amplitudes,
+            "slice": analysis.order_slices,
+            "steady": analysis.coherence >= LEAST_COHERENCE,
+        }
+    )
+    return cut.sel(channel=channel).isel(harmonic=near[0], speed=analysis.measured)
 
 
 def orders(
@@ -98,18 +107,15 @@ def _draw_orders(
     style: str = "-",
     suffix: str = "",
 ) -> None:
-    source = analysis.order_slices if slices else analysis.harmonics
-    chosen = source["harmonic"].values if orders is None else [*orders]
+    known = analysis.order_amplitudes["harmonic"].values
+    chosen = known if orders is None else [*orders]
     for order in chosen:
-        cut = harmonic(analysis, name, float(order))
-        if slices:
-            values = source.sel(channel=name, harmonic=cut["harmonic"], speed=cut["speed"]).values
-        else:
-            values = np.abs(cut.values)
+        cut = extracted(analysis, name, float(order))
+        values = cut["slice" if slices else "amplitude"].values
         label = f"{order_name(float(order))}{suffix}"
         axes.plot(cut["speed"].values, scale.of(values), style, label=label)
     if slices:
-        axes.legend(title=f"± {0.5 * source.attrs['width']:g} orders")
+        axes.legend(title=f"± {0.5 * analysis.order_slices.attrs['width']:g} orders")
     elif len(chosen) > 0:
         axes.legend()
     _over_speed(axes, scale.label)
@@ -127,7 +133,8 @@ def bode(
     a turn from far below to far above it.
 
     Where neighbouring speeds differ by less than a quarter turn throughout, the picture says by how
-    much the phase turns from the first measured speed to the last.
+    much the phase turns from the first speed to the last. Phases whose coherence is below 0.7 are
+    left out; the amplitude holds there too.
 
     Parameters
     ----------
@@ -137,37 +144,51 @@ def bode(
         One of those extracted; by default the first one.
     """
     name = analysis.channel(channel)
-    cut = harmonic(analysis, name, _first(analysis, order))
+    cut = extracted(analysis, name, _first(analysis, order))
     if axes is None:
         _, (above, below) = plt.subplots(
             2, 1, figsize=(8.0, 6.0), sharex=True, layout="constrained", height_ratios=(2, 3)
         )
     else:
         above, below = axes
-    speeds = cut["speed"].values
-    phases = unwrapped_degrees(cut.values)
-    above.plot(speeds, phases, color="tab:red")
-    _phase_axis(above, phases)
-    if phases.size > 1 and np.abs(np.diff(phases)).max() < 90.0:
-        turn = round(phases[-1] - phases[0])
-        above.annotate(
-            f"turns by {turn}° from {speeds[0]:.0f} to {speeds[-1]:.0f} rpm",
-            (0.99, 0.95),
-            xycoords="axes fraction",
-            ha="right",
-            va="top",
-            fontsize="small",
-        )
+    _draw_phases(above, cut)
     reference = _PHASE_REFERENCES[analysis.harmonics.attrs["phase_reference"]]
     mark = "at the mark" if analysis.attrs.get("has_mark") else "against order 1"
     above.set_ylabel(f"Phase in degrees,\n0: {reference} {mark}")
     above.grid(alpha=0.4)
     scale = Scale(analysis.harmonics.attrs["amplitude"], analysis.unit(name), db=False)
-    below.plot(speeds, np.abs(cut.values), color="tab:blue")
+    below.plot(cut["speed"].values, cut["amplitude"].values, color="tab:blue")
     below.set_ylim(bottom=0.0)
     _over_speed(below, scale.label)
     titled(above, analysis.title, name, order_name(float(cut["harmonic"])))
     return np.array([above, below], dtype=object)
+
+
+def _draw_phases(axes: Axes, cut: xr.Dataset) -> None:
+    """The steady ones; a gap, and a word on it, where others were measured."""
+    steady = cut["steady"].values
+    speeds = cut["speed"].values
+    phases = np.full(speeds.size, np.nan)
+    phases[steady] = unwrapped_degrees(cut["phasor"].values[steady])
+    axes.plot(speeds, phases, color="tab:red", marker=None if steady.all() else ".")
+    _phase_axis(axes, phases[steady])
+    said = []
+    if steady.sum() > 1 and np.abs(np.diff(phases[steady])).max() < 90.0:
+        first, last = np.flatnonzero(steady)[[0, -1]]
+        turn = round(phases[last] - phases[first])
+        said.append(f"turns by {turn}° from {speeds[first]:.0f} to {speeds[last]:.0f} rpm")
+    if not steady.all():
+        said.append(f"not steady at {np.sum(~steady)} of {steady.size} speeds: left out there")
+    if not said:
+        return
+    axes.annotate(
+        "\n".join(said),
+        (0.99, 0.95),
+        xycoords="axes fraction",
+        ha="right",
+        va="top",
+        fontsize="small",
+    )
 
 
 def _phase_axis(axes: Axes, phases: NDArray[np.float64]) -> None:
@@ -180,7 +201,7 @@ def _phase_axis(axes: Axes, phases: NDArray[np.float64]) -> None:
     axes.yaxis.set_major_locator(MultipleLocator(45.0 if most - least <= 360.0 else 90.0))
 
 
-def unwrapped_degrees(values: NDArray[np.complex64]) -> NDArray[np.float64]:
+def unwrapped_degrees(values: NDArray[np.complexfloating]) -> NDArray[np.float64]:
     """Phases without jumps, degrees, shape (n), of which the middle one lies within -180 to 180."""
     if values.size == 0:
         return np.empty(0)
@@ -197,6 +218,7 @@ def polar(
     marks: int = 8,
 ) -> Axes:
     """Amplitude as radius, phase as angle, counted counter-clockwise; numbers are speeds in rpm.
+    The curve is faint where the coherence of the phase is below 0.7.
 
     Parameters
     ----------
@@ -206,11 +228,14 @@ def polar(
         How many speeds are named, at equal distances along the curve.
     """
     name = analysis.channel(channel)
-    cut = harmonic(analysis, name, _first(analysis, order))
+    cut = extracted(analysis, name, _first(analysis, order))
     axes = axes_or_new(axes, (6.5, 6.5), projection="polar")
-    angles, radii = np.angle(cut.values), np.abs(cut.values)
-    axes.plot(angles, radii, color="tab:blue")
-    for k in _evenly_along(cut.values, marks):
+    values, steady = cut["phasor"].values, cut["steady"].values
+    angles, radii = np.angle(values), np.abs(values)
+    axes.plot(angles, np.where(steady, radii, np.nan), color="tab:blue")
+    if not steady.all():
+        axes.plot(angles, radii, color="tab:blue", linewidth=0.8, alpha=0.25)
+    for k in np.flatnonzero(steady)[_evenly_along(values[steady], marks)]:
         axes.plot(angles[k], radii[k], ".", color="tab:blue")
         axes.annotate(
             f"{cut['speed'].values[k]:.0f}",
@@ -225,7 +250,7 @@ def polar(
     return axes
 
 
-def _evenly_along(values: NDArray[np.complex64], count: int) -> list[int]:
+def _evenly_along(values: NDArray[np.complexfloating], count: int) -> list[int]:
     """Indices of points at about equal distances along a curve."""
     if values.size < 2:
         return list(range(values.size))

@@ -16,6 +16,7 @@ from harmotrack.plots.style import (
     axes_or_new,
     colour_limits,
     edges,
+    rows_of_time,
     titled,
 )
 
@@ -43,7 +44,9 @@ def order_map(
     Parameters
     ----------
     db, reference
-        Levels over a reference in the channel's unit (20 µPa for Pa, else 1), or amplitudes.
+        Levels over a reference in the channel's unit, or amplitudes. By default levels of pressures
+        are those of their RMS re 20 µPa, whatever the convention of the amplitudes; of other units
+        they are re 1.
     highest_order
         Up to which is drawn.
     colours, limits
@@ -118,7 +121,8 @@ def order_spectrogram(
     colours: str = COLOURS,
     limits: tuple[float, float] | None = None,
 ) -> Axes:
-    """Orders are vertical lines, time runs upwards; options as in order_map()."""
+    """Orders are vertical lines, time runs upwards; options as in order_map(). A block's cell spans
+    the time of its turns, half of those that it shares with the next."""
     name = analysis.channel(channel)
     if analysis.order_spectrogram is None:
         raise HarmotrackError(
@@ -129,7 +133,9 @@ def order_spectrogram(
         raise HarmotrackError("The recording is too short for an order spectrogram.")
     scale = Scale(values.attrs["amplitude"], analysis.unit(name), db, reference)
     axes = axes_or_new(axes, (9.0, 6.0))
-    draw_map(axes, values, "order", scale, colours, limits, up="block_time")
+    times, speeds = values["block_time"].values, values["block_speed"].values
+    borders, blocks = rows_of_time(times, speeds)
+    draw_map(axes, values, "order", scale, colours, limits, rows=(borders, blocks))
     axes.set_ylabel("Time in s")
     _name_orders(axes, analysis, name, values)
     return axes
@@ -165,18 +171,21 @@ def draw_map(
     colours: str,
     limits: tuple[float, float] | None = None,
     quantity: str = "Amplitude",
-    up: str = "speed",
+    rows: tuple[NDArray[np.float64], NDArray[np.intp]] | None = None,
 ) -> None:
-    """Cells over an axis and the speed, or another coordinate ``up``, with a colour bar; grey where
-    nothing was measured."""
-    cells = scale.of(values.transpose(up, axis).values)
+    """Cells over an axis and the speed, with a colour bar; grey where nothing was measured. Or over
+    other ``rows``: their borders, and the number of the spectrum in each, -1 for none."""
+    cells = scale.of(values.transpose(..., axis).values)
+    borders = edges(values["speed"].values) if rows is None else rows[0]
+    if rows is not None:
+        cells = np.where(rows[1][:, None] < 0, np.nan, cells[rows[1]])
     least, most = colour_limits(cells, scale, limits)
     palette = plt.get_cmap(colours).with_extremes(bad=UNMEASURED)
     # An amplitude of 0 is below every level, not unmeasured.
     cells = np.where(np.isneginf(cells), least, cells)
     mesh = axes.pcolormesh(
         edges(values[axis].values),
-        edges(values[up].values),
+        borders,
         np.ma.masked_invalid(cells),
         cmap=palette,
         vmin=least,
@@ -207,7 +216,7 @@ def waterfall(
     """
     name = analysis.channel(channel)
     values = analysis.order_map.sel(channel=name, order=slice(None, highest_order))
-    measured = np.flatnonzero(analysis.order_blocks.values > 0)
+    measured = np.flatnonzero(analysis.measured)
     if measured.size == 0:
         raise HarmotrackError("There is no spectrum to be drawn: no speed was measured.")
     chosen = measured[np.unique(np.linspace(0, measured.size - 1, lines).round().astype(int))]

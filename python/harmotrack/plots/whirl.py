@@ -8,9 +8,9 @@ from typing import TYPE_CHECKING
 import numpy as np
 
 from harmotrack.errors import HarmotrackError
-from harmotrack.plots.curves import harmonic
+from harmotrack.plots.curves import extracted
 from harmotrack.plots.maps import draw_map
-from harmotrack.plots.style import COLOURS, Scale, axes_or_new, order_name, titled
+from harmotrack.plots.style import COLOURS, Scale, axes_or_new, order_name, plain, titled
 
 if TYPE_CHECKING:
     import xarray as xr
@@ -85,7 +85,8 @@ def orbit(
     of the largest motion. The dot is the moment of the mark, and the cycle ends short of it, so the
     gap shows the sense of the motion.
 
-    It needs phases of both channels against one angle (phase_mode "shaft").
+    It needs phases of both channels against one angle (phase_mode "shaft"). Speeds at which the
+    coherence of either is below 0.7 have no orbit.
     """
     x_name, y_name = _pair(analysis)
     if analysis.attrs.get("phase_mode") == "first-order":
@@ -95,13 +96,13 @@ def orbit(
         )
     known = analysis.harmonics["harmonic"].values
     wanted = float(known[0]) if order is None else order
-    x = harmonic(analysis, x_name, wanted)
-    y = harmonic(analysis, y_name, wanted)
+    x = extracted(analysis, x_name, wanted)
+    y = extracted(analysis, y_name, wanted)
     axes = axes_or_new(axes, (6.5, 6.5))
     phase = np.linspace(0.0, 2.0 * np.pi * 0.94, 200)
     for row in _rows(x, y, speeds):
         to_the_sides, upwards = (
-            (complex(cut.values[row]) * np.exp(1j * phase)).real for cut in (x, y)
+            (complex(cut["phasor"].values[row]) * np.exp(1j * phase)).real for cut in (x, y)
         )
         (line,) = axes.plot(
             to_the_sides, upwards, label=f"{x['speed'].values[row]:.0f} rpm", linewidth=1.2
@@ -109,7 +110,10 @@ def orbit(
         axes.plot(to_the_sides[0], upwards[0], "o", color=line.get_color())
     axes.set_aspect("equal", "datalim")
     axes.grid(alpha=0.4)
-    axes.legend()
+    if axes.lines:
+        axes.legend()
+    else:
+        axes.text(0.5, 0.5, "no steady phase at any speed", transform=axes.transAxes, ha="center")
     axes.set_xlabel(_with_unit(x_name, analysis.unit(x_name)))
     axes.set_ylabel(_with_unit(y_name, analysis.unit(y_name)))
     convention = analysis.harmonics.attrs["amplitude"]
@@ -118,15 +122,19 @@ def orbit(
 
 
 def _with_unit(name: str, unit: str) -> str:
-    return f"{name} in {unit}" if unit else name
+    return plain(f"{name} in {unit}" if unit else name)
 
 
-def _rows(x: xr.DataArray, y: xr.DataArray, speeds: Iterable[float] | None) -> list[int]:
+def _rows(x: xr.Dataset, y: xr.Dataset, speeds: Iterable[float] | None) -> list[int]:
     measured = x["speed"].values
     if measured.size == 0:
         raise HarmotrackError("There is no orbit to be drawn: no speed was measured.")
+    steady = np.flatnonzero(x["steady"].values & y["steady"].values)
+    if steady.size == 0:
+        return []
     if speeds is not None:
-        return [int(np.argmin(np.abs(measured - speed))) for speed in speeds]
-    largest = int(np.argmax(np.abs(x.values) ** 2 + np.abs(y.values) ** 2))
-    evenly = np.linspace(0, measured.size - 1, 5).round().astype(int)
+        return [int(steady[np.argmin(np.abs(measured[steady] - speed))]) for speed in speeds]
+    size = x["amplitude"].values ** 2 + y["amplitude"].values ** 2
+    largest = int(steady[np.argmax(size[steady])])
+    evenly = steady[np.linspace(0, steady.size - 1, 5).round().astype(int)]
     return sorted({largest, *(int(k) for k in evenly[1:])})

@@ -95,7 +95,7 @@ def find(analysis: OrderAnalysis) -> Findings:
 
 def find_dominance(analysis: OrderAnalysis) -> tuple[Dominance, ...]:
     """The stretches of every channel, by rising speed."""
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     speed = analysis.order_map["speed"].values[measured]
     orders = analysis.order_map["order"].values
     first = first_line_beside_zero(analysis)
@@ -167,7 +167,7 @@ def find_whirl(analysis: OrderAnalysis) -> tuple[Whirl, ...]:
     directional = analysis.directional
     if directional is None:
         return ()
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     speed = directional["speed"].values[measured]
     radii = directional.values[measured].astype(np.float64)
     orders = directional["directional_order"].values
@@ -303,7 +303,7 @@ def speeds(from_rpm: float, to_rpm: float) -> str:
 
 def _measured_speeds(analysis: OrderAnalysis) -> Floats:
     speed: Floats = analysis.order_map["speed"].values
-    return speed[analysis.order_blocks.values > 0]
+    return speed[analysis.measured]
 
 
 def _range_limit(analysis: OrderAnalysis) -> str:
@@ -318,7 +318,7 @@ def _range_limit(analysis: OrderAnalysis) -> str:
 
 def _empty_limit(analysis: OrderAnalysis) -> str:
     speed = analysis.order_map["speed"].values
-    measured = np.flatnonzero(analysis.order_blocks.values > 0)
+    measured = np.flatnonzero(analysis.measured)
     if measured.size == 0:
         return ""
     inside = np.arange(measured[0], measured[-1] + 1)
@@ -338,14 +338,15 @@ def _empty_limit(analysis: OrderAnalysis) -> str:
 
 def _edge_limit(analysis: OrderAnalysis) -> str:
     """Orders that are largest at an end of the range: their peak may lie beyond it."""
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     if np.count_nonzero(measured) < 3:
         return ""
     floors = noise_floor(analysis)[:, measured]
     ends: dict[str, set[float]] = {"lowest": set(), "highest": set()}
     for channel, floor in zip(analysis.channels, floors, strict=True):
         for order in analysis.harmonics["harmonic"].values:
-            cut = np.abs(analysis.harmonics.sel(channel=channel, harmonic=order).values[measured])
+            cuts = analysis.order_amplitudes.sel(channel=channel, harmonic=order)
+            cut = cuts.values[measured]
             peak = int(np.argmax(cut))
             if cut[peak] > floor[peak] * 10 ** (LEAST_ABOVE_FLOOR_DB / 20):
                 if peak == 0:
@@ -444,8 +445,7 @@ def _whirl_limit(analysis: OrderAnalysis) -> str:
 
 
 def _repeat_limit(analysis: OrderAnalysis) -> str:
-    blocks = analysis.order_blocks.values
-    blocks = blocks[blocks > 0]
+    blocks = analysis.order_blocks.values[analysis.measured]
     if blocks.size == 0 or np.median(blocks) > 1:
         return ""
     return "Most speeds were measured once, so nothing is known of how well they repeat."

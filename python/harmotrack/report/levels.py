@@ -19,14 +19,6 @@ SILENT = 1
 FIRST_LEVEL = 2
 LAST_LEVEL = 65535
 
-#: References of levels (ISO 1683 for sound); anything else is stated re 1 of its unit.
-_REFERENCES = {"Pa": (20e-6, "20 µPa"), "µPa": (20.0, "20 µPa"), "mPa": (0.02, "20 µPa")}
-
-
-def decibel_reference(unit: str) -> tuple[float, str]:
-    """The amplitude of 0 dB, in the unit, and its name."""
-    return _REFERENCES.get(unit, (1.0, f"1 {unit}".rstrip()))
-
 
 def encode_levels(amplitudes: ArrayLike) -> dict[str, Any]:
     """A map, shape (rows, columns), as levels in steps of STEP_DB.

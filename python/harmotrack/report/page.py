@@ -10,11 +10,13 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
+from harmotrack.amplitudes import LEAST_COHERENCE
+from harmotrack.decibels import CONVENTIONS, decibels
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report import sections
 from harmotrack.report.bundle import asset, bundle
 from harmotrack.report.findings import Findings, find
-from harmotrack.report.levels import decibel_reference, encode_array, encode_levels
+from harmotrack.report.levels import encode_array, encode_levels
 from harmotrack.report.resonances import LEAST_ABOVE_FLOOR_DB, noise_floor
 
 if TYPE_CHECKING:
@@ -96,8 +98,9 @@ def _description(
         "orders": analysis.order_map["order"].values,
         "frequencies": analysis.frequency_map["frequency"].values,
         "harmonicOrders": orders,
-        "harmonicsReal": harmonics.values.real,
-        "harmonicsImaginary": harmonics.values.imag,
+        "amplitudes": analysis.order_amplitudes.values,
+        "phases": np.degrees(np.angle(harmonics.values.astype(np.complex128))),
+        "coherence": analysis.coherence.values,
         "slices": analysis.order_slices.values,
         "overall": analysis.overall.values,
         "profileTime": time,
@@ -107,9 +110,10 @@ def _description(
         arrays["directionalOrders"] = analysis.directional["directional_order"].values
     return {
         "channels": [_channel(analysis, findings, name) for name in analysis.channels],
-        "convention": sections.CONVENTIONS[analysis.order_map.attrs["amplitude"]],
+        "convention": CONVENTIONS[analysis.order_map.attrs["amplitude"]],
         "orderResolution": float(analysis.order_map.attrs["resolution"]),
         "hasPhase": [_shows_phase(analysis, float(order)) for order in orders],
+        "leastCoherence": LEAST_COHERENCE,
         "shownCuts": _first_cuts(analysis),
         "start": _start(analysis, findings),
         "arrays": {name: encode_array(values) for name, values in arrays.items()},
@@ -129,12 +133,14 @@ def _shows_phase(analysis: OrderAnalysis, order: float) -> bool:
 
 def _channel(analysis: OrderAnalysis, findings: Findings, name: str) -> dict[str, Any]:
     unit = analysis.unit(name)
-    reference, words = decibel_reference(unit)
+    levels = decibels(unit, analysis.order_map.attrs["amplitude"])
     return {
         "name": name,
         "unit": unit,
-        "reference": words,
-        "referenceLevel": 20.0 * float(np.log10(reference)),
+        "reference": levels.reference,
+        "referenceLevel": 20.0 * float(np.log10(levels.zero)),
+        "levelConvention": levels.convention,
+        "overallReferenceLevel": 20.0 * float(np.log10(decibels(unit, "rms").zero)),
         "orderSummary": sections.order_map_summary(analysis, findings, name),
         "frequencySummary": sections.frequency_map_summary(analysis, name),
     }
@@ -151,9 +157,9 @@ def _start(analysis: OrderAnalysis, findings: Findings) -> dict[str, float]:
 
 def _first_cuts(analysis: OrderAnalysis) -> list[int]:
     """The extracted orders that stand out of the noise of a channel at any speed, or all."""
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     least = noise_floor(analysis)[:, None, measured] * 10 ** (LEAST_ABOVE_FLOOR_DB / 20)
-    above = np.abs(analysis.harmonics.values[:, :, measured]) > least
+    above = analysis.order_amplitudes.values[:, :, measured] > least
     seen = np.flatnonzero(above.sum(axis=2).max(axis=0, initial=0) >= 3)
     chosen = seen if seen.size else np.arange(analysis.harmonics.sizes["harmonic"])
     return [int(index) for index in chosen[:MOST_FIRST_CUTS]]

@@ -16,6 +16,7 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
+from harmotrack.amplitudes import LEAST_COHERENCE, phasors
 from harmotrack.order_analysis import OrderAnalysis
 
 if TYPE_CHECKING:
@@ -69,7 +70,7 @@ def noise_floor(analysis: OrderAnalysis) -> Floats:
     """Median line of each spectrum, shape (channel, speed): what stands between the orders."""
     values = analysis.order_map.values
     floor = np.full(values.shape[:2], np.nan)
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     floor[:, measured] = np.median(values[:, measured], axis=2)
     return floor
 
@@ -83,28 +84,30 @@ def has_phase(analysis: OrderAnalysis, order: float) -> bool:
 
 def find_resonances(analysis: OrderAnalysis) -> tuple[Resonance, ...]:
     """Those of every extracted order of every channel, the strongest of a channel first."""
-    measured = analysis.order_blocks.values > 0
+    measured = analysis.measured
     speed = analysis.harmonics["speed"].values[measured]
     if speed.size < 5:
         return ()
     found: list[Resonance] = []
     floors = noise_floor(analysis)[:, measured]
+    responses = phasors(analysis)
     for channel, floor in zip(analysis.channels, floors, strict=True):
-        cuts = analysis.harmonics.sel(channel=channel).values[:, measured].astype(np.complex128)
+        cuts = responses.sel(channel=channel).values[:, measured]
+        steady = analysis.coherence.sel(channel=channel).values[:, measured] >= LEAST_COHERENCE
         top = float(np.nanmax(np.abs(cuts), initial=0.0))
         least = np.maximum(
             floor * 10 ** (LEAST_ABOVE_FLOOR_DB / 20), top * 10 ** (-MOST_BELOW_TOP_DB / 20)
         )
         of_channel: list[Resonance] = []
-        for order, cut in zip(analysis.harmonics["harmonic"].values, cuts, strict=True):
+        orders = (float(order) for order in analysis.harmonics["harmonic"].values)
+        for order, cut, is_steady in zip(orders, cuts, steady, strict=True):
             if not np.isfinite(cut).all():
                 continue
-            phase_counts = has_phase(analysis, float(order))
-            for peak in _peaks(np.abs(cut), phase_counts):
+            against_shaft = has_phase(analysis, order)
+            for peak in _peaks(np.abs(cut), against_shaft):
+                phase_counts = against_shaft and bool(is_steady[peak - 1 : peak + 2].all())
                 if abs(cut[peak]) > least[peak]:
-                    of_channel.append(
-                        _describe(channel, float(order), speed, cut, peak, phase_counts)
-                    )
+                    of_channel.append(_describe(channel, order, speed, cut, peak, phase_counts))
         found += sorted(of_channel, key=lambda one: -one.amplitude)
     return tuple(found)
 

@@ -9,6 +9,8 @@ from itertools import groupby
 
 import numpy as np
 
+from harmotrack.amplitudes import LEAST_COHERENCE
+from harmotrack.decibels import CONVENTIONS
 from harmotrack.order_analysis import OrderAnalysis
 from harmotrack.report.findings import (
     Dominance,
@@ -22,8 +24,6 @@ from harmotrack.report.findings import (
     speeds,
 )
 from harmotrack.report.resonances import Resonance
-
-CONVENTIONS = {"peak": "peak", "rms": "RMS", "peak-to-peak": "peak-to-peak"}
 
 #: Repairs beyond this number are only counted.
 MOST_REPAIRS = 200
@@ -325,7 +325,11 @@ def phase_note(analysis: OrderAnalysis) -> str:
         against = "against the mark on the shaft"
     else:
         against = "without a mark on the shaft, from the start of the recording"
-    return escape(f"Phases of whole orders, as {reference}, {against}; a fall is a later answer.")
+    return escape(
+        f"Phases of whole orders, as {reference}, {against}; a fall is a later answer. They are "
+        "left out where their coherence, complex mean over amplitude, is below "
+        f"{LEAST_COHERENCE:g}."
+    )
 
 
 def directional_panels(analysis: OrderAnalysis, found: Findings) -> str:
@@ -378,7 +382,7 @@ def _resolution(analysis: OrderAnalysis) -> list[tuple[str, str]]:
     frequencies = analysis.frequency_map["frequency"].values
     speed = analysis.order_map["speed"].values
     step = float(np.diff(speed).mean()) if speed.size > 1 else 0.0
-    measured = int((analysis.order_blocks.values > 0).sum())
+    measured = int(analysis.measured.sum())
     blocks = int(analysis.order_blocks.values.sum())
     pairs = [("Speed", f"{speed.size} rows, {number(step)} rpm apart, {measured} measured")]
     if order > 0:

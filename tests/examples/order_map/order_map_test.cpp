@@ -65,13 +65,15 @@ TEST_F(OrderMap, TablesHoldTheMachinesOrders)
     const auto rows = rowsOf(output_ + "/harmonics.csv");
     ASSERT_THAT(
         rows[0],
-        ElementsAre("signal", "order", "speed (rpm)", "amplitude (EU peak)", "phase (deg)"));
+        ElementsAre(
+            "signal", "order", "speed (rpm)", "amplitude (EU peak)", "phase (deg)", "coherence"));
     ASSERT_GT(rows.size(), 60U);
     for (std::size_t r = 1; r < rows.size(); ++r) {
         EXPECT_NEAR(std::stod(rows[r][3]), rows[r][0] == "channel 1" ? 0.25 : 0.125, 0.001);
         // The mark is the pulse's rise through half its height, acos(1 - ln(2) / 20) before its
         // peak at 0.3 rad: at 0.0361 rad.
         EXPECT_NEAR(std::stod(rows[r][4]), (0.5 + 0.0361) * 180.0 / std::numbers::pi, 0.5);
+        EXPECT_NEAR(std::stod(rows[r][5]), 1.0, 0.01);
     }
     const auto levels = rowsOf(output_ + "/overall.csv");
     ASSERT_GT(levels.size(), 60U);
@@ -122,6 +124,19 @@ TEST_F(OrderMap, OneChannelMayBeChosen)
     const auto rows = rowsOf(output_ + "/overall.csv");
     ASSERT_GT(rows.size(), 30U);
     for (std::size_t r = 1; r < rows.size(); ++r) EXPECT_EQ(rows[r][0], "channel 2");
+}
+
+// Lines are 1/15 apart, and a Hanning window leaves 0.849 of a sine in either neighbour: the mean
+// of the nearest line loses a seventh, and the lines together 0.0004.
+TEST_F(OrderMap, OrderBetweenTwoLinesReadsItsAmplitude)
+{
+    const Outcome outcome = run(with(
+        audioArguments(), {"--harmonics", "3.5", "--resolution", "0.0666667", "--no-picture"}));
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
+    const auto rows = rowsOf(output_ + "/harmonics.csv");
+    ASSERT_GT(rows.size(), 40U);
+    for (std::size_t r = 1; r < rows.size(); ++r)
+        EXPECT_NEAR(std::stod(rows[r][3]), rows[r][0] == "channel 1" ? 0.125 : 0.0625, 0.001);
 }
 
 TEST_F(OrderMap, SteadyMachineIsAnalysedInBlocksEdgeToEdge)

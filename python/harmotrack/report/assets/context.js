@@ -50,16 +50,14 @@ export class Context {
     return level - this.channel.referenceLevel;
   }
 
-  shownAmplitude(amplitude) {
-    return this.get("isLinear")
-      ? amplitude
-      : 20 * Math.log10(amplitude) - this.channel.referenceLevel;
+  shownAmplitude(amplitude, referenceLevel = this.channel.referenceLevel) {
+    return this.get("isLinear") ? amplitude : 20 * Math.log10(amplitude) - referenceLevel;
   }
 
   scaleLabel() {
-    const { convention } = this.results;
-    if (this.get("isLinear")) return `${this.channel.unit} ${convention}`.trim();
-    return `${this.shortScaleLabel()}, ${convention}`;
+    const { unit, levelConvention } = this.channel;
+    if (this.get("isLinear")) return `${unit} ${this.results.convention}`.trim();
+    return `${this.shortScaleLabel()}, ${levelConvention}`;
   }
 
   shortScaleLabel() {

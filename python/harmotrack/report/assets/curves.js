@@ -199,8 +199,9 @@ function showPolar(context, polar) {
 function overall(context) {
   const { results } = context;
   const channel = context.get("channel");
+  const { overallReferenceLevel } = context.channel;
   return Array.from(results.speed, (_, row) =>
-    finite(context.shownAmplitude(results.overall(channel, row))),
+    finite(context.shownAmplitude(results.overall(channel, row), overallReferenceLevel)),
   );
 }
 

@@ -19,16 +19,22 @@ function fill(context, table) {
   const head = ["Speed, rpm"];
   for (const cut of cuts) {
     head.push(named(`Order ${number(cut.order, 6)}`, unit));
-    if (cut.hasPhase) head.push(`Phase of ${number(cut.order, 6)}, °`);
+    if (cut.hasPhase) {
+      head.push(`Phase of ${number(cut.order, 6)}, °`, `Coherence of ${number(cut.order, 6)}`);
+    }
   }
   head.push(named("Overall", `${unit} rms`.trim()));
   const rows = [];
   for (let row = 0; row < results.speed.length; row += 1) {
-    if (Number.isNaN(results.overall(channel, row))) continue;
+    if (!context.maps.order.isMeasured(row) && Number.isNaN(results.overall(channel, row)))
+      continue;
     const cells = [results.speed[row]];
     for (const cut of cuts) {
       cells.push(results.amplitude(channel, cut.harmonic, row));
-      if (cut.hasPhase) cells.push(results.phase(channel, cut.harmonic, row));
+      if (cut.hasPhase) {
+        cells.push(results.phase(channel, cut.harmonic, row));
+        cells.push(results.coherence(channel, cut.harmonic, row));
+      }
     }
     cells.push(results.overall(channel, row));
     rows.push(cells);

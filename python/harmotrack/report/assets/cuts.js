@@ -41,22 +41,23 @@ export function cutAmplitudes(context, cut) {
   return values;
 }
 
-/** Phases in degrees, -180 to 180; null where there is none. */
+/** Phases in degrees, -180 to 180; null where there is none, or it is not steady. */
 export function cutPhases(results, channel, cut) {
   const values = [];
   for (let row = 0; row < results.speed.length; row += 1) {
-    const value = cut.hasPhase ? results.phase(channel, cut.harmonic, row) : Number.NaN;
-    values.push(Number.isNaN(value) ? null : value);
+    const isShown = cut.hasPhase && results.isSteady(channel, cut.harmonic, row);
+    values.push(isShown ? results.phase(channel, cut.harmonic, row) : null);
   }
   return values;
 }
 
-/** The path of a cut in the polar plot. */
+/** The path of a cut in the polar plot; a gap where its phase is not steady. */
 export function cutPath(results, channel, cut) {
   const x = [];
   const y = [];
   for (let row = 0; row < results.speed.length; row += 1) {
-    const size = results.amplitude(channel, cut.harmonic, row);
+    const isSteady = results.isSteady(channel, cut.harmonic, row);
+    const size = isSteady ? results.amplitude(channel, cut.harmonic, row) : Number.NaN;
     const angle = (results.phase(channel, cut.harmonic, row) * Math.PI) / 180;
     x.push(size * Math.cos(angle));
     y.push(size * Math.sin(angle));

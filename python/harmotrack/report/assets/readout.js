@@ -89,10 +89,22 @@ function showChips(context) {
       cut.harmonic < 0
         ? 10 ** (levelAt(context, maps.order, context.orderEdges, cut.order) / 20)
         : results[context.get("usesSlices") ? "slice" : "amplitude"](channel, cut.harmonic, row);
-    const phase = cut.hasPhase ? results.phase(channel, cut.harmonic, row) : Number.NaN;
     writeInto(item.querySelector(".amplitude"), amount(amplitude, context.channel.unit), amplitude);
-    writeInto(item.querySelector(".phase"), Number.isNaN(phase) ? "" : degrees(phase), phase);
+    showPhase(item.querySelector(".phase"), results, cut, [channel, cut.harmonic, row]);
   }
+}
+
+/** The phase with its coherence: written out where that is low, else for who rests on it. */
+function showPhase(element, results, cut, place) {
+  const phase = cut.hasPhase ? results.phase(...place) : Number.NaN;
+  const coherence = cut.hasPhase ? results.coherence(...place) : Number.NaN;
+  const isFaint = coherence < results.leastCoherence;
+  const words = Number.isNaN(coherence) ? "" : `coherence ${number(coherence, 2)}`;
+  const text = isFaint ? `${degrees(phase)} (${words})` : degrees(phase);
+  writeInto(element, Number.isNaN(phase) ? "" : text, phase);
+  element.dataset.coherence = String(coherence);
+  element.title = words;
+  element.classList.toggle("faint", isFaint);
 }
 
 // Only moves by keyboard are spoken: those of a pointer would never end.

@@ -10,8 +10,9 @@ export class Results {
     this.orders = decodeArray(arrays.orders);
     this.frequencies = decodeArray(arrays.frequencies);
     this.harmonicOrders = decodeArray(arrays.harmonicOrders);
-    this.real = decodeArray(arrays.harmonicsReal);
-    this.imaginary = decodeArray(arrays.harmonicsImaginary);
+    this.amplitudes = decodeArray(arrays.amplitudes);
+    this.phases = decodeArray(arrays.phases);
+    this.coherences = decodeArray(arrays.coherence);
     this.slices = decodeArray(arrays.slices);
     this.overallLevels = decodeArray(arrays.overall);
     this.profileTime = decodeArray(arrays.profileTime);
@@ -50,14 +51,22 @@ export class Results {
 
   /** Amplitude of an extracted order; NaN where nothing was measured. */
   amplitude(channel, harmonic, row) {
-    const place = this.#place(channel, harmonic, row);
-    return Math.hypot(this.real[place], this.imaginary[place]);
+    return this.amplitudes[this.#place(channel, harmonic, row)];
   }
 
   /** Its phase in degrees, -180 to 180. */
   phase(channel, harmonic, row) {
-    const place = this.#place(channel, harmonic, row);
-    return (Math.atan2(this.imaginary[place], this.real[place]) * 180) / Math.PI;
+    return this.phases[this.#place(channel, harmonic, row)];
+  }
+
+  /** How far the phases of its blocks agreed, 0 to 1. */
+  coherence(channel, harmonic, row) {
+    return this.coherences[this.#place(channel, harmonic, row)];
+  }
+
+  /** Whether its phase says something; not where nothing was measured. */
+  isSteady(channel, harmonic, row) {
+    return this.coherence(channel, harmonic, row) >= this.leastCoherence;
   }
 
   slice(channel, harmonic, row) {
