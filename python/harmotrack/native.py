@@ -4,6 +4,6 @@ from pathlib import Path
 
 from harmotrack import _native
 
-_native.load_library(str(Path(__file__).with_name("libharmotrack64.so")))
+_native.load_library(str(Path(_native.__file__).with_name("libharmotrack64.so")))
 
 __all__ = ["_native"]
