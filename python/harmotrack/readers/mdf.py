@@ -16,15 +16,16 @@ from harmotrack.errors import HarmotrackError
 from harmotrack.readers.assembly import (
     ReadOptions,
     Signal,
-    channels_at_rate,
-    channels_at_times,
+    channels_of_stamps,
     is_numeric,
-    told_apart,
+    recorded,
 )
-from harmotrack.recording import Channel, Recording
+from harmotrack.recording import Recording
 
 if TYPE_CHECKING:
     from numpy.typing import NDArray
+
+    from harmotrack.readers.assembly import Part
 
     Groups = dict[bytes, tuple[NDArray[np.float64], list[Signal]]]
 
@@ -33,17 +34,14 @@ def read(path: Path, options: ReadOptions) -> Recording:
     """Channels with the same time stamps belong together."""
     logging.getLogger("asammdf").setLevel(logging.CRITICAL)
     notes: list[str] = []
-    channels: list[Channel] = []
+    channels: list[Part] = []
     with _opened(path) as file:
         groups = _groups(file)
     for times, signals in groups.values():
-        if options.rate is not None:
-            channels += channels_at_rate(signals, options.rate, float(times[0]), notes)
-        else:
-            channels += channels_at_times(times, signals, notes)
+        channels += channels_of_stamps(times, signals, notes, options)
     if not channels:
         raise HarmotrackError(f"{path} has no channels of numbers.")
-    return Recording(told_apart(channels), path.name, tuple(notes))
+    return recorded(path, channels, notes)
 
 
 def _opened(path: Path) -> Any:
