@@ -16,7 +16,6 @@ MDF 4                    .mf4 .mdf                asammdf     harmotrack[mdf]
 
 from __future__ import annotations
 
-from collections.abc import Callable
 from dataclasses import dataclass, replace
 from importlib import import_module
 from importlib.util import find_spec
@@ -24,6 +23,7 @@ from pathlib import Path
 from stat import S_ISBLK, S_ISCHR, S_ISDIR, S_ISFIFO, S_ISREG, S_ISSOCK
 
 from harmotrack.errors import HarmotrackError, missing_package
+from harmotrack.readers.apart import call
 from harmotrack.readers.assembly import ReadOptions
 from harmotrack.recording import Recording
 from harmotrack.settings import check_choice
@@ -38,6 +38,7 @@ class _Kind:
     module: str
     package: str
     extra: str
+    apart: bool = False  #: in a process of its own, as the library may crash or hang
 
 
 _KINDS = (
@@ -45,10 +46,10 @@ _KINDS = (
     _Kind("flac", "Sound files", (".flac",), b"fLaC", "audio", "soundfile", "all"),
     _Kind("w64", "Sound files", (".w64",), b"riff\x2e\x91\xcf\x11", "audio", "soundfile", "all"),
     _Kind("aiff", "Sound files", (".aif", ".aiff", ".aifc"), b"FORM", "audio", "soundfile", "all"),
-    _Kind("hdf5", "HDF5 files", (".h5", ".hdf5", ".hdf"), b"\x89HDF", "hdf5", "h5py", "all"),
-    _Kind("mat", "MATLAB files", (".mat",), b"MATLAB", "mat", "scipy", "mat"),
+    _Kind("hdf5", "HDF5 files", (".h5", ".hdf5", ".hdf"), b"\x89HDF", "hdf5", "h5py", "all", True),
+    _Kind("mat", "MATLAB files", (".mat",), b"MATLAB", "mat", "scipy", "mat", True),
     _Kind("tdms", "TDMS files", (".tdms",), b"TDSm", "tdms", "nptdms", "tdms"),
-    _Kind("mdf", "MDF files", (".mf4", ".mdf"), b"MDF ", "mdf", "asammdf", "mdf"),
+    _Kind("mdf", "MDF files", (".mf4", ".mdf"), b"MDF ", "mdf", "asammdf", "mdf", True),
     _Kind("parquet", "Parquet files", (".parquet", ".pq"), b"PAR1", "table", "pyarrow", "parquet"),
     _Kind("uff", "UFF files", (".uff", ".unv"), b"    -1", "uff", "pyuff", "uff"),
     _Kind("csv", "Tables", (".csv", ".txt", ".tsv"), b"", "table", "pandas", "all"),
@@ -113,11 +114,8 @@ def read(
     options = replace(options, format=kind.format)
     if find_spec(kind.package) is None:
         raise missing_package(kind.title, kind.package, kind.extra)
-    reader: Callable[[Path, ReadOptions], Recording] = import_module(
-        f"harmotrack.readers.{kind.module}"
-    ).read
     try:
-        recording = reader(path, options)
+        recording = _read(path, options, kind)
     except HarmotrackError:
         raise
     except MemoryError as error:
@@ -128,6 +126,15 @@ def read(
             f"{str(error).strip().rstrip('.') or type(error).__name__}."
         ) from error
     return _with_units(recording, options)
+
+
+def _read(path: Path, options: ReadOptions, kind: _Kind) -> Recording:
+    module = f"harmotrack.readers.{kind.module}"
+    if kind.apart:
+        recording: Recording = call(f"{module}:read", path, options)
+    else:
+        recording = import_module(module).read(path, options)
+    return recording
 
 
 def kind_of(path: Path, told: str | None = None) -> _Kind:

@@ -2,10 +2,7 @@
 
 from __future__ import annotations
 
-import gc
 import logging
-import sys
-import traceback
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
@@ -35,40 +32,13 @@ def read(path: Path, options: ReadOptions) -> Recording:
     logging.getLogger("asammdf").setLevel(logging.CRITICAL)
     notes: list[str] = []
     channels: list[Part] = []
-    with _opened(path) as file:
+    with MDF(path) as file:
         groups = _groups(file)
     for times, signals in groups.values():
         channels += channels_of_stamps(times, signals, notes, options)
     if not channels:
         raise HarmotrackError(f"{path} has no channels of numbers.")
     return recorded(path, channels, notes)
-
-
-def _opened(path: Path) -> Any:
-    try:
-        return MDF(path)
-    except Exception as error:
-        reason = str(error).strip().rstrip(".") or type(error).__name__
-        _dropped_quietly(error)
-    raise HarmotrackError(
-        f"{path} can't be read as an MDF file, it may be cut or damaged: {reason}."
-    )
-
-
-def _dropped_quietly(error: Exception) -> None:
-    """What was half opened goes with the traceback, and would complain on standard error."""
-    hook = sys.unraisablehook
-    sys.unraisablehook = lambda _: None
-    try:
-        one: BaseException | None = error
-        while one is not None:
-            traceback.clear_frames(one.__traceback__)
-            one.__traceback__ = None
-            one = one.__cause__ or one.__context__
-        error.__cause__ = error.__context__ = None
-        gc.collect()
-    finally:
-        sys.unraisablehook = hook
 
 
 def _groups(file: Any) -> Groups:
