@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import re
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from typing import TYPE_CHECKING
 
 import numpy as np
@@ -119,10 +119,12 @@ def _says_speed(channel: Channel) -> bool:
 def find_speed(
     recording: Recording, pulses_per_revolution: float = 1.0, progress: Progress | None = None
 ) -> Speed:
-    """The speed from the likeliest tacho, or else from a speed channel.
+    """The speed from pulses whose moments the file tells, from the likeliest tacho, from a speed
+    channel, or the constant one that the file tells.
 
     A channel is likely a tacho if it stands at one of two levels most of the time and its pulses
-    come steadily; of several the one that is named like one wins.
+    come steadily; of several the one that is named like one wins. A constant speed comes before a
+    tacho that nothing but its shape speaks for.
 
     Parameters
     ----------
@@ -137,8 +139,13 @@ def find_speed(
         Nothing in the recording says the speed, or several speed channels do.
     """
     tell = progress or (lambda share: None)
+    trains = [train for train in recording.pulses if train.seconds.size >= _LEAST_PULSES]
+    if trains:
+        train = min(trains, key=lambda one: not _TACHO_NAME.search(one.name))
+        speed = Speed.from_pulses(train.seconds, pulses_per_revolution)
+        return replace(speed, source=f"{speed.source} of {train.name!r}")
     tachos = likely_tachos(recording, lambda share: tell(0.7 * share))
-    if tachos:
+    if tachos and (tachos[0].named or recording.constant_rpm is None):
         return Speed.from_tacho(
             recording[tachos[0].channel],
             pulses_per_revolution=pulses_per_revolution,
@@ -151,7 +158,17 @@ def find_speed(
         raise HarmotrackError(
             f"Several channels may hold the speed ({', '.join(map(repr, channels))}): name one."
         )
+    if recording.constant_rpm is not None:
+        return _constant(recording, recording.constant_rpm)
     raise HarmotrackError(
         f"No channel of {recording.name or 'the recording'} looks like a tacho or a speed: name "
         "one, give a speed profile, or track the speed."
     )
+
+
+def _constant(recording: Recording, rpm: float) -> Speed:
+    """From the first sample of all channels to the last."""
+    start = min(channel.start for channel in recording)
+    end = max(channel.start + channel.duration for channel in recording)
+    speed = Speed.from_profile([start, end], [rpm, rpm])
+    return replace(speed, source=f"constant {rpm:g} rpm, as {recording.name or 'the file'} says")

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from dataclasses import replace
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
@@ -14,15 +15,17 @@ from harmotrack.readers.assembly import (
     Signal,
     channels_at_rate,
     is_numeric,
+    recorded,
     table_channels,
-    told_apart,
 )
-from harmotrack.recording import Channel, Recording
+from harmotrack.recording import Recording
 
 if TYPE_CHECKING:
     from collections.abc import Mapping
 
     from numpy.typing import NDArray
+
+    from harmotrack.readers.assembly import Part
 
 UNIT_NAMES = ("unit", "units", "Unit", "unit_string")
 RATE_NAMES = ("rate", "fs", "Fs", "sample_rate", "SampleRate", "samplerate", "sampling_rate")
@@ -34,7 +37,7 @@ NAME_LISTS = ("channels", "names", "labels", "channel_names")
 def read(path: Path, options: ReadOptions) -> Recording:
     """Every group with data sets of numbers is taken as channels that belong together."""
     notes: list[str] = []
-    channels: list[Channel] = []
+    channels: list[Part] = []
     with h5py.File(path, "r") as file:
         for group in _groups(file):
             prefix = group.name.strip("/")
@@ -43,7 +46,7 @@ def read(path: Path, options: ReadOptions) -> Recording:
             ]
     if not channels:
         raise HarmotrackError(f"{path} has no data sets of numbers that could be channels.")
-    return Recording(told_apart(channels), path.name, tuple(notes))
+    return recorded(path, channels, notes)
 
 
 def _groups(file: h5py.File) -> list[h5py.Group]:
@@ -52,15 +55,13 @@ def _groups(file: h5py.File) -> list[h5py.Group]:
     return groups
 
 
-def _named(channel: Channel, prefix: str) -> Channel:
-    from dataclasses import replace
-
+def _named(channel: Part, prefix: str) -> Part:
     return replace(channel, name=f"{prefix}/{channel.name}") if prefix else channel
 
 
-def _group_channels(group: h5py.Group, options: ReadOptions, notes: list[str]) -> list[Channel]:
+def _group_channels(group: h5py.Group, options: ReadOptions, notes: list[str]) -> list[Part]:
     signals: list[Signal] = []
-    own: list[Channel] = []
+    own: list[Part] = []
     inherited = {**dict(group.file.attrs), **dict(group.attrs)}
     for name, item in group.items():
         if not isinstance(item, h5py.Dataset) or item.ndim == 0 or not is_numeric(item):
@@ -82,7 +83,7 @@ def _group_channels(group: h5py.Group, options: ReadOptions, notes: list[str]) -
 
 def same_length_channels(
     signals: list[Signal], options: ReadOptions, notes: list[str], rate: float | None
-) -> list[Channel]:
+) -> list[Part]:
     """Signals as long as the time stamps, or all that are as long as the longest."""
     longest = max(signal.values.size for signal in signals)
     taken = [signal for signal in signals if signal.values.size == longest]

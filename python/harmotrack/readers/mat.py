@@ -10,7 +10,7 @@ import numpy as np
 import scipy.io
 
 from harmotrack.errors import HarmotrackError
-from harmotrack.readers.assembly import ReadOptions, Signal, is_numeric, told_apart
+from harmotrack.readers.assembly import ReadOptions, Signal, is_numeric, recorded
 from harmotrack.readers.hdf5 import RATE_NAMES, STEP_NAMES, same_length_channels, split_columns
 from harmotrack.recording import Recording
 
@@ -42,7 +42,7 @@ def read(path: Path, options: ReadOptions) -> Recording:
             signal.name = signal.name.rsplit(".", 1)[-1]
     notes: list[str] = []
     channels = same_length_channels(signals, options, notes, rate)
-    return Recording(told_apart(channels), path.name, tuple(notes))
+    return recorded(path, channels, notes)
 
 
 def _of_version_5(path: Path) -> Iterator[tuple[str, NDArray[Any]]]:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 from pathlib import Path
+from typing import TYPE_CHECKING
 
 import numpy as np
 from nptdms import TdmsFile
@@ -14,17 +15,20 @@ from harmotrack.readers.assembly import (
     channels_at_rate,
     is_numeric,
     rate_of_step,
-    told_apart,
+    recorded,
 )
 from harmotrack.readers.hdf5 import same_length_channels
-from harmotrack.recording import Channel, Recording
+from harmotrack.recording import Recording
+
+if TYPE_CHECKING:
+    from harmotrack.readers.assembly import Part
 
 
 def read(path: Path, options: ReadOptions) -> Recording:
     """Channels with a waveform's step have their own rate; those of a group without one share a
     channel of time stamps."""
     notes: list[str] = []
-    channels: list[Channel] = []
+    channels: list[Part] = []
     file = TdmsFile.read(path)
     if file.file_status.incomplete_final_segment:
         notes.append(f"{path.name} is cut short: its last part is incomplete.")
@@ -47,4 +51,4 @@ def read(path: Path, options: ReadOptions) -> Recording:
             channels += same_length_channels(together, options, notes, None)
     if not channels:
         raise HarmotrackError(f"{path} has no channels with samples.")
-    return Recording(told_apart(channels), path.name, tuple(notes))
+    return recorded(path, channels, notes)
