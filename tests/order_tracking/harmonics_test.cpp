@@ -729,7 +729,7 @@ float squaredByPowerAlone()
 TEST(OverallLevel, SquaresByThePowerOfTheCLibrary)
 {
     const float constant = squaredByPowerAlone();
-    Level<0> rig;
+    Level rig;
     rig.analysis.windowType = HARMOTRACK_WINDOW_RECTANGLE;
     const ResultStorage& results =
         rig.take([constant](double) { return static_cast<double>(constant); });
