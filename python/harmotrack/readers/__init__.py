@@ -48,10 +48,19 @@ _KINDS = (
     _Kind("aiff", "Sound files", (".aif", ".aiff", ".aifc"), b"FORM", "audio", "soundfile", "all"),
     _Kind("hdf5", "HDF5 files", (".h5", ".hdf5", ".hdf"), b"\x89HDF", "hdf5", "h5py", "all", True),
     _Kind("mat", "MATLAB files", (".mat",), b"MATLAB", "mat", "scipy", "mat", True),
-    _Kind("tdms", "TDMS files", (".tdms",), b"TDSm", "tdms", "nptdms", "tdms"),
+    _Kind("tdms", "TDMS files", (".tdms",), b"TDSm", "tdms", "nptdms", "tdms", True),
     _Kind("mdf", "MDF files", (".mf4", ".mdf"), b"MDF ", "mdf", "asammdf", "mdf", True),
-    _Kind("parquet", "Parquet files", (".parquet", ".pq"), b"PAR1", "table", "pyarrow", "parquet"),
-    _Kind("uff", "UFF files", (".uff", ".unv"), b"    -1", "uff", "pyuff", "uff"),
+    _Kind(
+        "parquet",
+        "Parquet files",
+        (".parquet", ".pq"),
+        b"PAR1",
+        "table",
+        "pyarrow",
+        "parquet",
+        True,
+    ),
+    _Kind("uff", "UFF files", (".uff", ".unv"), b"    -1", "uff", "pyuff", "uff", True),
     _Kind("csv", "Tables", (".csv", ".txt", ".tsv"), b"", "table", "pandas", "all"),
 )
 
