@@ -125,14 +125,16 @@ def read(
         raise missing_package(kind.title, kind.package, kind.extra)
     try:
         recording = _read(path, options, kind)
-    except HarmotrackError:
-        raise
+    except HarmotrackError as error:
+        if path.name in str(error):
+            raise
+        raise type(error)(f"{path}: {error}") from error
     except MemoryError as error:
         raise HarmotrackError(f"{path} is larger than the memory.") from error
     except Exception as error:
         raise HarmotrackError(
             f"{path} can't be read as {_article(kind.title)}, it may be cut or damaged: "
-            f"{str(error).strip().rstrip('.') or type(error).__name__}."
+            f"{' '.join(str(error).split()).rstrip('.') or type(error).__name__}."
         ) from error
     return _with_units(recording, options)
 
