@@ -368,10 +368,12 @@ class Recording:
     def to_dataset(self) -> Any:
         """As an xarray data set: one variable a channel, shape (n), over the time in seconds.
 
-        Raises HarmotrackError if the channels are not sampled together.
+        Raises HarmotrackError if there are no channels, or they are not sampled together.
         """
         import xarray as xr
 
+        if not self.channels:
+            raise HarmotrackError(f"The recording {self.name} has no channels.")
         if not all(channel.sampled_with(self.channels[0]) for channel in self.channels):
             raise HarmotrackError("The channels have different rates, so they share no time axis.")
         return xr.Dataset(

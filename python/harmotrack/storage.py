@@ -13,6 +13,7 @@ import xarray as xr
 from harmotrack.errors import HarmotrackError, missing_package
 from harmotrack.files import OutputFolder, pending
 from harmotrack.order_analysis import OrderAnalysis
+from harmotrack.readers import check_is_file
 from harmotrack.readers.apart import call
 from harmotrack.stored_results import check
 from harmotrack.two_passes import TwoPasses
@@ -44,8 +45,8 @@ def load(path: str | Path) -> OrderAnalysis | TwoPasses:
     """
     path = Path(path)
     kind = _kind(path)
-    if not path.exists():
-        raise HarmotrackError(f"There is no file {path}.")
+    if not path.is_dir() or kind == "netcdf":
+        check_is_file(path)
     try:
         dataset, *passes = call("harmotrack.storage:read_groups", path, kind)
     except HarmotrackError:

@@ -237,11 +237,11 @@ def test_what_is_no_file_meets_a_sentence_before_it_is_opened(tmp_path: Path) ->
     os.mkfifo(tmp_path / "pipe.wav")
     with socket.socket(socket.AF_UNIX) as listening:
         listening.bind(str(tmp_path / "s.wav"))
-        with pytest.raises(HarmotrackError, match=r"s\.wav is a socket, and a recording is a file"):
+        with pytest.raises(HarmotrackError, match=r"s\.wav is a socket, and it must be a file"):
             read(tmp_path / "s.wav")
-    with pytest.raises(HarmotrackError, match=r"pipe\.wav is a pipe, and a recording is a file"):
+    with pytest.raises(HarmotrackError, match=r"pipe\.wav is a pipe, and it must be a file"):
         read(tmp_path / "pipe.wav")
-    with pytest.raises(HarmotrackError, match="zero is a device, and a recording is a file"):
+    with pytest.raises(HarmotrackError, match="zero is a device, and it must be a file"):
         read("/dev/zero")
     (tmp_path / "circle.wav").symlink_to("circle.wav")
     with pytest.raises(HarmotrackError, match=r"circle\.wav can't be opened"):

@@ -1,3 +1,4 @@
+import os
 from collections.abc import Callable
 from pathlib import Path
 
@@ -52,6 +53,9 @@ def test_other_names_other_files_and_missing_ones_meet_a_sentence(tmp_path: Path
         made.analysis().save(tmp_path / "none" / "run.nc")
     with pytest.raises(HarmotrackError, match="There is no file"):
         load(tmp_path / "run.nc")
+    os.mkfifo(tmp_path / "pipe.nc")
+    with pytest.raises(HarmotrackError, match=r"pipe\.nc is a pipe, and it must be a file"):
+        load(tmp_path / "pipe.nc")
     (tmp_path / "cut.nc").write_bytes(b"\x89HDF\r\n\x1a\n")
     with pytest.raises(HarmotrackError, match="can't be read as the results of an analysis"):
         load(tmp_path / "cut.nc")

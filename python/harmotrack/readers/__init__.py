@@ -196,7 +196,7 @@ def check_is_file(path: Path) -> None:
         raise HarmotrackError(f"There is no file {str(path)!r}.") from error
     if not S_ISREG(mode):
         what = next((words for is_one, words in _NO_FILES if is_one(mode)), "no file")
-        raise HarmotrackError(f"{path} is {what}, and a recording is a file.")
+        raise HarmotrackError(f"{path} is {what}, and it must be a file.")
 
 
 _NO_FILES = (
