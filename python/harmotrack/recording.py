@@ -90,6 +90,10 @@ class Channel:
         firsts = np.linspace(0, self.size - length, max(most // length, 1)).astype(int)
         return np.concatenate([self._part(int(first), length) for first in firsts])
 
+    def with_name(self, name: str) -> Channel:
+        """The same samples under another name."""
+        return replace(self, name=name)
+
     def with_unit(self, unit: str) -> Channel:
         """The same samples, in a unit that was not known or not right."""
         return replace(self, unit=unit)
@@ -166,6 +170,9 @@ class StoredChannel(Channel):
         """Its samples of a block of the store, in its unit."""
         return block[:, self._number] * self._factor
 
+    def with_name(self, name: str) -> Channel:
+        return self._changed(name=name)
+
     def with_unit(self, unit: str) -> Channel:
         return self._changed(unit=unit)
 
@@ -212,6 +219,10 @@ class PulseTrain:
 
     name: str
     seconds: NDArray[np.float64]
+
+    def with_name(self, name: str) -> PulseTrain:
+        """The same pulses under another name."""
+        return replace(self, name=name)
 
     def __repr__(self) -> str:
         return f"PulseTrain({self.name!r}, {self.seconds.size} pulses)"
@@ -357,10 +368,12 @@ class Recording:
     def to_dataset(self) -> Any:
         """As an xarray data set: one variable a channel, shape (n), over the time in seconds.
 
-        Raises HarmotrackError if the channels are not sampled together.
+        Raises HarmotrackError if there are no channels, or they are not sampled together.
         """
         import xarray as xr
 
+        if not self.channels:
+            raise HarmotrackError(f"The recording {self.name} has no channels.")
         if not all(channel.sampled_with(self.channels[0]) for channel in self.channels):
             raise HarmotrackError("The channels have different rates, so they share no time axis.")
         return xr.Dataset(

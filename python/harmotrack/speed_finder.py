@@ -158,7 +158,7 @@ def find_speed(
         raise HarmotrackError(
             f"Several channels may hold the speed ({', '.join(map(repr, channels))}): name one."
         )
-    if recording.constant_rpm is not None:
+    if recording.constant_rpm is not None and recording.channels:
         return _constant(recording, recording.constant_rpm)
     raise HarmotrackError(
         f"No channel of {recording.name or 'the recording'} looks like a tacho or a speed: name "

@@ -9,6 +9,7 @@ import pytest
 from harmotrack import HarmotrackError, Recording, read
 from harmotrack.readers.speed_table import read_pulses, read_speed
 from harmotrack.speed_finder import find_speed
+from harmotrack.writers import write
 
 
 def table(
@@ -82,6 +83,10 @@ def test_two_levels_at_uneven_times_are_the_edges_of_a_tacho(tmp_path: Path) -> 
     speed = find_speed(recording)
     assert speed.rpm_at(2.0)[0] == pytest.approx(600.0, rel=0.04)
     assert speed.source == "39 pulses of 'tacho'"
+    with pytest.raises(HarmotrackError, match="has no channels to be written"):
+        write(recording, tmp_path / "tacho.wav")
+    with pytest.raises(HarmotrackError, match="has no channels"):
+        recording.to_dataset()
 
 
 def test_signals_beside_the_edges_become_channels(tmp_path: Path) -> None:

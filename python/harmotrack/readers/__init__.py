@@ -48,10 +48,19 @@ _KINDS = (
     _Kind("aiff", "Sound files", (".aif", ".aiff", ".aifc"), b"FORM", "audio", "soundfile", "all"),
     _Kind("hdf5", "HDF5 files", (".h5", ".hdf5", ".hdf"), b"\x89HDF", "hdf5", "h5py", "all", True),
     _Kind("mat", "MATLAB files", (".mat",), b"MATLAB", "mat", "scipy", "mat", True),
-    _Kind("tdms", "TDMS files", (".tdms",), b"TDSm", "tdms", "nptdms", "tdms"),
+    _Kind("tdms", "TDMS files", (".tdms",), b"TDSm", "tdms", "nptdms", "tdms", True),
     _Kind("mdf", "MDF files", (".mf4", ".mdf"), b"MDF ", "mdf", "asammdf", "mdf", True),
-    _Kind("parquet", "Parquet files", (".parquet", ".pq"), b"PAR1", "table", "pyarrow", "parquet"),
-    _Kind("uff", "UFF files", (".uff", ".unv"), b"    -1", "uff", "pyuff", "uff"),
+    _Kind(
+        "parquet",
+        "Parquet files",
+        (".parquet", ".pq"),
+        b"PAR1",
+        "table",
+        "pyarrow",
+        "parquet",
+        True,
+    ),
+    _Kind("uff", "UFF files", (".uff", ".unv"), b"    -1", "uff", "pyuff", "uff", True),
     _Kind("csv", "Tables", (".csv", ".txt", ".tsv"), b"", "table", "pandas", "all"),
 )
 
@@ -116,14 +125,16 @@ def read(
         raise missing_package(kind.title, kind.package, kind.extra)
     try:
         recording = _read(path, options, kind)
-    except HarmotrackError:
-        raise
+    except HarmotrackError as error:
+        if path.name in str(error):
+            raise
+        raise type(error)(f"{path}: {error}") from error
     except MemoryError as error:
         raise HarmotrackError(f"{path} is larger than the memory.") from error
     except Exception as error:
         raise HarmotrackError(
             f"{path} can't be read as {_article(kind.title)}, it may be cut or damaged: "
-            f"{str(error).strip().rstrip('.') or type(error).__name__}."
+            f"{' '.join(str(error).split()).rstrip('.') or type(error).__name__}."
         ) from error
     return _with_units(recording, options)
 
@@ -185,7 +196,7 @@ def check_is_file(path: Path) -> None:
         raise HarmotrackError(f"There is no file {str(path)!r}.") from error
     if not S_ISREG(mode):
         what = next((words for is_one, words in _NO_FILES if is_one(mode)), "no file")
-        raise HarmotrackError(f"{path} is {what}, and a recording is a file.")
+        raise HarmotrackError(f"{path} is {what}, and it must be a file.")
 
 
 _NO_FILES = (

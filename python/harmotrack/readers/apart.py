@@ -51,9 +51,10 @@ class Limits:
 
     @classmethod
     def of(cls, path: Path) -> Limits:
-        """Generous for a good file of that size: compressed ones grow by ten, or a hundred where
-        they are small; the slowest library reads some MB in a second."""
-        size = path.stat().st_size
+        """Generous for a good file, or folder of files, of that size: compressed ones grow by ten,
+        or a hundred where they are small; the slowest library reads some MB in a second."""
+        files = [path] if path.is_file() else [one for one in path.rglob("*") if one.is_file()]
+        size = sum(file.stat().st_size for file in files)
         return cls((1 << 30) + 64 * size, 10 + size // 1_000_000)
 
 

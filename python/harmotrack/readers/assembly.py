@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import re
 from collections.abc import Mapping
-from dataclasses import dataclass, field, replace
+from dataclasses import dataclass, field
 from itertools import count
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
@@ -98,6 +98,21 @@ def cleaned_unit(unit: str) -> str:
     if unit.upper() in ("NONE", "-", "1"):
         return ""
     return unit.replace("s\ufffd", "s²").replace("m/s^2", "m/s²").replace("m/s2", "m/s²")
+
+
+#: Bytes that one byte of a file may become: what deflate makes of zeros at best.
+MOST_DEFLATED = 1032
+
+
+def check_declared(path: Path, declared: int, most_of_a_byte: int = 1) -> None:
+    """Before so many bytes of samples are asked for: a HarmotrackError if the file, of whose bytes
+    each may hold some by compression, can't have them."""
+    size = path.stat().st_size
+    if declared > most_of_a_byte * size:
+        raise HarmotrackError(
+            f"{path} declares {declared:.3g} bytes of samples, and has {size} bytes in all: it may "
+            "be cut or damaged."
+        )
 
 
 def is_numeric(values: NDArray[Any]) -> bool:
@@ -268,7 +283,7 @@ def recorded(
             text for k in count(1) if (text := name if k == 1 else f"{name} #{k}") not in used
         )
         used.add(free)
-        apart.append(replace(part, name=free))
+        apart.append(part.with_name(free))
     return Recording(
         tuple(part for part in apart if isinstance(part, Channel)),
         path.name,

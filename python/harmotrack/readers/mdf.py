@@ -11,9 +11,11 @@ from asammdf import MDF
 
 from harmotrack.errors import HarmotrackError
 from harmotrack.readers.assembly import (
+    MOST_DEFLATED,
     ReadOptions,
     Signal,
     channels_of_stamps,
+    check_declared,
     is_numeric,
     recorded,
 )
@@ -33,12 +35,19 @@ def read(path: Path, options: ReadOptions) -> Recording:
     notes: list[str] = []
     channels: list[Part] = []
     with MDF(path) as file:
+        _check_size(path, file)
         groups = _groups(file)
     for times, signals in groups.values():
         channels += channels_of_stamps(times, signals, notes, options)
     if not channels:
         raise HarmotrackError(f"{path} has no channels of numbers.")
     return recorded(path, channels, notes)
+
+
+def _check_size(path: Path, file: Any) -> None:
+    heads = [group.channel_group for group in file.groups]
+    records = sum(int(head.cycles_nr) * int(head.samples_byte_nr) for head in heads)
+    check_declared(path, records, MOST_DEFLATED)
 
 
 def _groups(file: Any) -> Groups:
