@@ -57,6 +57,10 @@ _MEMBERS = {
     "order_blocks": _Member(("speed",), "iu", _COUNTS),
     "frequency_blocks": _Member(("speed",), "iu", _COUNTS),
     "speed_profile": _Member(("time",), "f", _FINITE),
+    "order_amplitudes": _Member(
+        ("channel", "harmonic", "speed"), "f", _AMPLITUDES, needed=False
+    ),
+    "coherence": _Member(("channel", "harmonic", "speed"), "f", _AMPLITUDES, needed=False),
     "directional": _Member(("speed", "directional_order"), "f", _AMPLITUDES, needed=False),
     "angle_signal": _Member(("channel", "angle"), "f", _FINITE, needed=False),
     "order_spectrogram": _Member(
