@@ -9,7 +9,7 @@ from typing import TYPE_CHECKING
 import numpy as np
 
 from harmotrack.errors import HarmotrackError
-from harmotrack.recording import Channel, Recording, blocks_of
+from harmotrack.recording import Channel, PulseTrain, Recording, blocks_of
 from harmotrack.speed import Speed, pulse_times, rpm_of
 
 if TYPE_CHECKING:
@@ -26,6 +26,7 @@ _SPEED_NAME = re.compile(r"speed|rpm|drehzahl|\bn\b", re.IGNORECASE)
 _LEAST_SHARE_AT_LEVELS = 0.62
 _NEAR_LEVEL = 0.15
 _LEAST_PULSES = 8
+_LEAST_STEADINESS = 0.95
 _MOST_LOOKED_AT = 1 << 20  #: samples of a channel, to see its levels
 
 
@@ -45,7 +46,7 @@ class TachoGuess:
 
     @property
     def likely(self) -> bool:
-        return self.share >= _LEAST_SHARE_AT_LEVELS and self.steadiness >= 0.95
+        return self.share >= _LEAST_SHARE_AT_LEVELS and self.steadiness >= _LEAST_STEADINESS
 
     @property
     def rank(self) -> tuple[bool, float]:
@@ -64,10 +65,23 @@ def guess_tacho(channel: Channel) -> TachoGuess | None:
         return None
     if seconds.size < _LEAST_PULSES:
         return None
+    return TachoGuess(channel.name, int(seconds.size), share, _steadiness(seconds), named)
+
+
+def _steadiness(seconds: NDArray[np.float64]) -> float:
+    """The share of pulses that TachoGuess tells."""
     steps = np.diff(seconds)
     ratios = steps[1:] / steps[:-1]
-    steadiness = float(np.mean((ratios > 0.7) & (ratios < 1.4)))
-    return TachoGuess(channel.name, int(seconds.size), share, steadiness, named)
+    return float(np.mean((ratios > 0.7) & (ratios < 1.4)))
+
+
+def likely_pulses(recording: Recording) -> PulseTrain | None:
+    """Of the pulses whose moments the file tells those that are named like a tacho, or else those
+    that come steadily; a switch that someone moves does neither."""
+    trains = [train for train in recording.pulses if train.seconds.size >= _LEAST_PULSES]
+    named = [train for train in trains if _TACHO_NAME.search(train.name)]
+    steady = [train for train in trains if _steadiness(train.seconds) >= _LEAST_STEADINESS]
+    return next(iter([*named, *steady]), None)
 
 
 def _share_at_levels(samples: NDArray[np.float64]) -> float:
@@ -139,9 +153,8 @@ def find_speed(
         Nothing in the recording says the speed, or several speed channels do.
     """
     tell = progress or (lambda share: None)
-    trains = [train for train in recording.pulses if train.seconds.size >= _LEAST_PULSES]
-    if trains:
-        train = min(trains, key=lambda one: not _TACHO_NAME.search(one.name))
+    train = likely_pulses(recording)
+    if train is not None:
         speed = Speed.from_pulses(train.seconds, pulses_per_revolution)
         return replace(speed, source=f"{speed.source} of {train.name!r}")
     tachos = likely_tachos(recording, lambda share: tell(0.7 * share))

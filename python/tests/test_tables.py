@@ -89,6 +89,18 @@ def test_two_levels_at_uneven_times_are_the_edges_of_a_tacho(tmp_path: Path) -> 
         recording.to_dataset()
 
 
+# As a door or a brake that someone moves now and then.
+def test_a_switch_is_no_tacho(tmp_path: Path) -> None:
+    times = np.cumsum(np.random.default_rng(5).exponential(1.0, 60)) + 0.001 * np.arange(60)
+    text = "time,door\n" + lines(times, np.tile([0.0, 1.0], 30), stamp="%.6f")
+
+    recording = table(tmp_path, text)
+
+    assert recording.pulses[0].seconds.size == 30
+    with pytest.raises(HarmotrackError, match="looks like a tacho or a speed"):
+        find_speed(recording)
+
+
 def test_signals_beside_the_edges_become_channels(tmp_path: Path) -> None:
     times, levels = edges()
 
