@@ -39,5 +39,9 @@ def arrays(_: Path, factor: float) -> list[np.ndarray]:
     return [factor * np.arange(5.0), np.empty(0), np.arange(12).reshape(3, 4)[:, ::2]]
 
 
+def large(_: Path) -> np.ndarray:
+    return np.arange(3_000_000.0)  # 24 MB
+
+
 def folder(_: Path) -> str:
     return os.getcwd()

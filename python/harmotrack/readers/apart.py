@@ -30,6 +30,7 @@ from harmotrack.errors import HarmotrackError
 _IDLE_SECONDS = 60.0  #: without work, after which a server ends
 _LARGEST_MESSAGE = 1 << 16  #: bytes
 _ALIGNMENT = 64
+_LEAST_MAPPED = 1 << 24  #: bytes
 _START = (
     "import sys; sys.path[:] = sys.argv[2:]; from harmotrack.readers.apart import serve; "
     "serve(int(sys.argv[1]))"
@@ -188,8 +189,14 @@ def _close() -> None:
 
 
 def _loaded(result: int) -> tuple[bool, Any]:
-    """Arrays stay where they are: in the mapped memory."""
-    memory = memoryview(mmap(result, 0, access=ACCESS_COPY))
+    """Large arrays stay where they are, in the mapped memory; each mapping keeps a file open, of
+    which a process may have a thousand."""
+    size = os.fstat(result).st_size
+    if size < _LEAST_MAPPED:
+        memory = memoryview(bytearray(size))
+        os.preadv(result, [memory], 0)
+    else:
+        memory = memoryview(mmap(result, size, access=ACCESS_COPY))
     length = int.from_bytes(memory[-8:], "little")
     places, payload = pickle.loads(memory[-8 - length : -8])
     good, value = pickle.loads(
