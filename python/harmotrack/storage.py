@@ -81,7 +81,8 @@ def _completed(stored: xr.Dataset) -> xr.Dataset:
     """Checked; earlier versions stored neither the amplitudes of orders nor their coherence."""
     dataset = _join_complex(stored)
     check(dataset)
-    return dataset if "coherence" in dataset else with_amplitudes(dataset)
+    both = {"coherence", "order_amplitudes"} <= set(dataset)
+    return dataset if both else with_amplitudes(dataset)
 
 
 def read_groups(path: Path, kind: str) -> list[xr.Dataset]:

@@ -8,15 +8,19 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 
 from harmotrack.errors import HarmotrackError
-from harmotrack.settings import AMPLITUDES, PHASE_REFERENCES
+from harmotrack.settings import AMPLITUDES, PHASE_REFERENCES, WINDOWS
 
 if TYPE_CHECKING:
-    from collections.abc import Callable
+    from collections.abc import Callable, Sequence
 
     import xarray as xr
     from numpy.typing import NDArray
 
     Rule = tuple[str, Callable[[Any], bool]]
+
+
+def _one_of(choices: Sequence[str]) -> Rule:
+    return f"one of {', '.join(choices)}", lambda value: value in choices
 
 
 def _no_infinity(values: NDArray[Any]) -> bool:
@@ -32,6 +36,10 @@ _NO_INFINITY: Rule = ("no infinite ones", _no_infinity)
 _AMPLITUDES: Rule = (
     "amplitudes of 0 or more",
     lambda values: _no_infinity(values) and not (values < 0.0).any(),
+)
+_SHARES: Rule = (
+    "shares of 0 to 1",
+    lambda values: not ((values < 0.0) | (values > 1.0)).any(),
 )
 _COUNTS: Rule = (
     "counts of 0 or more",
@@ -53,14 +61,12 @@ _MEMBERS = {
     "frequency_map": _Member(("channel", "speed", "frequency"), "f", _AMPLITUDES),
     "harmonics": _Member(("channel", "harmonic", "speed"), "c", _NO_INFINITY),
     "order_slices": _Member(("channel", "harmonic", "speed"), "f", _AMPLITUDES),
+    "order_amplitudes": _Member(("channel", "harmonic", "speed"), "f", _AMPLITUDES, needed=False),
+    "coherence": _Member(("channel", "harmonic", "speed"), "f", _SHARES, needed=False),
     "overall": _Member(("channel", "speed"), "f", _AMPLITUDES),
     "order_blocks": _Member(("speed",), "iu", _COUNTS),
     "frequency_blocks": _Member(("speed",), "iu", _COUNTS),
     "speed_profile": _Member(("time",), "f", _FINITE),
-    "order_amplitudes": _Member(
-        ("channel", "harmonic", "speed"), "f", _AMPLITUDES, needed=False
-    ),
-    "coherence": _Member(("channel", "harmonic", "speed"), "f", _AMPLITUDES, needed=False),
     "directional": _Member(("speed", "directional_order"), "f", _AMPLITUDES, needed=False),
     "angle_signal": _Member(("channel", "angle"), "f", _FINITE, needed=False),
     "order_spectrogram": _Member(
@@ -82,7 +88,7 @@ _COORDINATES = {
 }
 _POSITIVE: Rule = ("a number above 0", lambda value: 0.0 < float(value) < np.inf)
 _NOT_NEGATIVE: Rule = ("a number of 0 or more", lambda value: 0.0 <= float(value) < np.inf)
-_CONVENTION: Rule = (f"one of {', '.join(AMPLITUDES)}", lambda value: value in AMPLITUDES)
+_CONVENTION = _one_of(AMPLITUDES)
 _ATTRIBUTES = {
     "order_map": {
         "amplitude": _CONVENTION,
@@ -96,11 +102,9 @@ _ATTRIBUTES = {
     },
     "harmonics": {
         "amplitude": _CONVENTION,
-        "phase_reference": (
-            f"one of {', '.join(PHASE_REFERENCES)}",
-            lambda value: value in PHASE_REFERENCES,
-        ),
+        "phase_reference": _one_of(PHASE_REFERENCES),
     },
+    "order_amplitudes": {"amplitude": _CONVENTION},
     "order_slices": {"amplitude": _CONVENTION, "width": _POSITIVE},
     "directional": {"amplitude": _CONVENTION, "resolution": _NOT_NEGATIVE},
     "order_spectrogram": {"amplitude": _CONVENTION, "resolution": _NOT_NEGATIVE},
@@ -119,12 +123,12 @@ def check(dataset: xr.Dataset) -> None:
         _check_member(dataset[name], name, member)
         for attribute, rule in _ATTRIBUTES.get(name, {}).items():
             _check_attribute(dataset[name].attrs, attribute, rule, name)
-    _check_attribute(dataset.attrs, "amplitude", _CONVENTION, "results")
+    for attribute, choices in (("amplitude", AMPLITUDES), ("window", WINDOWS)):
+        _check_attribute(dataset.attrs, attribute, _one_of(choices), "results")
     if "directional" in dataset:
         names = dataset["channel"].values.tolist()
-        known: Rule = (f"one of the channels {', '.join(names)}", lambda value: value in names)
         for attribute in ("directional_x", "directional_y"):
-            _check_attribute(dataset.attrs, attribute, known, "results")
+            _check_attribute(dataset.attrs, attribute, _one_of(names), "results")
 
 
 def _check_names(dataset: xr.Dataset) -> None:

@@ -100,6 +100,8 @@ def attribute(name: str, attribute: str, value: object) -> Change:
         (changed("overall", (1, 2), -1.0), "'overall' must hold amplitudes of 0 or more"),
         (changed("harmonics_real", (0, 1, 2), np.inf), "'harmonics' must hold no infinite ones"),
         (changed("order_blocks", 4, -2), "'order_blocks' must hold counts of 0 or more"),
+        (changed("coherence", (0, 1, 2), 1.5), "'coherence' must hold shares of 0 to 1"),
+        (lambda d: d.assign_attrs(window="none"), "the window of the results is 'none'"),
         (changed("speed_profile", 9, np.nan), "'speed_profile' must hold finite numbers"),
         (changed("speed", 3, 100.0), "'speed' must hold finite numbers that rise"),
         (changed("order", 3, np.nan), "'order' must hold finite numbers that rise"),
