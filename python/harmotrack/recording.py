@@ -97,6 +97,10 @@ class Channel:
         firsts = np.linspace(0, self.size - length, max(most // length, 1)).astype(int)
         return np.concatenate([self._part(int(first), length) for first in firsts])
 
+    def with_name(self, name: str) -> Channel:
+        """The same samples under another name."""
+        return replace(self, name=name)
+
     def with_unit(self, unit: str) -> Channel:
         """The same samples, in a unit that was not known or not right."""
         return replace(self, unit=unit)
@@ -173,6 +177,9 @@ class StoredChannel(Channel):
         """Its samples of a block of the store, in its unit."""
         return block[:, self._number] * self._factor
 
+    def with_name(self, name: str) -> Channel:
+        return self._changed(name=name)
+
     def with_unit(self, unit: str) -> Channel:
         return self._changed(unit=unit)
 
@@ -208,27 +215,54 @@ def blocks_of(
 
 
 @dataclass(frozen=True, eq=False)
+class PulseTrain:
+    """A tacho of which the file tells the moments of its pulses, and no samples.
+
+    Parameters
+    ----------
+    seconds
+        Times of the pulses, shape (n), on the time axis of the channels.
+    """
+
+    name: str
+    seconds: NDArray[np.float64]
+
+    def with_name(self, name: str) -> PulseTrain:
+        """The same pulses under another name."""
+        return replace(self, name=name)
+
+    def __repr__(self) -> str:
+        return f"PulseTrain({self.name!r}, {self.seconds.size} pulses)"
+
+
+@dataclass(frozen=True, eq=False)
 class Recording:
     """Channels that were taken together, on one time axis; their rates may differ.
 
     Parameters
     ----------
     channels
-        At least one, each of a name of its own.
+        Each of a name of its own; at least one, unless there are pulses.
     name
         Of the recording, as it stands above pictures.
     notes
         Sentences about what was found and mended on the way in.
+    pulses
+        Tachos whose pulses stand in the file as moments, each of a name of its own.
+    constant_rpm
+        Speed of the shaft, if the file says that it was the same all the time; above 0.
 
     Raises
     ------
     HarmotrackError
-        There are no channels, or two of one name.
+        There are neither channels nor pulses, two of one name, or the speed is not above 0.
     """
 
     channels: tuple[Channel, ...]
     name: str = ""
     notes: tuple[str, ...] = ()
+    pulses: tuple[PulseTrain, ...] = ()
+    constant_rpm: float | None = None
 
     def __post_init__(self) -> None:
         check_type("list of channels", self.channels, Iterable, "one of Channel objects")
@@ -236,9 +270,15 @@ class Recording:
         for channel in self.channels:
             check_type("channel", channel, Channel, "a Channel")
         object.__setattr__(self, "notes", tuple(self.notes))
-        if not self.channels:
+        object.__setattr__(self, "pulses", tuple(self.pulses))
+        if not self.channels and not self.pulses:
             raise HarmotrackError(f"The recording {self.name} has no channels.")
-        names = [channel.name for channel in self.channels]
+        if self.constant_rpm is not None and not 0.0 < self.constant_rpm < np.inf:
+            raise HarmotrackError(
+                f"The constant speed of {self.name} is {self.constant_rpm:g} rpm, and it must be "
+                "above 0."
+            )
+        names = [*self.names, *(train.name for train in self.pulses)]
         twice = sorted({name for name in names if names.count(name) > 1})
         if twice:
             raise HarmotrackError(
@@ -318,8 +358,12 @@ class Recording:
         return replace(self, channels=tuple(self[one] for one in which))
 
     def without(self, *names: str) -> Recording:
-        """All channels but those of some names."""
-        return replace(self, channels=tuple(c for c in self.channels if c.name not in names))
+        """All channels and pulses but those of some names."""
+        return replace(
+            self,
+            channels=tuple(c for c in self.channels if c.name not in names),
+            pulses=tuple(p for p in self.pulses if p.name not in names),
+        )
 
     def scaled(self, scales: Mapping[str | int, tuple[float, str]]) -> Recording:
         """Channels in other units: {"x": (25.0, "mm/s")} multiplies x by 25."""
@@ -335,10 +379,12 @@ class Recording:
     def to_dataset(self) -> Any:
         """As an xarray data set: one variable a channel, shape (n), over the time in seconds.
 
-        Raises HarmotrackError if the channels are not sampled together.
+        Raises HarmotrackError if there are no channels, or they are not sampled together.
         """
         import xarray as xr
 
+        if not self.channels:
+            raise HarmotrackError(f"The recording {self.name} has no channels.")
         if not all(channel.sampled_with(self.channels[0]) for channel in self.channels):
             raise HarmotrackError("The channels have different rates, so they share no time axis.")
         return xr.Dataset(
@@ -349,6 +395,8 @@ class Recording:
 
     def __repr__(self) -> str:
         lines = [f"<Recording {self.name!r}"]
-        lines += [f"  {channel!r}" for channel in self.channels]
+        lines += [f"  {one!r}" for one in (*self.channels, *self.pulses)]
+        if self.constant_rpm is not None:
+            lines.append(f"  at {self.constant_rpm:g} rpm")
         lines += [f"  note: {note}" for note in self.notes]
         return "\n".join(lines) + ">"

@@ -3,14 +3,14 @@
 from __future__ import annotations
 
 import re
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from typing import TYPE_CHECKING
 
 import numpy as np
 
 from harmotrack.checks import check_type
 from harmotrack.errors import HarmotrackError
-from harmotrack.recording import Channel, Recording, blocks_of
+from harmotrack.recording import Channel, PulseTrain, Recording, blocks_of
 from harmotrack.speed import Speed, pulse_times, rpm_of
 
 if TYPE_CHECKING:
@@ -28,6 +28,7 @@ _LEAST_SHARE_AT_LEVELS = 0.62
 _NEAR_LEVEL = 0.15
 _LEAST_PULSES = 8
 _LEAST_RPM, _MOST_RPM = 1.0, 1e6  #: a guess that says less or more is no guess
+_LEAST_STEADINESS = 0.95
 _MOST_LOOKED_AT = 1 << 20  #: samples of a channel, to see its levels
 
 
@@ -51,7 +52,7 @@ class TachoGuess:
     def likely(self) -> bool:
         return (
             self.share >= _LEAST_SHARE_AT_LEVELS
-            and self.steadiness >= 0.95
+            and self.steadiness >= _LEAST_STEADINESS
             and self.pulses_per_minute >= _LEAST_RPM
         )
 
@@ -76,11 +77,25 @@ def guess_tacho(channel: Channel) -> TachoGuess | None:
         return None
     if seconds.size < _LEAST_PULSES:
         return None
+    per_minute = 60.0 / float(np.median(np.diff(seconds)))
+    steadiness = _steadiness(seconds)
+    return TachoGuess(channel.name, int(seconds.size), share, steadiness, named, per_minute)
+
+
+def _steadiness(seconds: NDArray[np.float64]) -> float:
+    """The share of pulses that TachoGuess tells."""
     steps = np.diff(seconds)
     ratios = steps[1:] / steps[:-1]
-    steadiness = float(np.mean((ratios > 0.7) & (ratios < 1.4)))
-    per_minute = 60.0 / float(np.median(steps))
-    return TachoGuess(channel.name, int(seconds.size), share, steadiness, named, per_minute)
+    return float(np.mean((ratios > 0.7) & (ratios < 1.4)))
+
+
+def likely_pulses(recording: Recording) -> PulseTrain | None:
+    """Of the pulses whose moments the file tells those that are named like a tacho, or else those
+    that come steadily; a switch that someone moves does neither."""
+    trains = [train for train in recording.pulses if train.seconds.size >= _LEAST_PULSES]
+    named = [train for train in trains if _TACHO_NAME.search(train.name)]
+    steady = [train for train in trains if _steadiness(train.seconds) >= _LEAST_STEADINESS]
+    return next(iter([*named, *steady]), None)
 
 
 def _share_at_levels(samples: NDArray[np.float64]) -> float:
@@ -134,12 +149,12 @@ def _says_speed(channel: Channel) -> bool:
 def find_speed(
     recording: Recording, pulses_per_revolution: float = 1.0, progress: Progress | None = None
 ) -> Speed:
-    """The speed from the channel that is likeliest to say it.
+    """The speed from what the recording says of it, and if it says nothing from the likeliest guess.
 
-    A channel is likely a tacho if it stands at one of two levels most of the time and its pulses
-    come steadily. First comes a tacho that is named like one, then a channel whose unit or name is
-    that of a speed, then a tacho by its shape alone. What says less than 1 rpm or more than a
-    million is none.
+    In this order: pulses or a channel named like a tacho; the one channel whose unit or name is that
+    of a speed; the constant speed that the file tells; pulses that come steadily; a channel that
+    stands at one of two levels most of the time and whose pulses come steadily. What says less than
+    1 rpm or more than a million is none.
 
     Parameters
     ----------
@@ -155,14 +170,22 @@ def find_speed(
     """
     check_type("recording", recording, Recording, "a Recording")
     tell = progress or (lambda share: None)
+    train = likely_pulses(recording)
+    if train is not None and _TACHO_NAME.search(train.name):
+        return _of_train(train, pulses_per_revolution)
     tachos = [
         guess
         for guess in likely_tachos(recording, lambda share: tell(0.7 * share))
         if guess.turns_possibly(pulses_per_revolution)
     ]
     channels = likely_speed_channels(recording)
-    if len(channels) == 1 and not (tachos and tachos[0].named):
+    named = bool(tachos) and tachos[0].named
+    if len(channels) == 1 and not named:
         return Speed.from_channel(recording[channels[0]])
+    if recording.constant_rpm is not None and recording.channels and not (named or channels):
+        return _constant(recording, recording.constant_rpm)
+    if train is not None and not named:
+        return _of_train(train, pulses_per_revolution)
     if tachos:
         return Speed.from_tacho(
             recording[tachos[0].channel],
@@ -177,3 +200,16 @@ def find_speed(
         f"No channel of {recording.name or 'the recording'} looks like a tacho or a speed: name "
         "one, give a speed profile, or track the speed."
     )
+
+
+def _of_train(train: PulseTrain, pulses_per_revolution: float) -> Speed:
+    speed = Speed.from_pulses(train.seconds, pulses_per_revolution)
+    return replace(speed, source=f"{speed.source} of {train.name!r}")
+
+
+def _constant(recording: Recording, rpm: float) -> Speed:
+    """From the first sample of all channels to the last."""
+    start = min(channel.start for channel in recording)
+    end = max(channel.start + channel.duration for channel in recording)
+    speed = Speed.from_profile([start, end], [rpm, rpm])
+    return replace(speed, source=f"constant {rpm:g} rpm, as {recording.name or 'the file'} says")

@@ -15,6 +15,9 @@ from harmotrack.checks import checked_path
 from harmotrack.errors import HarmotrackError, missing_package
 from harmotrack.files import OutputFolder, pending
 from harmotrack.order_analysis import OrderAnalysis
+from harmotrack.readers import check_is_file
+from harmotrack.readers.apart import call
+from harmotrack.stored_results import check
 from harmotrack.two_passes import TwoPasses
 
 if TYPE_CHECKING:
@@ -47,34 +50,48 @@ def load(path: str | Path) -> OrderAnalysis | TwoPasses:
     """
     path = checked_path(path)
     kind = _kind(path)
-    if not path.exists():
-        raise HarmotrackError(f"There is no file {path}.")
+    if not path.is_dir() or kind == "netcdf":
+        check_is_file(path)
     try:
-        dataset = _read(path, kind)
-        passes = []
-        if dataset.attrs.get("harmotrack_format") and "order_map" not in dataset:
-            passes = [_read(path, kind, name) for name in _PASSES]
+        dataset, *passes = call("harmotrack.storage:read_groups", path, kind)
+    except HarmotrackError:
+        raise
     except Exception as error:
-        raise HarmotrackError(
-            f"{path} can't be read as the results of an analysis: {error}"
-        ) from error
+        raise HarmotrackError(_unreadable(path, error)) from error
     version = dataset.attrs.pop("harmotrack_format", None)
     if version is None or any("order_map" not in one for one in passes or [dataset]):
         raise HarmotrackError(f"{path} holds no results of an analysis.")
-    if version > FORMAT_VERSION:
+    if not isinstance(version, (int, np.integer)) or version > FORMAT_VERSION:
         raise HarmotrackError(
             f"{path} was written by a later version, {dataset.attrs.get('harmotrack')}; this one "
             "can't read it."
         )
-    if passes:
-        return TwoPasses(*(OrderAnalysis(_completed(one)) for one in passes))
-    return OrderAnalysis(_completed(dataset))
+    try:
+        found = [OrderAnalysis(_completed(one)) for one in passes or [dataset]]
+    except (HarmotrackError, KeyError, TypeError, ValueError) as error:
+        raise HarmotrackError(_unreadable(path, error)) from error
+    return TwoPasses(*found) if passes else found[0]
+
+
+def _unreadable(path: Path, error: Exception) -> str:
+    reason = " ".join(str(error).split()).rstrip(".")
+    return f"{path} can't be read as the results of an analysis: {reason}."
 
 
 def _completed(stored: xr.Dataset) -> xr.Dataset:
-    """Earlier versions stored neither the amplitudes of orders nor their coherence."""
+    """Checked; earlier versions stored neither the amplitudes of orders nor their coherence."""
     dataset = _join_complex(stored)
-    return dataset if "coherence" in dataset else with_amplitudes(dataset)
+    check(dataset)
+    both = {"coherence", "order_amplitudes"} <= set(dataset)
+    return dataset if both else with_amplitudes(dataset)
+
+
+def read_groups(path: Path, kind: str) -> list[xr.Dataset]:
+    """The data set at the top of a file, and those of two passes if it holds such."""
+    top = _read(path, kind)
+    if top.attrs.get("harmotrack_format") and "order_map" not in top:
+        return [top, *(_read(path, kind, name) for name in _PASSES)]
+    return [top]
 
 
 def _write(dataset: xr.Dataset, path: Path, kind: str, group: str | None = None) -> None:

@@ -27,11 +27,13 @@ def write(recording: Recording, path: str | Path) -> list[Path]:
     same name says by how much, which read() takes account of. FLAC keeps 24 bits of each sample,
     the other kinds all of them.
 
-    Raises HarmotrackError if the name ends otherwise, the kind needs channels that are sampled
-    together and these are not, or the file can't be written; MissingPackageError if the kind's
-    package is not installed.
+    Raises HarmotrackError if there are no channels, the name ends otherwise, the kind needs
+    channels that are sampled together and these are not, or the file can't be written;
+    MissingPackageError if the kind's package is not installed.
     """
     path = checked_path(path)
+    if not recording.channels:
+        raise HarmotrackError(f"The recording {recording.name} has no channels to be written.")
     suffix = path.suffix.lower()
     if suffix in _SOUND:
         return _write_sound(recording, path, *_SOUND[suffix])

@@ -297,14 +297,16 @@ def test_uneven_time_steps_become_even_ones_with_a_note(tmp_path: Path) -> None:
     assert "The time steps vary from 0.012 s to 0.018 s" in recording.notes[0]
 
 
-def test_a_rate_that_contradicts_the_time_stamps_loses_with_a_note(tmp_path: Path) -> None:
-    text = "time,a\n" + "".join(f"{k / 100},{k}\n" for k in range(50))
+def test_a_rate_that_was_given_wins_over_the_time_stamps_with_a_note(tmp_path: Path) -> None:
+    text = "time,a\n" + "".join(f"{2 + k / 100},{k}\n" for k in range(50))
 
     recording = csv(tmp_path, text, rate=120.0)
 
-    assert recording[0].rate == 100.0
+    assert recording[0].rate == 120.0
+    assert recording[0].start == 2.0
     assert recording.notes == (
-        "The rate of 120 Hz contradicts the time stamps, which say 100 Hz: the stamps count.",
+        "The rate was given, 120 Hz, so that the time stamps say no more than when the recording "
+        "begins.",
     )
 
 

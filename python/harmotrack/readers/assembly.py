@@ -5,24 +5,30 @@ from __future__ import annotations
 import re
 from collections.abc import Mapping
 from dataclasses import dataclass, field
+from itertools import count
+from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
-from harmotrack.recording import Channel
+from harmotrack.readers.even_steps import Grid, even_grid, exact_grid, rounded_rate
+from harmotrack.recording import Channel, PulseTrain, Recording
+from harmotrack.speed import rpm_of
 
 if TYPE_CHECKING:
     from numpy.typing import NDArray
 
+    Part = Channel | PulseTrain
+
 _TIME_UNITS = {"s": 1.0, "ms": 1e-3, "us": 1e-6, "µs": 1e-6, "ns": 1e-9, "min": 60.0}
 _SECOND_NAMES = {"sec": "s", "seconds": "s", "second": "s", "msec": "ms", "milliseconds": "ms"}
-_TIME_NAME = re.compile(r"^(rel(ative)?[ ._]*)?(time|t|zeit|timestamps?|seconds?)$", re.IGNORECASE)
+_TIME_NAME = re.compile(
+    r"^(rel(ative)?[ ._]*)?(time|t|zeit|timestamps?|seconds?)(_(s|ms|us|ns|min))?$", re.IGNORECASE
+)
 _NAME_WITH_UNIT = re.compile(r"^(.*?)\s*[\[(]([^\])]*)[\])]\s*$")
 
-#: Stamps this near to equal steps, in steps, are equal ones that were rounded.
-_JITTER = 0.05
 #: Stamps that do not increase are left out if they are no more than this share.
 _MOST_DISORDER = 0.01
 
@@ -37,6 +43,7 @@ class ReadOptions:
     units: Mapping[str, str] = field(default_factory=dict)
     full_scale: float | None = None
     in_memory: bool = True
+    format: str | None = None
 
     def __post_init__(self) -> None:
         for what, value in (("rate", self.rate), ("full scale", self.full_scale)):
@@ -69,9 +76,16 @@ class Signal:
 
 
 def name_and_unit(text: str) -> tuple[str, str]:
-    """ "Speed [rpm]" and "Speed (rpm)" carry their unit."""
-    match = _NAME_WITH_UNIT.match(text.strip())
-    return (match[1], match[2].strip()) if match and match[1] else (text.strip(), "")
+    """ "Speed [rpm]" and "Speed (rpm)" carry their unit, "time_s" and "speed_rpm" keep it in their
+    names; "a (2)" is the second a."""
+    text = text.strip()
+    match = _NAME_WITH_UNIT.match(text)
+    if match and match[1] and not match[2].strip().isdigit():
+        return match[1], match[2].strip()
+    stem, _, last = text.rpartition("_")
+    if stem and last and (rpm_of(last) == 1.0 or (last in _TIME_UNITS and says_time(stem))):
+        return text, last
+    return text, ""
 
 
 def says_time(name: str) -> bool:
@@ -84,6 +98,21 @@ def cleaned_unit(unit: str) -> str:
     if unit.upper() in ("NONE", "-", "1"):
         return ""
     return unit.replace("s\ufffd", "s²").replace("m/s^2", "m/s²").replace("m/s2", "m/s²")
+
+
+#: Bytes that one byte of a file may become: what deflate makes of zeros at best.
+MOST_DEFLATED = 1032
+
+
+def check_declared(path: Path, declared: int, most_of_a_byte: int = 1) -> None:
+    """Before so many bytes of samples are asked for: a HarmotrackError if the file, of whose bytes
+    each may hold some by compression, can't have them."""
+    size = path.stat().st_size
+    if declared > most_of_a_byte * size:
+        raise HarmotrackError(
+            f"{path} declares {declared:.3g} bytes of samples, and has {size} bytes in all: it may "
+            "be cut or damaged."
+        )
 
 
 def is_numeric(values: NDArray[Any]) -> bool:
@@ -123,43 +152,89 @@ def channels_at_times(
     signals: list[Signal],
     notes: list[str],
     declared_rate: float | None = None,
-) -> list[Channel]:
+) -> list[Part]:
     """Channels that share time stamps, in seconds.
 
-    Equal steps give the rate; uneven ones are brought to equal ones by a spline, at the mean rate.
-    A rate that was declared beside the stamps and contradicts them loses, with a note.
+    Equal steps give the rate, and so do stamps that are those of equal steps within what their
+    printed digits leave open. Of uneven ones, signals of two levels are the edges of a tacho, and
+    the others are brought to equal steps by a spline, at the mean rate. A rate that was declared
+    beside the stamps and contradicts them loses, with a note.
     """
     stamps = np.asarray(times, dtype=np.float64)
-    keep = _increasing(stamps, notes)
+    # A row that stands there twice is one too many, although coarser digits could explain it.
+    later = _later(stamps)
+    few_too_many = later.mean() >= 1.0 - _MOST_DISORDER and exact_grid(stamps[later]) is not None
+    grid = exact_grid(stamps) if few_too_many else even_grid(np.asarray(times))
+    if grid is not None:
+        return [*channels_at_rate(signals, *_with_declared(grid, declared_rate, notes), notes)]
+    edges = [signal for signal in signals if _has_two_levels(signal)]
+    parts: list[Part] = [_pulses(stamps, signal, notes) for signal in edges]
+    rest = [signal for signal in signals if signal not in edges]
+    return parts + _channels_at_kept(stamps, rest, notes, declared_rate) if rest else parts
+
+
+def _channels_at_kept(
+    stamps: NDArray[np.float64],
+    signals: list[Signal],
+    notes: list[str],
+    declared_rate: float | None,
+) -> list[Part]:
+    """Without the rows whose stamps do not increase."""
+    keep = increasing(stamps, notes)
     stamps = stamps[keep]
     if stamps.size < 2:
         raise HarmotrackError(
             f"There are {stamps.size} time stamps, and no rate follows from them."
         )
-    rate = _rounded_rate((stamps.size - 1) / (stamps[-1] - stamps[0]))
-    if declared_rate is not None:
-        if abs(declared_rate / rate - 1.0) > 1e-3:
-            notes.append(
-                f"The rate of {declared_rate:g} Hz contradicts the time stamps, which say "
-                f"{rate:g} Hz: the stamps count."
-            )
-        elif abs(declared_rate / rate - 1.0) < 1e-5:
-            rate = declared_rate
-    regular = stamps[0] + np.arange(stamps.size) / rate
-    if np.abs(stamps - regular).max() * rate <= _JITTER:
-        kept = [Signal(one.name, one.values[keep], one.unit) for one in signals]
-        return channels_at_rate(kept, rate, float(stamps[0]), notes)
+    kept = [Signal(one.name, one.values[keep], one.unit) for one in signals]
+    grid = even_grid(stamps)
+    if grid is not None:
+        return [*channels_at_rate(kept, *_with_declared(grid, declared_rate, notes), notes)]
     steps = np.diff(stamps)
+    rate = (stamps.size - 1) / (stamps[-1] - stamps[0])
     notes.append(
         f"The time steps vary from {steps.min():.3g} s to {steps.max():.3g} s: "
         f"{_few(signals)} resampled to {rate:.6g} Hz by a spline."
     )
-    channels = []
-    for signal in signals:
-        kept_signal = Signal(signal.name, signal.values[keep], signal.unit)
-        start, mean_rate, samples = _native.to_uniform(stamps, finite(kept_signal, notes))
+    channels: list[Part] = []
+    for signal in kept:
+        start, mean_rate, samples = _native.to_uniform(stamps, finite(signal, notes))
         channels.append(Channel(signal.name, samples, mean_rate, cleaned_unit(signal.unit), start))
     return channels
+
+
+def _with_declared(grid: Grid, declared: float | None, notes: list[str]) -> Grid:
+    if declared is None:
+        return grid
+    if abs(declared / grid.rate - 1.0) > 1e-3:
+        notes.append(
+            f"The rate of {declared:g} Hz contradicts the time stamps, which say "
+            f"{grid.rate:g} Hz: the stamps count."
+        )
+    elif abs(declared / grid.rate - 1.0) < 1e-5:
+        return Grid(declared, grid.start)
+    return grid
+
+
+def _has_two_levels(signal: Signal) -> bool:
+    values = signal.values[np.isfinite(signal.values)]
+    if values.size < 2:
+        return False
+    low, high = values.min(), values.max()
+    return bool(low < high and ((values == low) | (values == high)).all())
+
+
+def _pulses(stamps: NDArray[np.float64], signal: Signal, notes: list[str]) -> PulseTrain:
+    """The moments at which a signal of two levels rises."""
+    known = np.isfinite(stamps) & np.isfinite(signal.values)
+    seconds, values = stamps[known], signal.values[known]
+    rises = seconds[1:][np.diff(values) > 0.0]
+    rises = rises[increasing(rises, notes)]
+    notes.append(
+        f"{signal.name!r} has two levels at uneven times: it is taken as the edges of a tacho, of "
+        f"which the {rises.size} rising ones are its pulses."
+    )
+    return PulseTrain(signal.name, rises)
 
 
 def _few(signals: list[Signal]) -> str:
@@ -168,11 +243,9 @@ def _few(signals: list[Signal]) -> str:
     return ", ".join(repr(signal.name) for signal in signals)
 
 
-def _increasing(stamps: NDArray[np.float64], notes: list[str]) -> NDArray[np.bool_]:
-    """Which stamps are later than all before them."""
-    finite_stamps = np.where(np.isfinite(stamps), stamps, -np.inf)
-    before = np.concatenate([[-np.inf], np.maximum.accumulate(finite_stamps)[:-1]])
-    keep = finite_stamps > before
+def increasing(stamps: NDArray[np.float64], notes: list[str]) -> NDArray[np.bool_]:
+    """Which stamps are later than all before them; a sentence if many are not."""
+    keep = _later(stamps)
     dropped = int((~keep).sum())
     if dropped > _MOST_DISORDER * stamps.size:
         first = int(np.flatnonzero(~keep)[0])
@@ -185,30 +258,39 @@ def _increasing(stamps: NDArray[np.float64], notes: list[str]) -> NDArray[np.boo
     return keep
 
 
-def _rounded_rate(rate: float) -> float:
-    """Stamps and steps are printed with six digits or so: 65535.95 Hz is 65536 Hz."""
-    nearest = round(rate)
-    return float(nearest) if nearest > 0 and abs(rate / nearest - 1.0) < 2e-6 else rate
+def _later(stamps: NDArray[np.float64]) -> NDArray[np.bool_]:
+    known = np.where(np.isfinite(stamps), stamps, -np.inf)
+    return known > np.concatenate([[-np.inf], np.maximum.accumulate(known)])[:-1]
 
 
 def rate_of_step(seconds: float) -> float:
     """Of the distance of two samples."""
     if not 0.0 < seconds < np.inf:
         raise HarmotrackError(f"The distance of two samples is {seconds:g} s.")
-    return _rounded_rate(1.0 / seconds)
+    return rounded_rate(1.0 / seconds)
 
 
-def told_apart(channels: list[Channel]) -> tuple[Channel, ...]:
-    """Later channels of a name that was there get a number behind it."""
-    from dataclasses import replace
-
-    seen: dict[str, int] = {}
-    apart = []
-    for channel in channels:
-        name = channel.name.strip() or "channel"
-        seen[name] = seen.get(name, 0) + 1
-        apart.append(replace(channel, name=name if seen[name] == 1 else f"{name} ({seen[name]})"))
-    return tuple(apart)
+def recorded(
+    path: Path, parts: list[Part], notes: list[str], constant_rpm: float | None = None
+) -> Recording:
+    """The recording of a file. Later channels of a name that was there get a number behind it, in
+    a form that is not taken for a unit where the name is read again."""
+    used: set[str] = set()
+    apart: list[Part] = []
+    for part in parts:
+        name = part.name.strip() or "channel"
+        free = next(
+            text for k in count(1) if (text := name if k == 1 else f"{name} #{k}") not in used
+        )
+        used.add(free)
+        apart.append(part.with_name(free))
+    return Recording(
+        tuple(part for part in apart if isinstance(part, Channel)),
+        path.name,
+        tuple(notes),
+        tuple(part for part in apart if isinstance(part, PulseTrain)),
+        constant_rpm,
+    )
 
 
 def table_channels(
@@ -216,9 +298,9 @@ def table_channels(
     options: ReadOptions,
     notes: list[str],
     declared_rate: float | None = None,
-) -> list[Channel]:
+) -> list[Part]:
     """Columns of equal length, of which one may hold the time stamps."""
-    stamps = _time_signal(signals, options)
+    stamps = time_signal(signals, options)
     rate = options.rate or declared_rate
     if stamps is None:
         if rate is None:
@@ -226,15 +308,35 @@ def table_channels(
                 "Nothing says the sampling rate: name the column of the time stamps (time) or give "
                 f"the rate (rate). The columns are {', '.join(repr(s.name) for s in signals)}."
             )
-        return channels_at_rate(signals, rate, 0.0, notes)
+        return [*channels_at_rate(signals, rate, 0.0, notes)]
     rest = [signal for signal in signals if signal is not stamps]
     if not rest:
         raise HarmotrackError(f"There are no channels beside the time stamps {stamps.name!r}.")
     seconds = np.asarray(stamps.values, dtype=np.float64) * options.seconds(stamps.unit)
-    return channels_at_times(seconds, rest, notes, rate)
+    return channels_of_stamps(seconds, rest, notes, options, declared_rate)
 
 
-def _time_signal(signals: list[Signal], options: ReadOptions) -> Signal | None:
+def channels_of_stamps(
+    seconds: NDArray[Any],
+    signals: list[Signal],
+    notes: list[str],
+    options: ReadOptions,
+    declared_rate: float | None = None,
+) -> list[Part]:
+    """As channels_at_times(), but for a rate that was given: it wins over the stamps."""
+    if options.rate is None:
+        return channels_at_times(seconds, signals, notes, declared_rate)
+    start = float(seconds[0]) if np.isfinite(seconds[0]) else 0.0
+    note = (
+        f"The rate was given, {options.rate:g} Hz, so that the time stamps say no more than when "
+        "the recording begins."
+    )
+    if note not in notes:
+        notes.append(note)
+    return [*channels_at_rate(signals, options.rate, start, notes)]
+
+
+def time_signal(signals: list[Signal], options: ReadOptions) -> Signal | None:
     if options.time is None:
         return next((signal for signal in signals if says_time(signal.name)), None)
     for signal in signals:

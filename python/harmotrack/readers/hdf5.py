@@ -10,23 +10,55 @@ import numpy as np
 
 from harmotrack.errors import HarmotrackError
 from harmotrack.readers.assembly import (
+    MOST_DEFLATED,
     ReadOptions,
     Signal,
     channels_at_rate,
+    check_declared,
     is_numeric,
+    rate_of_step,
+    recorded,
     table_channels,
-    told_apart,
 )
-from harmotrack.recording import Channel, Recording
+from harmotrack.readers.even_steps import rounded_rate
+from harmotrack.recording import Recording
 
 if TYPE_CHECKING:
     from collections.abc import Mapping
 
     from numpy.typing import NDArray
 
+    from harmotrack.readers.assembly import Part
+
 UNIT_NAMES = ("unit", "units", "Unit", "unit_string")
-RATE_NAMES = ("rate", "fs", "Fs", "sample_rate", "SampleRate", "samplerate", "sampling_rate")
-STEP_NAMES = ("dt", "wf_increment", "delta", "increment")
+#: As rate_or_step() compares them: small, without underscores and without the unit.
+_RATE_NAMES = (
+    "fs",
+    "sr",
+    "fsamp",
+    "fsample",
+    "samprate",
+    "samplerate",
+    "samplingrate",
+    "samplefrequency",
+    "samplingfrequency",
+    "samplefreq",
+    "samplingfreq",
+)
+_STEP_NAMES = (
+    "dt",
+    "ts",
+    "wfincrement",
+    "delta",
+    "deltat",
+    "increment",
+    "sampletime",
+    "samplingtime",
+    "sampleinterval",
+    "samplinginterval",
+)
+_RATE_UNITS = {"hz": 1.0, "khz": 1e3, "mhz": 1e6}
+_STEP_UNITS = {"s": 1.0, "ms": 1e-3, "us": 1e-6, "ns": 1e-9}
 START_NAMES = ("start", "t0", "wf_start_offset", "start_time")
 NAME_LISTS = ("channels", "names", "labels", "channel_names")
 
@@ -34,16 +66,16 @@ NAME_LISTS = ("channels", "names", "labels", "channel_names")
 def read(path: Path, options: ReadOptions) -> Recording:
     """Every group with data sets of numbers is taken as channels that belong together."""
     notes: list[str] = []
-    channels: list[Channel] = []
+    channels: list[Part] = []
     with h5py.File(path, "r") as file:
         for group in _groups(file):
             prefix = group.name.strip("/")
             channels += [
-                _named(channel, prefix) for channel in _group_channels(group, options, notes)
+                _named(channel, prefix) for channel in _group_channels(path, group, options, notes)
             ]
     if not channels:
         raise HarmotrackError(f"{path} has no data sets of numbers that could be channels.")
-    return Recording(told_apart(channels), path.name, tuple(notes))
+    return recorded(path, channels, notes)
 
 
 def _groups(file: h5py.File) -> list[h5py.Group]:
@@ -52,21 +84,21 @@ def _groups(file: h5py.File) -> list[h5py.Group]:
     return groups
 
 
-def _named(channel: Channel, prefix: str) -> Channel:
-    from dataclasses import replace
-
-    return replace(channel, name=f"{prefix}/{channel.name}") if prefix else channel
+def _named(channel: Part, prefix: str) -> Part:
+    return channel.with_name(f"{prefix}/{channel.name}") if prefix else channel
 
 
-def _group_channels(group: h5py.Group, options: ReadOptions, notes: list[str]) -> list[Channel]:
+def _group_channels(
+    path: Path, group: h5py.Group, options: ReadOptions, notes: list[str]
+) -> list[Part]:
     signals: list[Signal] = []
-    own: list[Channel] = []
+    own: list[Part] = []
     inherited = {**dict(group.file.attrs), **dict(group.attrs)}
     for name, item in group.items():
         if not isinstance(item, h5py.Dataset) or item.ndim == 0 or not is_numeric(item):
             continue
         attrs = dict(item.attrs)
-        columns = split_columns(name, item[()], _names_in({**inherited, **attrs}))
+        columns = split_columns(name, values_of(item, path), _names_in({**inherited, **attrs}))
         for column in columns:
             column.unit = text_in(attrs, UNIT_NAMES)
         rate = options.rate or rate_in(attrs)
@@ -80,9 +112,16 @@ def _group_channels(group: h5py.Group, options: ReadOptions, notes: list[str]) -
     return own
 
 
+def values_of(data: h5py.Dataset, path: Path) -> NDArray[Any]:
+    """All of a data set, whose size is held against that of the file."""
+    if not data.is_virtual and not data.external:
+        check_declared(path, data.nbytes, 1 if data.chunks is None else MOST_DEFLATED)
+    return np.asarray(data[()])
+
+
 def same_length_channels(
     signals: list[Signal], options: ReadOptions, notes: list[str], rate: float | None
-) -> list[Channel]:
+) -> list[Part]:
     """Signals as long as the time stamps, or all that are as long as the longest."""
     longest = max(signal.values.size for signal in signals)
     taken = [signal for signal in signals if signal.values.size == longest]
@@ -114,11 +153,26 @@ def _names_in(attrs: Mapping[str, Any]) -> list[str]:
 
 
 def rate_in(attrs: Mapping[str, Any]) -> float | None:
-    rate = number_in(attrs, RATE_NAMES)
-    if rate is not None and rate > 0.0:
-        return rate
-    step = number_in(attrs, STEP_NAMES)
-    return 1.0 / step if step is not None and step > 0.0 else None
+    """The rate that one of the names says, in Hz; the name "rate" alone counts last."""
+    for name in [*(name for name in attrs if name != "rate"), "rate"]:
+        number = number_in(attrs, (name,))
+        if number is not None and (rate := said_rate(name, number)) is not None:
+            return rate
+    return None
+
+
+def said_rate(name: str, number: float) -> float | None:
+    """The rate in Hz, if a number of such a name is a rate or the step between two samples: fs,
+    Fs_Hz, f_s, samplingRate, dt, Ts ..."""
+    if not 0.0 < number < np.inf:
+        return None
+    words = name.lower().split("_")
+    for names, units, power in ((_RATE_NAMES, _RATE_UNITS, 1), (_STEP_NAMES, _STEP_UNITS, -1)):
+        if "".join(words) in names or (name == "rate" and power == 1):
+            return number if power == 1 else rate_of_step(number)
+        if words[-1] in units and "".join(words[:-1]) in names:
+            return rounded_rate((number * units[words[-1]]) ** power)
+    return None
 
 
 def number_in(attrs: Mapping[str, Any], names: tuple[str, ...]) -> float | None:

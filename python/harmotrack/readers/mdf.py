@@ -2,10 +2,7 @@
 
 from __future__ import annotations
 
-import gc
 import logging
-import sys
-import traceback
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
@@ -14,17 +11,20 @@ from asammdf import MDF
 
 from harmotrack.errors import HarmotrackError
 from harmotrack.readers.assembly import (
+    MOST_DEFLATED,
     ReadOptions,
     Signal,
-    channels_at_rate,
-    channels_at_times,
+    channels_of_stamps,
+    check_declared,
     is_numeric,
-    told_apart,
+    recorded,
 )
-from harmotrack.recording import Channel, Recording
+from harmotrack.recording import Recording
 
 if TYPE_CHECKING:
     from numpy.typing import NDArray
+
+    from harmotrack.readers.assembly import Part
 
     Groups = dict[bytes, tuple[NDArray[np.float64], list[Signal]]]
 
@@ -33,44 +33,21 @@ def read(path: Path, options: ReadOptions) -> Recording:
     """Channels with the same time stamps belong together."""
     logging.getLogger("asammdf").setLevel(logging.CRITICAL)
     notes: list[str] = []
-    channels: list[Channel] = []
-    with _opened(path) as file:
+    channels: list[Part] = []
+    with MDF(path) as file:
+        _check_size(path, file)
         groups = _groups(file)
     for times, signals in groups.values():
-        if options.rate is not None:
-            channels += channels_at_rate(signals, options.rate, float(times[0]), notes)
-        else:
-            channels += channels_at_times(times, signals, notes)
+        channels += channels_of_stamps(times, signals, notes, options)
     if not channels:
         raise HarmotrackError(f"{path} has no channels of numbers.")
-    return Recording(told_apart(channels), path.name, tuple(notes))
+    return recorded(path, channels, notes)
 
 
-def _opened(path: Path) -> Any:
-    try:
-        return MDF(path)
-    except Exception as error:
-        reason = str(error).strip().rstrip(".") or type(error).__name__
-        _dropped_quietly(error)
-    raise HarmotrackError(
-        f"{path} can't be read as an MDF file, it may be cut or damaged: {reason}."
-    )
-
-
-def _dropped_quietly(error: Exception) -> None:
-    """What was half opened goes with the traceback, and would complain on standard error."""
-    hook = sys.unraisablehook
-    sys.unraisablehook = lambda _: None
-    try:
-        one: BaseException | None = error
-        while one is not None:
-            traceback.clear_frames(one.__traceback__)
-            one.__traceback__ = None
-            one = one.__cause__ or one.__context__
-        error.__cause__ = error.__context__ = None
-        gc.collect()
-    finally:
-        sys.unraisablehook = hook
+def _check_size(path: Path, file: Any) -> None:
+    heads = [group.channel_group for group in file.groups]
+    records = sum(int(head.cycles_nr) * int(head.samples_byte_nr) for head in heads)
+    check_declared(path, records, MOST_DEFLATED)
 
 
 def _groups(file: Any) -> Groups:

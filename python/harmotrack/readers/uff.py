@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import warnings
 from pathlib import Path
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 import pyuff
@@ -14,12 +14,15 @@ from harmotrack.readers.assembly import (
     ReadOptions,
     Signal,
     channels_at_rate,
-    channels_at_times,
+    channels_of_stamps,
     cleaned_unit,
     rate_of_step,
-    told_apart,
+    recorded,
 )
-from harmotrack.recording import Channel, Recording
+from harmotrack.recording import Recording
+
+if TYPE_CHECKING:
+    from harmotrack.readers.assembly import Part
 
 _TIME_RESPONSE = 1
 _SET_58 = 58
@@ -29,7 +32,7 @@ _DIRECTIONS = {1: "+X", 2: "+Y", 3: "+Z", -1: "-X", -2: "-Y", -3: "-Z"}
 
 def read(path: Path, options: ReadOptions) -> Recording:
     notes: list[str] = []
-    channels: list[Channel] = []
+    channels: list[Part] = []
     with warnings.catch_warnings():
         warnings.simplefilter("ignore")  # of deprecated calls inside pyuff
         file = pyuff.UFF(str(path))
@@ -51,22 +54,22 @@ def read(path: Path, options: ReadOptions) -> Recording:
         )
     if spectra:
         notes.append(f"{spectra} functions that are no time histories were left out.")
-    return Recording(told_apart(channels), path.name, tuple(notes))
+    return recorded(path, channels, notes)
 
 
 def _channel(
     data: dict[str, Any], number: int, options: ReadOptions, notes: list[str]
-) -> list[Channel]:
+) -> list[Part]:
     unit = cleaned_unit(str(data.get("ordinate_axis_units_lab", "")))
     signal = Signal(_name(data, number), np.asarray(data["data"]), unit)
     promised = int(data.get("num_pts", signal.values.size))
     if signal.values.size != promised:
         notes.append(f"{signal.name!r} has {signal.values.size} of {promised} samples.")
-    if options.rate is None and data.get("abscissa_spacing") != _EVEN:
+    if data.get("abscissa_spacing") != _EVEN:
         times = np.asarray(data["x"], dtype=np.float64)
-        return channels_at_times(times, [signal], notes)
+        return channels_of_stamps(times, [signal], notes, options)
     rate = options.rate or rate_of_step(float(data["abscissa_inc"]))
-    return channels_at_rate([signal], rate, float(data.get("abscissa_min", 0.0)), notes)
+    return [*channels_at_rate([signal], rate, float(data.get("abscissa_min", 0.0)), notes)]
 
 
 def _name(data: dict[str, Any], number: int) -> str:
