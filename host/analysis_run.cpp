@@ -455,6 +455,8 @@ std::vector<AnalysisResults> AnalysisRun::Stream::finish()
     if (tachometer_) {
         tachometer_->finish();
         takeTacho();
+        const std::vector<std::string> first = tachometer_->remarks();
+        shared_.remarks.insert(shared_.remarks.begin(), first.begin(), first.end());
     }
     axis_.endSegment();
     resampler_.finish();

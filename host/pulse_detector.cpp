@@ -23,6 +23,7 @@ constexpr double kSecondsToLearn = 0.25;
 constexpr std::size_t kMostToLearn = std::size_t{1} << 22;
 constexpr std::size_t kLongestFlank = std::size_t{1} << 20;
 constexpr double kLeastSwing = 0.4; // of the height; less is noise, and no news of the levels
+constexpr double kPlateau = 0.05;   // of the height; samples of a rectangle are as near to its ends
 constexpr std::size_t kForgetAtOnce = 4096;
 
 // The instant, in samples, at which the signal passes the level between sample `before` and the
@@ -196,6 +197,7 @@ std::size_t PulseDetector::countPulses() const
 void PulseDetector::start(Levels levels)
 {
     learned_ = true;
+    rectangular_ = hasTwoValues(levels);
     lows_.add(levels.low);
     highs_.add(levels.high);
     otherExtreme_ = std::numeric_limits<double>::infinity();
@@ -204,6 +206,19 @@ void PulseDetector::start(Levels levels)
         samples_.push_back(sample);
         take(sample);
     }
+}
+
+// A flank of any length has at least one sample on its way.
+bool PulseDetector::hasTwoValues(Levels levels) const
+{
+    const double near = kPlateau * (levels.high - levels.low);
+    std::size_t between = 0;
+    for (const double sample : samples_) {
+        const bool onPlateau =
+            std::abs(sample - levels.low) <= near || std::abs(sample - levels.high) <= near;
+        if (!onPlateau) ++between;
+    }
+    return near > 0.0 && between <= countPulses() / 5;
 }
 
 void PulseDetector::take(double sample)

@@ -44,6 +44,12 @@ public:
     /// The rest, when no more samples come.
     std::vector<PulseEdge> finish();
 
+    /// Whether the pulses it learned from have two values, and flanks between them within a sample:
+    /// then the time of a flank is known to a sample. Known when the first flank comes out.
+    [[nodiscard]] bool isRectangular() const { return rectangular_; }
+
+    [[nodiscard]] double stepSeconds() const { return 1.0 / rateHz_; } ///< from sample to sample
+
     /// The sentence on a channel without pulses: what its values are and what a pulse must cross.
     [[nodiscard]] std::string noPulsesText() const;
 
@@ -69,6 +75,7 @@ private:
     void tryToLearn(bool atTheEnd);
     [[nodiscard]] std::size_t countPulses() const;
     void start(Levels levels);
+    [[nodiscard]] bool hasTwoValues(Levels levels) const;
     void take(double sample);
     void confirm(std::size_t number, bool rising);
     void settle(std::size_t newest, bool atTheEnd);
@@ -82,6 +89,7 @@ private:
     std::size_t first_ = 0;
     std::size_t taken_ = 0; ///< number of the next sample to be looked at
     bool learned_ = false;
+    bool rectangular_ = false;
     std::size_t learnAt_;
     double lowestSeen_;
     double highestSeen_;

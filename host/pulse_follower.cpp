@@ -15,15 +15,22 @@ constexpr double kJitter = 0.05;      // of ln(T / T0), whatever the pitch
 constexpr double kSwing = 0.07;       // likewise, of a pitch of one turn
 constexpr double kSlewPerTurn = 2.8;  // of ln T0
 constexpr double kSlewAtLeast = 0.02; // so that jitter can't freeze it
+constexpr double kStartRatio = 0.9;   // of ln T from the first pitch to the second: ln(1 + √2)
+constexpr double kStartCost = 12.0;   // of such a second pitch at most
 constexpr double kMissedCost = 9.0;
 constexpr double kDroppedCost = 9.0;
 constexpr double kLostCost = 30.0;
+constexpr double kPauseCost =
+    12.0; // lost where none came for longer than can be bridged, and half a turn
+constexpr double kMostSlewCost = 28.0; // of a change that a shaft can do
 constexpr int kMostMissed = 3;
 constexpr std::size_t kMostReadings = 64;
-constexpr double kHopelessCost = 100.0; // above the cheapest reading
+constexpr double kHopelessCost = 60.0; // above the cheapest reading
+constexpr double kOtherPitch = 0.2;    // of ln T: readings that differ by more say different things
 constexpr double kLeastGroup = 8.0;
 constexpr std::size_t kLeastDisturbed = 4;
 constexpr std::size_t kLeastKnots = 4;
+constexpr std::size_t kLostMended = 3;
 constexpr int kNoTooth = -1;
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 constexpr double kUnlimited = std::numeric_limits<double>::infinity();
@@ -41,7 +48,10 @@ struct Reading {
     double toothSeconds = kUnknown; ///< of the last tooth
     double pitch = kUnknown;        ///< T of the last tooth
     double logPitch = kUnknown;     ///< ln T0
-    int tooth = kNoTooth;           ///< number of the last tooth, counted from the gap
+    double change = kUnknown;       ///< of ln T0 in the last pitch
+    double trend = kUnknown;        ///< ln(T / T0) to come, if the shaft goes on as it does
+    int tooth = kNoTooth;           ///< number of the last tooth, counted from the gap, once known
+    int counted = 0;                ///< pitches since the segment began, while it is not
 };
 
 using Readings = std::vector<Reading>;
@@ -73,6 +83,8 @@ struct Wheel {
           slew(kSlewPerTurn / settings.pulsesPerRevolution + kSlewAtLeast),
           shortestPitch(settings.maxRpm ? turnsPerPitch * 60.0 / *settings.maxRpm : 0.0),
           mostHzPerSecond(settings.maxRpmPerSecond ? *settings.maxRpmPerSecond / 60.0 : kUnlimited),
+          logPause(std::log(std::max(kMostMissed + 1.0 + settings.missingTeeth,
+                                     0.5 * settings.pulsesPerRevolution))),
           groupSize(static_cast<std::size_t>(
               std::max(std::ceil(settings.pulsesPerRevolution), kLeastGroup)))
     {
@@ -106,6 +118,7 @@ struct Wheel {
     double slew;  ///< of ln T0 in a pitch
     double shortestPitch;
     double mostHzPerSecond;
+    double logPause; ///< ln of the pitches without a pulse behind which the shaft is lost
     std::size_t groupSize;
 };
 
@@ -120,17 +133,28 @@ Reading following(const Reading& from, std::size_t before, Verdict verdict, doub
     return to;
 }
 
-// A segment begins; on a wheel with missing teeth with any of them.
-void addBeginnings(
+double costOfBeginning(const Wheel& wheel, const Reading& from, double seconds)
+{
+    if (std::isnan(from.toothSeconds)) return 0.0;
+    if (std::isnan(from.trend)) return kLostCost;
+    const double pitches = std::log(seconds - from.toothSeconds) - from.logPitch;
+    const bool paused = pitches > wheel.logPause + std::max(from.trend, 0.0);
+    return paused ? kPauseCost : kLostCost;
+}
+
+// A segment begins. Which tooth it is will be known behind the first gap.
+void addBeginning(
     const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Readings& next)
 {
-    Reading to =
-        following(from, before, Verdict::Begin, std::isnan(from.toothSeconds) ? 0.0 : kLostCost);
+    Reading to = following(from, before, Verdict::Begin, costOfBeginning(wheel, from, seconds));
     to.toothSeconds = seconds;
     to.pitch = kUnknown;
     to.logPitch = kUnknown;
-    if (wheel.teeth == 0) next.push_back(to);
-    for (to.tooth = 0; to.tooth < wheel.teeth; ++to.tooth) next.push_back(to);
+    to.change = kUnknown;
+    to.trend = kUnknown;
+    to.tooth = kNoTooth;
+    to.counted = 0;
+    next.push_back(to);
 }
 
 // The pulse is none of the wheel's.
@@ -143,6 +167,82 @@ void addDrop(
         following(from, before, limit == Verdict::Tooth ? Verdict::Dropped : limit, kDroppedCost));
 }
 
+// ln of a pitch by the one before, of a shaft whose acceleration stays as it was from the pitch
+// before those to the last one: that ratio was r. With the last pitch as unit of time the mean
+// speeds were r and 1.
+double goingOn(double r)
+{
+    const double acceleration = 2.0 * (1.0 - r) * r / (1.0 + r);
+    const double speed = 1.0 + 0.5 * acceleration;
+    const double root = speed * speed + 2.0 * acceleration;
+    const double pitch = 2.0 / (speed + std::sqrt(std::max(root, 0.0)));
+    return std::clamp(std::log(pitch), -kStartRatio, kStartRatio);
+}
+
+// What is to come behind two changes of ln T0. What a shaft hardly does counts only if both agree:
+// jitter has none of it.
+double trendOf(const Wheel& wheel, double before, double change)
+{
+    if (std::isnan(before)) return goingOn(std::exp(change));
+    const double agreed = before * change > 0.0 ? 2.0 * std::abs(before) : 0.0;
+    const double most = std::max(agreed, 0.2 * wheel.slew);
+    return goingOn(std::exp(std::clamp(change, -most, most)));
+}
+
+// The pitch as a step from that of the reading so far.
+struct Step {
+    double off;    ///< of ln T, beyond all that is between no change and going on as before
+    double inside; ///< the rest of it
+};
+
+Step stepTo(const Reading& from, double logPitch, int pitches)
+{
+    const double change = logPitch - from.logPitch;
+    const double trend = 0.5 * (pitches + 1) * from.trend;
+    const double inside = std::clamp(change, std::min(trend, 0.0), std::max(trend, 0.0));
+    return {change - inside, inside};
+}
+
+double costOf(const Wheel& wheel, double off, int pitches)
+{
+    const double cost = (off / wheel.sigma) * (off / wheel.sigma);
+    return std::abs(off) <= wheel.slew * pitches ? std::min(cost, kMostSlewCost) : cost;
+}
+
+Reading toothAt(const Wheel& wheel,
+                const Reading& from,
+                std::size_t before,
+                double seconds,
+                int pitches,
+                int missed)
+{
+    const double pitch = (seconds - from.toothSeconds) / pitches;
+    const double logPitch = std::log(pitch);
+    Reading to = following(from, before, Verdict::Tooth, kMissedCost * missed);
+    to.missed = missed;
+    to.pitches = pitches;
+    to.toothSeconds = seconds;
+    to.pitch = pitch;
+    to.logPitch = logPitch;
+    if (std::isnan(from.logPitch)) return to;
+
+    Step step{logPitch - from.logPitch, 0.0};
+    double most = wheel.slew * pitches;
+    if (!std::isnan(from.trend)) {
+        step = stepTo(from, logPitch, pitches);
+        to.cost += costOf(wheel, step.off, pitches);
+    } else if (step.off < 0.0 && step.off > -kStartRatio) { // the shaft may just have started
+        to.cost += std::min(costOf(wheel, step.off, pitches), kStartCost);
+        most = kStartRatio;
+    } else {
+        to.cost += costOf(wheel, step.off, pitches);
+    }
+    to.change = step.inside + std::clamp(step.off, -most, most);
+    to.logPitch = from.logPitch + to.change;
+    to.trend = trendOf(wheel, from.change, to.change);
+    return to;
+}
+
 // The pulse is the next tooth, or a later one.
 void addTeeth(
     const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Readings& next)
@@ -152,38 +252,46 @@ void addTeeth(
     int pitches = 0;
     for (int missed = 0; missed <= (first ? 0 : kMostMissed); ++missed) {
         pitches += wheel.pitchesAfter(tooth);
-        if (wheel.teeth > 0) tooth = (tooth + 1) % wheel.teeth;
-        const double pitch = (seconds - from.toothSeconds) / pitches;
-        if (wheel.limit(from, pitch) != Verdict::Tooth) continue;
-
-        const double logPitch = std::log(pitch);
-        const double off = first ? 0.0 : logPitch - from.logPitch;
-        const double cost = (off / wheel.sigma) * (off / wheel.sigma) + kMissedCost * missed;
-        Reading to = following(from, before, Verdict::Tooth, cost);
-        to.missed = missed;
-        to.pitches = pitches;
-        to.toothSeconds = seconds;
-        to.pitch = pitch;
-        const double slew = wheel.slew * pitches;
-        to.logPitch = first ? logPitch : from.logPitch + std::clamp(off, -slew, slew);
+        if (tooth != kNoTooth) tooth = (tooth + 1) % wheel.teeth;
+        if (wheel.limit(from, (seconds - from.toothSeconds) / pitches) != Verdict::Tooth) continue;
+        Reading to = toothAt(wheel, from, before, seconds, pitches, missed);
         to.tooth = tooth;
-        next.push_back(to);
+        to.counted = from.counted + pitches;
+        if (tooth != kNoTooth || wheel.teeth == 0 || to.counted < wheel.teeth) next.push_back(to);
     }
 }
 
-// Of readings that stand at the same tooth at the same time the cheapest, and of these the
-// cheapest.
-Readings cheapestOf(Readings next, std::size_t most)
+// The pulse is the first one behind the first gap.
+void addFirstGap(
+    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Readings& next)
+{
+    if (wheel.teeth == 0 || from.tooth != kNoTooth) return;
+    const int pitches = 1 + wheel.missingTeeth;
+    if (wheel.limit(from, (seconds - from.toothSeconds) / pitches) != Verdict::Tooth) return;
+    Reading to = toothAt(wheel, from, before, seconds, pitches, 0);
+    to.tooth = 0;
+    next.push_back(to);
+}
+
+// Whether two readings say the same of the pulses to come.
+bool agree(const Reading& a, const Reading& b)
+{
+    if (a.toothSeconds != b.toothSeconds || a.tooth != b.tooth) return false;
+    if (std::isnan(a.logPitch) || std::isnan(b.logPitch)) return true;
+    return std::abs(a.logPitch - b.logPitch) <= kOtherPitch;
+}
+
+// Of readings that agree the cheapest, and of these the cheapest.
+Readings cheapestOf(Readings next)
 {
     std::stable_sort(
         next.begin(), next.end(), [](const auto& a, const auto& b) { return a.cost < b.cost; });
     Readings kept;
     for (const Reading& reading : next) {
-        if (kept.size() == most || reading.cost > next.front().cost + kHopelessCost) break;
-        const bool known = std::any_of(kept.begin(), kept.end(), [&](const Reading& other) {
-            return other.toothSeconds == reading.toothSeconds && other.tooth == reading.tooth;
-        });
-        if (!known) kept.push_back(reading);
+        if (kept.size() == kMostReadings || reading.cost > next.front().cost + kHopelessCost) break;
+        if (std::none_of(
+                kept.begin(), kept.end(), [&](const auto& k) { return agree(k, reading); }))
+            kept.push_back(reading);
     }
     return kept;
 }
@@ -201,6 +309,9 @@ struct PulseFollower::Reader {
     void settle();
     void decideByCheapest();
     void commit(std::size_t stage, std::size_t reading);
+    void number(const Decision& decision);
+    void numberBackFrom(int tooth, int pitches);
+    void numberAnyhow();
     void judgeGroup();
     void pass(const Decision& decision);
     void passTooth(const Decision& decision);
@@ -213,7 +324,8 @@ struct PulseFollower::Reader {
     std::size_t mostWaiting;
     std::deque<Stage> stages; ///< the first one is final
 
-    std::vector<Decision> group; ///< final decisions that are judged together
+    std::vector<Decision> nameless; ///< final ones of teeth whose numbers the first gap will tell
+    std::vector<Decision> group;    ///< final decisions that are judged together
 
     /// The stretch that is being dropped (Unreadable) or reported as one (Disturbed), if any.
     std::optional<TachoEvent> stretch;
@@ -235,16 +347,16 @@ void PulseFollower::Reader::read(double seconds)
     Readings next;
     for (std::size_t i = 0; i < from.size(); ++i) {
         if (std::isnan(from[i].toothSeconds)) {
-            addBeginnings(wheel, from[i], i, seconds, next);
+            addBeginning(wheel, from[i], i, seconds, next);
             continue;
         }
         addTeeth(wheel, from[i], i, seconds, next);
+        addFirstGap(wheel, from[i], i, seconds, next);
         addDrop(wheel, from[i], i, seconds, next);
         // The shaft may be lost at any pulse; the cheapest reading tells best what was before.
-        if (i == 0) addBeginnings(wheel, from[i], i, seconds, next);
+        if (i == 0) addBeginning(wheel, from[i], i, seconds, next);
     }
-    const std::size_t most = std::max(kMostReadings, static_cast<std::size_t>(2 * wheel.teeth));
-    stages.push_back({seconds, cheapestOf(std::move(next), most)});
+    stages.push_back({seconds, cheapestOf(std::move(next))});
     settle();
 }
 
@@ -294,26 +406,72 @@ void PulseFollower::Reader::decideByCheapest()
 
 void PulseFollower::Reader::commit(std::size_t stage, std::size_t reading)
 {
-    const std::size_t first = group.size();
+    std::vector<Decision> decided;
     for (std::size_t s = stage; s > 0; --s) {
         const Reading& said = stages[s].readings[reading];
-        group.push_back({stages[s].seconds, said.verdict, said.missed, said.pitches, said.tooth});
+        decided.push_back({stages[s].seconds, said.verdict, said.missed, said.pitches, said.tooth});
         reading = said.before;
     }
-    std::reverse(group.begin() + static_cast<std::ptrdiff_t>(first), group.end());
     stages.erase(stages.begin(), stages.begin() + static_cast<std::ptrdiff_t>(stage));
+    std::for_each(decided.rbegin(), decided.rend(), [&](const auto& each) { number(each); });
     while (group.size() >= wheel.groupSize) judgeGroup();
+}
+
+// Lets a decision through as soon as the number of its tooth is known.
+void PulseFollower::Reader::number(const Decision& decision)
+{
+    if (wheel.teeth == 0) {
+        group.push_back(decision);
+        return;
+    }
+    if (decision.verdict == Verdict::Begin) numberAnyhow();
+    if (decision.verdict == Verdict::Tooth && decision.tooth != kNoTooth)
+        numberBackFrom(decision.tooth, decision.pitches);
+    const bool waits = decision.verdict == Verdict::Begin || !nameless.empty();
+    (waits ? nameless : group).push_back(decision);
+    if (nameless.size() > 2 * wheel.groupSize) numberAnyhow();
+}
+
+// What waits stands before this tooth.
+void PulseFollower::Reader::numberBackFrom(int tooth, int pitches)
+{
+    const int whole = wheel.teeth + wheel.missingTeeth;
+    int place = tooth;
+    for (auto each = nameless.rbegin(); each != nameless.rend(); ++each) {
+        if (each->verdict != Verdict::Tooth && each->verdict != Verdict::Begin) continue;
+        place = (place - pitches + whole) % whole;
+        each->tooth = place;
+        pitches = each->pitches;
+    }
+    group.insert(group.end(), nameless.begin(), nameless.end());
+    nameless.clear();
+}
+
+// The gap never came: the first one becomes tooth 0.
+void PulseFollower::Reader::numberAnyhow()
+{
+    int place = 0;
+    for (Decision& each : nameless) {
+        if (each.verdict == Verdict::Tooth) place += each.pitches;
+        if (each.verdict == Verdict::Tooth || each.verdict == Verdict::Begin) each.tooth = place;
+    }
+    group.insert(group.end(), nameless.begin(), nameless.end());
+    nameless.clear();
 }
 
 namespace {
 
+// Pulses that were missing or dropped, and times that the shaft was lost.
 std::size_t mendedOf(std::span<const Decision> decisions)
 {
     std::size_t mended = 0;
     for (const Decision& decision : decisions) {
-        const bool tooth = decision.verdict == Verdict::Tooth;
-        if (tooth) mended += static_cast<std::size_t>(decision.missed);
-        if (!tooth && decision.verdict != Verdict::Begin) ++mended;
+        if (decision.verdict == Verdict::Tooth)
+            mended += static_cast<std::size_t>(decision.missed);
+        else if (decision.verdict != Verdict::Begin)
+            ++mended;
+        else if (&decision != &decisions.front())
+            mended += kLostMended;
     }
     return mended;
 }
@@ -330,7 +488,9 @@ void PulseFollower::Reader::judgeGroup()
 
     using Kind = TachoEvent::Kind;
     const std::size_t mended = mendedOf(judged);
-    const bool unreadable = 2 * mended > size;
+    // Trust that was lost comes back with a quarter, so that luck makes no island in noise.
+    const bool lost = stretch && stretch->kind == Kind::Unreadable;
+    const bool unreadable = (lost ? 4 : 2) * mended > size;
     if (unreadable || (10 * mended > size && mended >= kLeastDisturbed)) {
         const Kind kind = unreadable ? Kind::Unreadable : Kind::Disturbed;
         if (stretch && stretch->kind != kind) closeStretch();
@@ -438,6 +598,7 @@ void PulseFollower::finish()
 {
     Reader& reader = *reader_;
     reader.commit(reader.stages.size() - 1, 0);
+    reader.numberAnyhow();
     while (!reader.group.empty()) reader.judgeGroup();
     reader.closeStretch();
     reader.giveUpFewKnots();

@@ -47,6 +47,11 @@ void TachometerSettings::validate() const
               "limit of the change of speed",
               *maxRpmPerSecond,
               "it must be above 0.");
+    if (smoothingTurns)
+        check(*smoothingTurns >= 0.0 && *smoothingTurns <= 1000.0,
+              "window of the smoothing in turns",
+              *smoothingTurns,
+              "0 to 1000 are allowed.");
     check(disorder >= 0 && disorder <= 1000,
           "disorder of the pulses",
           disorder,

@@ -38,6 +38,11 @@ struct TachometerSettings {
     /// flanks of a channel always come in order, and none is held back.
     int disorder = 8;
 
+    /// Pulse times are smoothed over a window of as many turns (PulseSmoother): 0 to 1000, 0 not at
+    /// all. By default only those of a channel of two values whose flanks lie within a sample, and
+    /// which scatter by that sample.
+    std::optional<double> smoothingTurns;
+
     /// What errors call the channel.
     std::string name = "The tacho channel";
 

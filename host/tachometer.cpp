@@ -12,6 +12,8 @@ namespace Harmotrack::Host {
 namespace {
 
 constexpr std::size_t kSharesToLearn = 32;
+constexpr std::size_t kMostFalls = 4096;   // that wait for a knot, and 8 turns of them
+constexpr std::size_t kMostWaiting = 1024; // pulses, for the share of their falling flanks
 
 double medianOf(std::vector<double> values)
 {
@@ -60,7 +62,7 @@ TachoReading Tachometer::readEdges(std::span<const PulseEdge> edges) const
 TachoReading Tachometer::reading()
 {
     finish();
-    return {takeKnots(), takeEvents(), pulses_};
+    return {takeKnots(), takeEvents(), pulses_, remarks()};
 }
 
 std::vector<double> Tachometer::pulseTimes(const UniformSignal& channel) const
@@ -84,7 +86,6 @@ void Tachometer::start(double rateHz, double startSeconds)
 void Tachometer::feed(std::span<const double> samples)
 {
     for (const PulseEdge& edge : detector_.value().feed(samples)) release(edge);
-    takeFollowed();
 }
 
 void Tachometer::feedEdges(std::span<const PulseEdge> edges)
@@ -95,7 +96,6 @@ void Tachometer::feedEdges(std::span<const PulseEdge> edges)
         checkTime("The time of a pulse of " + settings_.name, edge.seconds);
     }
     for (const PulseEdge& edge : edges) sortIn(edge);
-    takeFollowed();
 }
 
 void Tachometer::finish()
@@ -110,6 +110,47 @@ void Tachometer::finish()
     takeFollowed();
     learnShare();
     passOn(waiting_.size());
+    if (smoother_) smoother_->finish(knots_);
+}
+
+std::vector<std::string> Tachometer::remarks() const
+{
+    std::vector<std::string> remarks;
+    const std::string doubtful = summary_.text(pulses_);
+    if (!doubtful.empty()) remarks.push_back(doubtful);
+    if (smoother_ && smoother_->moved() > 0) {
+        const std::string why =
+            settings_.smoothingTurns
+                ? ""
+                : "The tacho has two values and its pulses scatter by its samples, so ";
+        remarks.push_back(why + (why.empty() ? "The" : "the") + " times of " +
+                          std::to_string(smoother_->moved()) +
+                          " moments were smoothed over up to " +
+                          numberText(smoother_->widestTurns()) + " turns, and moved by up to " +
+                          numberText(smoother_->farthestSeconds()) + " s.");
+    }
+    return remarks;
+}
+
+void Tachometer::note(const TachoEvent& event)
+{
+    summary_.add(event);
+    events_.push_back(event);
+}
+
+// A knot that is certain: on its way to who takes it.
+void Tachometer::pass(const AngleKnot& knot)
+{
+    if (!std::exchange(begun_, true)) {
+        const std::optional<double> turns = settings_.smoothingTurns;
+        const bool byScatter = !turns && detector_ && detector_->isRectangular();
+        if (byScatter || turns.value_or(0.0) > 0.0)
+            smoother_.emplace(turns, detector_ ? detector_->stepSeconds() : 0.0);
+    }
+    if (smoother_)
+        smoother_->feed(knot, knots_);
+    else
+        knots_.push_back(knot);
 }
 
 void Tachometer::sortIn(const PulseEdge& edge)
@@ -128,28 +169,44 @@ void Tachometer::release(const PulseEdge& edge)
 {
     ++pulses_;
     if (edge.seconds <= releasedUntil_) {
-        events_.push_back({edge.seconds, edge.seconds, TachoEvent::Kind::OutOfOrder, 1});
+        note({edge.seconds, edge.seconds, TachoEvent::Kind::OutOfOrder, 1});
         return;
     }
     releasedUntil_ = edge.seconds;
     if (settings_.edge == Edge::Both && !edge.rising) {
         falls_.push_back(edge.seconds);
+        forgetFalls();
     } else {
         follower_.feed({&edge.seconds, 1});
+        takeFollowed();
     }
+}
+
+// No knot is as late as all that wait. The two that stay behind the last knot say that none is its
+// own.
+void Tachometer::forgetFalls()
+{
+    const std::size_t most =
+        kMostFalls + static_cast<std::size_t>(8.0 * settings_.pulsesPerRevolution);
+    if (falls_.size() < most) return;
+    falls_.erase(falls_.begin() + 2, falls_.begin() + static_cast<std::ptrdiff_t>(most / 4));
 }
 
 void Tachometer::takeFollowed()
 {
-    append(events_, follower_.takeEvents());
-    std::vector<AngleKnot> knots = follower_.takeKnots();
+    for (const TachoEvent& event : follower_.takeEvents()) note(event);
+    const std::vector<AngleKnot> knots = follower_.takeKnots();
     if (settings_.edge != Edge::Both) {
-        append(knots_, std::move(knots));
+        for (const AngleKnot& knot : knots) pass(knot);
         return;
     }
     for (const AngleKnot& knot : knots) {
         if (!waiting_.empty()) addFalls(knot);
         waiting_.push_back({knot, {}});
+        if (waiting_.size() >= kMostWaiting) {
+            learnShare();
+            passOn(waiting_.size() - 1);
+        }
     }
     if (share_ && !waiting_.empty()) passOn(waiting_.size() - 1);
 }
@@ -189,12 +246,12 @@ void Tachometer::passOn(std::size_t pulses)
     const double pitch = settings_.gearRatio / settings_.pulsesPerRevolution;
     for (std::size_t i = 0; i < pulses; ++i) {
         const Pulse& pulse = waiting_[i];
-        knots_.push_back(pulse.rise);
+        pass(pulse.rise);
         if (!pulse.fallSeconds || !share_) continue;
         AngleKnot fall;
         fall.seconds = *pulse.fallSeconds;
         fall.turns = pulse.rise.turns + *share_ * pitch;
-        knots_.push_back(fall);
+        pass(fall);
     }
     waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(pulses));
 }

@@ -3,13 +3,16 @@
 #include "host/angle_knot.h"
 #include "host/pulse_detector.h"
 #include "host/pulse_follower.h"
+#include "host/pulse_smoother.h"
 #include "host/tacho_event.h"
 #include "host/tacho_settings.h"
+#include "host/tacho_summary.h"
 #include "host/uniform_signal.h"
 
 #include <cstddef>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace Harmotrack::Host {
@@ -19,19 +22,26 @@ struct TachoReading {
     std::vector<AngleKnot> knots;   ///< in the order of time
     std::vector<TachoEvent> events; ///< what was mended or dropped, in the order it was found
     std::size_t pulses = 0;         ///< that were seen, good and bad
+    /// What has to be known before the single events: where a substantial share of the pulses was
+    /// dropped, and that times were smoothed. A sentence each.
+    std::vector<std::string> remarks;
 };
 
 /// From an analogue tacho channel, or from the times of pulses, to moments of known angle.
 ///
-///     channel -> PulseDetector -> flanks -> (sorted) -> PulseFollower -> knots
+///     channel -> PulseDetector -> flanks -> (sorted) -> PulseFollower -> PulseSmoother -> knots
 ///     pulse times -------------------------^
+///
+/// The PulseSmoother has a part where the settings say so, or where it finds the scatter of a
+/// rectangular channel.
 ///
 /// Both ways take any number of calls with any number of values, and what comes out does not depend
 /// on how they were split. Pulse times may come out of order (disorder). With Edge::Both a falling
 /// flank is a knot too: it stands where the falling flanks stand on the average between two rising
 /// ones, learned from the first 32 pulses, and a rising flank stays the mark.
 ///
-/// Memory does not grow with time, but for what was not taken yet. One thread at a time.
+/// Memory does not grow with time, but for what was not taken yet: of what can't be followed at
+/// most 4096 falling flanks, and those of 8 turns, are kept. One thread at a time.
 class Tachometer {
 public:
     /// @throws HostError  the settings are out of range
@@ -70,6 +80,12 @@ public:
     std::vector<AngleKnot> takeKnots();   ///< those that are certain and were not taken yet
     std::vector<TachoEvent> takeEvents(); ///< likewise
 
+    /// TachoReading.remarks of all so far.
+    [[nodiscard]] std::vector<std::string> remarks() const;
+
+    /// Flanks and pulses that wait to become knots.
+    [[nodiscard]] std::size_t waiting() const { return falls_.size() + waiting_.size(); }
+
     [[nodiscard]] std::size_t pulses() const { return pulses_; } ///< seen so far
 
     [[nodiscard]] const TachometerSettings& settings() const { return settings_; }
@@ -81,8 +97,11 @@ private:
         std::optional<double> fallSeconds;
     };
 
+    void note(const TachoEvent& event);
+    void pass(const AngleKnot& knot);
     void sortIn(const PulseEdge& edge);
     void release(const PulseEdge& edge);
+    void forgetFalls();
     void takeFollowed();
     void addFalls(const AngleKnot& next);
     void learnShare();
@@ -103,8 +122,12 @@ private:
     std::vector<double> shares_;  ///< where falling flanks stood between rising ones, 0 to 1
     std::optional<double> share_; ///< learned
 
+    std::optional<PulseSmoother> smoother_;
+    bool begun_ =
+        false; ///< the first knot has come, and with it the smoother, if there is to be one
     std::vector<AngleKnot> knots_;
     std::vector<TachoEvent> events_;
+    TachoSummary summary_;
 };
 
 } // namespace Harmotrack::Host

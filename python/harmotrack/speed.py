@@ -68,7 +68,8 @@ class Speed:
     channel
         Name of the channel of the recording that it was read from, if it was.
     notes
-        Sentences about what was mended, dropped or left out, the first few of many.
+        Sentences about what was mended, dropped or left out: first where a substantial share of the
+        pulses was, then the first few of many.
     repairs
         All of those about pulses; None where there are none to mend.
 
@@ -96,6 +97,7 @@ class Speed:
         missing_teeth: int = 0,
         gear_ratio: float = 1.0,
         max_rpm: float | None = None,
+        smoothing_turns: float | None = None,
         progress: Callable[[float], object] | None = None,
     ) -> Speed:
         """From the pulses of an analogue tacho channel.
@@ -120,6 +122,11 @@ class Speed:
             Revolutions of the shaft in one of the wheel; there is no mark unless it is 1.
         max_rpm
             What the machine can't exceed: pulses that say more are dropped.
+        smoothing_turns
+            Window, in turns of the shaft, over which a polynomial of third degree smooths the times
+            of the pulses, 0 to 1000; 0 is none. By default it is up to 64 turns, where the channel
+            has two values and its pulses scatter by no more than its samples; no pulse is moved by
+            more than 0.6 samples then. ``notes`` tell it.
         progress
             Called now and then with the share that is done, 0 to 1; what it raises ends the
             reading.
@@ -143,6 +150,7 @@ class Speed:
             missing_teeth,
             gear_ratio,
             max_rpm,
+            smoothing_turns,
         )
         reader = _native.TachoReader(settings, channel.rate, channel.start)
         done = 0
@@ -151,7 +159,7 @@ class Speed:
             done += samples.size
             if progress is not None:
                 progress(done / channel.size)
-        segments, pulses, repairs = reader.finish()
+        segments, pulses, repairs, remarks = reader.finish()
         if not segments:
             raise HarmotrackError(f"The tacho channel {channel.name!r} gives too few pulses.")
         per_turn = "a pulse" if pulses_per_revolution == 1 else f"{pulses_per_revolution:g} pulses"
@@ -160,12 +168,18 @@ class Speed:
             f"tacho {channel.name!r}, {pulses} pulses, {per_turn} a revolution",
             gear_ratio == 1.0,
             channel.name,
-            _first_of(repairs, "such pulses"),
+            (*remarks, *_first_of(repairs, "such pulses")),
             tuple(repairs),
         )
 
     @classmethod
-    def from_pulses(cls, seconds: ArrayLike, pulses_per_revolution: float = 1.0) -> Speed:
+    def from_pulses(
+        cls,
+        seconds: ArrayLike,
+        pulses_per_revolution: float = 1.0,
+        *,
+        smoothing_turns: float | None = None,
+    ) -> Speed:
         """From the times of pulses; the first one is angle 0.
 
         Parameters
@@ -174,6 +188,9 @@ class Speed:
             Shape (n), at least 4, rising.
         pulses_per_revolution
             Above 0; need not be whole.
+        smoothing_turns
+            Window, in turns of the shaft, over which a polynomial of third degree smooths the times
+            of the pulses, 0 to 1000; None is none too.
 
         Missing and extra pulses are mended, as those of a tacho channel.
 
@@ -184,13 +201,15 @@ class Speed:
         """
         times = _row("The times of the pulses", seconds)
         _check_rising("The times of the pulses", times)
-        settings = tachometer("The shaft", pulses_per_revolution)
-        segments, _, repairs = _native.read_pulses(times, settings)
+        settings = tachometer(
+            "The shaft", pulses_per_revolution, smoothing_turns=smoothing_turns
+        )
+        segments, _, repairs, remarks = _native.read_pulses(times, settings)
         if not segments:
             raise HarmotrackError(
                 f"There are {times.size} pulses, and at least 4 that follow each other are needed."
             )
-        notes = _first_of(repairs, "such pulses")
+        notes = (*remarks, *_first_of(repairs, "such pulses"))
         return cls(tuple(segments), f"{times.size} pulses", True, None, notes, tuple(repairs))
 
     @classmethod
@@ -384,6 +403,7 @@ def tachometer(
     missing_teeth: int = 0,
     gear_ratio: float = 1.0,
     max_rpm: float | None = None,
+    smoothing_turns: float | None = None,
 ) -> _native.TachometerSettings:
     """How a tacho's pulses are read; checked."""
     check_choice("edge", edge, EDGES)
@@ -397,6 +417,7 @@ def tachometer(
     settings.missing_teeth = missing_teeth
     settings.gear_ratio = float(gear_ratio)
     settings.max_rpm = max_rpm
+    settings.smoothing_turns = smoothing_turns
     settings.validate()
     return settings
 

@@ -37,8 +37,10 @@ namespace {
 
 using Host::ShaftAngle;
 
-/// The segments of known angle, the number of pulses, and what was mended or dropped, in words.
-using TachoReading = std::tuple<std::vector<ShaftAngle>, std::size_t, std::vector<std::string>>;
+/// The segments of known angle, the number of pulses, what was mended or dropped, in words, and
+/// what has to be known before that.
+using TachoReading = std::
+    tuple<std::vector<ShaftAngle>, std::size_t, std::vector<std::string>, std::vector<std::string>>;
 
 /// Reads a tacho channel in pieces of any size; samples are read where they stand, none is kept.
 class TachoReader {
@@ -61,7 +63,10 @@ public:
         const nb::gil_scoped_release unlocked;
         tachometer_.finish();
         take();
-        return {ShaftAngle::segmentsOf(knots_), tachometer_.pulses(), std::move(events_)};
+        return {ShaftAngle::segmentsOf(knots_),
+                tachometer_.pulses(),
+                std::move(events_),
+                tachometer_.remarks()};
     }
 
 private:
@@ -83,7 +88,7 @@ TachoReading readPulses(const Samples& seconds, const Host::TachometerSettings& 
     const Host::TachoReading read = Host::Tachometer(settings).readPulses(spanOf(seconds));
     std::vector<std::string> events;
     for (const Host::TachoEvent& event : read.events) events.push_back(event.text());
-    return {ShaftAngle::segmentsOf(read.knots), read.pulses, std::move(events)};
+    return {ShaftAngle::segmentsOf(read.knots), read.pulses, std::move(events), read.remarks};
 }
 
 /// Finds the pulses of a tacho channel likewise, as they stand there, before anything is mended.
@@ -138,6 +143,7 @@ void bindTachometer(nb::module_& module)
         .def_rw("missing_teeth", &TachometerSettings::missingTeeth)
         .def_rw("gear_ratio", &TachometerSettings::gearRatio)
         .def_rw("max_rpm", &TachometerSettings::maxRpm, nb::arg().none())
+        .def_rw("smoothing_turns", &TachometerSettings::smoothingTurns, nb::arg().none())
         .def_rw("name", &TachometerSettings::name)
         .def("validate", &TachometerSettings::validate);
     nb::class_<TachoReader>(module, "TachoReader", "Reads a tacho channel in pieces.")
@@ -148,7 +154,9 @@ void bindTachometer(nb::module_& module)
         .def("feed", &TachoReader::feed, "samples"_a)
         .def("finish",
              &TachoReader::finish,
-             "Segments of known angle, number of pulses, and what was mended or dropped.");
+             "Segments of known angle, number of pulses, what was mended or dropped, and what has "
+             "to "
+             "be known before that.");
     module.def("read_pulses",
                &readPulses,
                "seconds"_a,

@@ -338,6 +338,41 @@ TEST(TachometerRepair, ChunksOfAnySizeGiveTheSameKnots)
     }
 }
 
+// Noise that crosses the level at random for a hundred thousand flanks.
+TEST(TachometerRepair, FlanksThatCantBeFollowedAreNotKept)
+{
+    TachometerSettings settings;
+    settings.edge = Edge::Both;
+    settings.disorder = 0;
+    Tachometer tachometer(settings);
+    std::mt19937 random(5);
+    std::exponential_distribution<double> step(400.0);
+    double seconds = 0.0;
+    std::size_t most = 0;
+    for (int k = 0; k < 100000; ++k) {
+        seconds += 1e-6 + step(random) * step(random) * 400.0;
+        const PulseEdge edge{seconds, k % 100 == 0};
+        tachometer.feedEdges({&edge, 1});
+        most = std::max(most, tachometer.waiting());
+    }
+    EXPECT_LE(most, 4096U + 8U + 1024U);
+}
+
+// A tenth of the pulses of a stretch are mended: it is said before all else, once.
+TEST(TachometerRepair, ManyDroppedPulsesAreARemarkOfTheirOwn)
+{
+    std::vector<double> pulses = pulsesOf(kRunUp, 300, 1.0);
+    const TachoReading clean = Tachometer().readPulses(pulses);
+    EXPECT_TRUE(clean.remarks.empty());
+    for (int k = 40; k > 20; --k) pulses.insert(pulses.begin() + k, kRunUp.secondsAt(k - 0.35));
+    TachometerSettings settings;
+    settings.maxRpm = 1000.0;
+    const TachoReading reading = Tachometer(settings).readPulses(pulses);
+    ASSERT_EQ(reading.remarks.size(), 1U);
+    EXPECT_THAT(reading.remarks[0],
+                HasSubstr("20 pulses of the tacho, which has 320, were dropped"));
+}
+
 TEST(TachometerRepair, SettingsOfTheWheelOutOfRangeAreRefused)
 {
     const auto refused = [](auto field, auto value) {
@@ -353,6 +388,7 @@ TEST(TachometerRepair, SettingsOfTheWheelOutOfRangeAreRefused)
     EXPECT_THAT(refused(&S::gearRatio, 0.0), HasSubstr("gear ratio is 0"));
     EXPECT_THAT(refused(&S::maxRpm, -5.0), HasSubstr("limit of the speed is -5"));
     EXPECT_THAT(refused(&S::maxRpmPerSecond, 0.0), HasSubstr("change of speed is 0"));
+    EXPECT_THAT(refused(&S::smoothingTurns, -1.0), HasSubstr("smoothing in turns is -1"));
     EXPECT_THAT(refused(&S::disorder, -1), HasSubstr("disorder of the pulses is -1"));
     EXPECT_THAT(errorOf([] { TimeStamps stamps(65, 1.0); }), HasSubstr("65 bits"));
     EXPECT_THAT(errorOf([] { TimeStamps stamps(32, 0.0); }), HasSubstr("is 0 Hz"));
