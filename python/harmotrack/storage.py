@@ -2,9 +2,10 @@
 
 from __future__ import annotations
 
+import io
 from importlib.util import find_spec
 from pathlib import Path
-from typing import TYPE_CHECKING, Literal
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 import pandas as pd
@@ -28,18 +29,31 @@ _PASSES = ("rising", "falling")  #: groups of a file of both
 
 
 def save(analysis: OrderAnalysis | TwoPasses, path: str | Path) -> Path:
-    """Of the name's end .nc or .zarr; two passes stand in groups of one file."""
-    path = Path(path)
-    kind = _kind(path)
-    head = {"harmotrack_format": FORMAT_VERSION}
+    """Stores results under a name that ends in .nc or .zarr; two passes as groups of one file."""
     with pending(path) as hidden:
-        if isinstance(analysis, OrderAnalysis):
-            _write(analysis.dataset.assign_attrs(head), hidden, kind)
-        else:
-            _write(xr.Dataset(attrs=head), hidden, kind)
-            for name, one in zip(_PASSES, analysis, strict=True):
-                _write(one.dataset, hidden, kind, name)
-    return path
+        write_results(analysis, hidden)
+    return Path(path)
+
+
+def write_results(analysis: OrderAnalysis | TwoPasses, path: Path) -> None:
+    """The same, without a care for what stands there or for a disk that is full amid it.
+
+    All is built in memory first: the libraries of both kinds stand no error of the disk.
+    """
+    head = {"harmotrack_format": FORMAT_VERSION}
+    groups = {"": xr.Dataset(attrs=head)}
+    if isinstance(analysis, OrderAnalysis):
+        groups = {"": analysis.dataset.assign_attrs(head)}
+    else:
+        groups |= {name: one.dataset for name, one in zip(_PASSES, analysis, strict=True)}
+    split = {name: _split_complex(dataset) for name, dataset in groups.items()}
+    if _kind(path) == "netcdf":
+        path.write_bytes(_netcdf(split))
+        return
+    for key, value in _zarr(split).items():
+        file = path / key
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_bytes(value)
 
 
 def load(path: str | Path) -> OrderAnalysis | TwoPasses:
@@ -92,16 +106,28 @@ def read_groups(path: Path, kind: str) -> list[xr.Dataset]:
     return [top]
 
 
-def _write(dataset: xr.Dataset, path: Path, kind: str, group: str | None = None) -> None:
-    split = _split_complex(dataset)
-    mode: Literal["w", "a"] = "a" if path.exists() else "w"
-    if kind == "netcdf":
-        encoding = {
-            name: {"zlib": True, "complevel": 3} for name, v in split.items() if v.size > 1000
-        }
-        split.to_netcdf(path, mode, engine="h5netcdf", encoding=encoding, group=group)
-    else:
-        split.to_zarr(path, mode=mode, consolidated=False, zarr_format=2, group=group)
+def _netcdf(groups: dict[str, xr.Dataset]) -> memoryview:
+    import h5netcdf
+
+    image = io.BytesIO()
+    with h5netcdf.File(image, "w") as file:
+        for name, dataset in groups.items():
+            encoding = {
+                key: {"zlib": True, "complevel": 3} for key, v in dataset.items() if v.size > 1000
+            }
+            place = file.create_group(name) if name else file
+            dataset.dump_to_store(xr.backends.H5NetCDFStore(place), encoding=encoding)
+    return image.getbuffer()
+
+
+def _zarr(groups: dict[str, xr.Dataset]) -> dict[str, bytes]:
+    """The files of a store by their paths in it."""
+    store: dict[str, Any] = {}
+    for name, dataset in groups.items():
+        dataset.to_zarr(store, mode="a", consolidated=False, zarr_format=2, group=name or None)
+    return {
+        key: value if isinstance(value, bytes) else value.to_bytes() for key, value in store.items()
+    }
 
 
 def _read(path: Path, kind: str, group: str | None = None) -> xr.Dataset:

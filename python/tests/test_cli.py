@@ -341,3 +341,20 @@ def test_remarks_are_printed_and_told_to_scripts(
     (remark,) = json.loads(said.out)["remarks"]
     assert "the angle begins anew" in remark
     assert said.err.count(remark) == 1
+
+
+@pytest.mark.parametrize(
+    ("error", "words"),
+    [
+        (MemoryError(), "The memory is too small for this"),
+        (PermissionError(13, "Permission denied", "/locked"), "/locked can't be used: permission"),
+    ],
+)
+def test_what_the_system_refuses_anywhere_meets_one_sentence(
+    capsys: pytest.CaptureFixture, error: Exception, words: str
+) -> None:
+    def refused() -> None:
+        raise error
+
+    assert run(refused) == 2
+    assert words in sentence(capsys)

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import io
 from collections.abc import Callable
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
@@ -40,7 +41,7 @@ def command(
     Without options the tacho is found by itself.
     """
     from harmotrack.files import OutputFolder
-    from harmotrack.storage import write_tables
+    from harmotrack.storage import write_results, write_tables
 
     if output is None:
         output = file.with_suffix("") if file.suffix else Path(f"{file}_orders")
@@ -50,7 +51,7 @@ def command(
             write_pictures(analysis, folder)
         if tables != "none":
             write_tables(analysis, folder, tables)
-        analysis.save(folder / "results.nc")
+        write_results(analysis, folder / "results.nc")
     summary = summary_of(analysis)
     if as_json:
         words.as_json({**summary, "files": [str(path) for path in folder.files]})
@@ -129,12 +130,15 @@ def write_pictures(analysis: OrderAnalysis | TwoPasses, folder: OutputFolder) ->
 
 
 def save_picture(axes: Any, path: Path) -> None:
-    """Of one axes or of several that share a figure."""
+    """Of one axes or of several that share a figure; drawn in memory, as what draws stumbles over a
+    full disk."""
     import matplotlib.pyplot as plt
 
+    image = io.BytesIO()
     figure = (axes if hasattr(axes, "figure") else axes[0]).figure
-    figure.savefig(path, dpi=130)
+    figure.savefig(image, format=path.suffix[1:], dpi=130)
     plt.close(figure)
+    path.write_bytes(image.getbuffer())
 
 
 def summary_of(analysis: OrderAnalysis | TwoPasses) -> dict[str, Any]:

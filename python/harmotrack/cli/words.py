@@ -4,11 +4,13 @@ from __future__ import annotations
 
 import json
 import sys
+from contextlib import suppress
 from typing import Any
 
 
 def note(sentence: str) -> None:
-    print(sentence, file=sys.stderr)
+    with suppress(OSError):  # where nobody can read it, the results count
+        print(sentence, file=sys.stderr, flush=True)
 
 
 def as_json(value: Any) -> None:
