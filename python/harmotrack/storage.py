@@ -26,6 +26,7 @@ if TYPE_CHECKING:
 #: Of the files; a reader refuses those of a later number.
 FORMAT_VERSION = 1
 _PASSES = ("rising", "falling")  #: groups of a file of both
+_LEAST_GAP_TURNS = 1.5  #: elsewhere a turn lies between two speeds of a profile
 
 
 def save(analysis: OrderAnalysis | TwoPasses, path: str | Path) -> Path:
@@ -217,8 +218,7 @@ def _tables_of_speeds(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
 
 def _tables_of_times(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
     """Of what belongs to the whole recording."""
-    speed = analysis.speed_profile
-    found = {"speed": pd.DataFrame({"time_s": speed["time"].values, "speed_rpm": speed.values})}
+    found = {"speed": _speed_table(analysis.speed_profile)}
     if (rows := analysis.order_spectrogram) is not None:
         columns = [f"{order:.6g}" for order in rows["order"].values]
         frames = []
@@ -231,6 +231,18 @@ def _tables_of_times(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
             frames.append(frame)
         found["order_spectrogram"] = pd.concat(frames, ignore_index=True)
     return found
+
+
+def _speed_table(speed: xr.DataArray) -> pd.DataFrame:
+    """A speed a turn; a row of speed 0 stands where the angle begins anew, so that nobody takes the
+    shaft to turn there."""
+    seconds, rpm = speed["time"].values, speed.values
+    turns = np.diff(seconds) * (rpm[1:] + rpm[:-1]) / 120.0
+    gaps = np.flatnonzero(turns > _LEAST_GAP_TURNS) + 1
+    middles = (seconds[gaps] + seconds[gaps - 1]) / 2.0
+    return pd.DataFrame(
+        {"time_s": np.insert(seconds, gaps, middles), "speed_rpm": np.insert(rpm, gaps, 0.0)}
+    )
 
 
 def _map_table(
@@ -318,7 +330,9 @@ def write_table(table: pd.DataFrame, path: str | Path) -> Path:
 
 
 def _write_table(table: pd.DataFrame, path: Path) -> None:
-    if path.suffix == ".csv":
+    if path.suffix.lower() == ".csv":
+        if "time_s" in table:  # turns can be told apart after a day
+            table = table.assign(time_s=[f"{seconds:.10g}" for seconds in table["time_s"]])
         table.to_csv(path, index=False, float_format="%.7g")
         return
     if find_spec("pyarrow") is None:
