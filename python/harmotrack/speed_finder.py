@@ -4,12 +4,12 @@ from __future__ import annotations
 
 import re
 from dataclasses import dataclass, replace
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
 from harmotrack.errors import HarmotrackError
-from harmotrack.recording import Channel, Recording, blocks_of
+from harmotrack.recording import Channel, PulseTrain, Recording, blocks_of
 from harmotrack.speed import Speed, pulse_times, rpm_of
 
 if TYPE_CHECKING:
@@ -117,7 +117,10 @@ def _says_speed(channel: Channel) -> bool:
 
 
 def find_speed(
-    recording: Recording, pulses_per_revolution: float = 1.0, progress: Progress | None = None
+    recording: Recording,
+    pulses_per_revolution: float = 1.0,
+    progress: Progress | None = None,
+    **tacho: Any,
 ) -> Speed:
     """The speed from pulses whose moments the file tells, from the likeliest tacho, from a speed
     channel, or the constant one that the file tells.
@@ -132,6 +135,9 @@ def find_speed(
         Of the tacho.
     progress
         Called now and then with the share that is done, 0 to 1; what it raises ends the search.
+    tacho
+        Other options of Speed.from_tacho(), or of Speed.from_pulses() where the file tells the
+        moments of pulses, for the tacho that is found.
 
     Raises
     ------
@@ -142,14 +148,14 @@ def find_speed(
     trains = [train for train in recording.pulses if train.seconds.size >= _LEAST_PULSES]
     if trains:
         train = min(trains, key=lambda one: not _TACHO_NAME.search(one.name))
-        speed = Speed.from_pulses(train.seconds, pulses_per_revolution)
-        return replace(speed, source=f"{speed.source} of {train.name!r}")
+        return speed_of_train(train, pulses_per_revolution=pulses_per_revolution, **tacho)
     tachos = likely_tachos(recording, lambda share: tell(0.7 * share))
     if tachos and (tachos[0].named or recording.constant_rpm is None):
         return Speed.from_tacho(
             recording[tachos[0].channel],
             pulses_per_revolution=pulses_per_revolution,
             progress=lambda share: tell(0.7 + 0.3 * share),
+            **tacho,
         )
     channels = likely_speed_channels(recording)
     if len(channels) == 1:
@@ -164,6 +170,21 @@ def find_speed(
         f"No channel of {recording.name or 'the recording'} looks like a tacho or a speed: name "
         "one, give a speed profile, or track the speed."
     )
+
+
+def speed_of_train(train: PulseTrain, **tacho: Any) -> Speed:
+    """The speed from pulses whose moments the file tells, with the options of Speed.from_pulses().
+
+    Raises HarmotrackError if the speed can't be told, or an option needs the samples of a tacho.
+    """
+    for option in ("level", "hysteresis_percent", "edge"):
+        if option in tacho:
+            raise HarmotrackError(
+                f"The tacho {train.name!r} consists of the moments of its pulses, so {option} has "
+                "no meaning for it."
+            )
+    speed = Speed.from_pulses(train.seconds, **tacho)
+    return replace(speed, source=f"{speed.source} of {train.name!r}")
 
 
 def _constant(recording: Recording, rpm: float) -> Speed:

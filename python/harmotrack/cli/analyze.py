@@ -21,24 +21,28 @@ if TYPE_CHECKING:
 @click.command("analyze")
 @file_argument
 @click.option(
-    "--output", "-o", type=click.Path(path_type=Path), help="Folder; FILE's name without its end."
+    "--output",
+    "-o",
+    type=click.Path(path_type=Path),
+    help="Folder to be filled; default: FILE's name without its end.",
 )
 @click.option(
     "--tables",
     type=click.Choice(["csv", "parquet", "none"]),
     default="csv",
     show_default=True,
-    help="Kind of the tables.",
+    help="Kind of the tables, or none of them.",
 )
-@click.option("--no-pictures", is_flag=True, help="Tables and results alone.")
+@click.option("--no-pictures", is_flag=True, help="Write tables and results alone.")
 @analysis_options
 @json_option
 def command(
     file: Path, output: Path | None, tables: str, no_pictures: bool, as_json: bool, **options: Any
 ) -> None:
-    """Pictures and tables of everything, into a folder; and results.nc, which load() reads.
+    """Analyses a recording into a folder: pictures and tables of everything, and results.nc, which
+    the report and Python's harmotrack.load() read.
 
-    Without options the tacho is found by itself.
+    Without options the tacho is found by itself, and all settings suit the recording.
     """
     from harmotrack.files import OutputFolder
     from harmotrack.storage import write_results, write_tables

@@ -16,14 +16,14 @@ from harmotrack.cli import words
 from harmotrack.errors import HarmotrackError, reason
 
 _COMMANDS = {
-    "info": "Channels, rates, levels, and which channel is likely the tacho.",
-    "analyze": "Pictures and tables of everything, into a folder.",
-    "report": "One HTML file that shows everything in any browser.",
-    "map": "One picture: the order map.",
-    "orders": "The amplitudes and phases of orders over the speed.",
-    "track": "The speed of a machine from one of its signals, without a tacho.",
-    "simulate": "A machine that runs up through its resonances, with the truth about it.",
-    "convert": "A recording from one kind of file to another.",
+    "info": "List the channels of a recording, and which one is likely the tacho.",
+    "analyze": "Write pictures and tables of everything into a folder.",
+    "report": "Write one HTML file that shows everything in any browser.",
+    "map": "Draw one picture, the order map or another one.",
+    "orders": "List the amplitudes and phases of orders over the speed.",
+    "track": "Tell the speed of a machine from one of its signals, without a tacho.",
+    "simulate": "Simulate a machine that runs up through its resonances.",
+    "convert": "Write a recording as another kind of file.",
 }
 
 _UNREAD = 1

@@ -21,12 +21,15 @@ _RESULTS = (".nc", ".zarr")
 @click.command("report")
 @file_argument
 @click.option(
-    "--output", "-o", type=click.Path(path_type=Path), help="Page; FILE's name with .html."
+    "--output",
+    "-o",
+    type=click.Path(path_type=Path),
+    help="Page to be written; default: FILE's name with .html.",
 )
 @analysis_options
 @json_option
 def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> None:
-    """One HTML file that shows everything in any browser, to explore and to send on.
+    """Writes one HTML file that shows everything in any browser, to explore and to send on.
 
     FILE is a recording, or results that were stored by analyze or save(). Passes apart give a page
     each, whose names end in _rising and _falling.

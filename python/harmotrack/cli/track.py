@@ -15,31 +15,43 @@ from harmotrack.cli.options import (
     reading_options,
     tracking_options,
 )
+from harmotrack.cli.speed_source import track_of
 from harmotrack.errors import HarmotrackError
 
 
 @click.command("track")
 @file_argument
-@click.option("--output", "-o", type=click.Path(path_type=Path), help="Table: .csv or .parquet.")
 @click.option(
-    "--picture", type=click.Path(path_type=Path), help="Of the speed: .png, .svg or .pdf."
+    "--output",
+    "-o",
+    type=click.Path(path_type=Path),
+    help="Table of the speed over the time to be written: a name that ends in .csv or .parquet.",
 )
-@click.option("--channels", metavar="CHANNEL", help="By name or by number from 1; the first one.")
+@click.option(
+    "--picture",
+    type=click.Path(path_type=Path),
+    help="Picture of the speed to be drawn: a name that ends in .png, .svg or .pdf.",
+)
+@click.option(
+    "--channels",
+    metavar="CHANNEL",
+    help="Channel whose signal is taken, by its name or by its number from 1; default: the first.",
+)
 @tracking_options
 @reading_options
 @json_option
 def command(
     file: Path, output: Path | None, picture: Path | None, as_json: bool, **options: Any
 ) -> None:
-    """The speed of a machine from one of its signals, without a tacho, within --track MIN:MAX."""
+    """Tells the speed of a machine from one of its signals, without a tacho, within --track
+    MIN:MAX."""
     if options["track"] is None:
         raise HarmotrackError("The range of the speed is missing: --track MIN:MAX, in rpm.")
     if output is not None and output.suffix.lower() not in (".csv", ".parquet"):
         raise HarmotrackError(f"The name {output.name} must end in .csv or in .parquet.")
     if picture is not None and picture.suffix.lower() not in (".png", ".svg", ".pdf"):
         raise HarmotrackError(f"The name {picture.name} must end in .png, .svg or .pdf.")
-    request = Request(options)
-    tracked = request.track(request.read(file))
+    tracked = track_of(options, Request(options).read(file))
     table = tracked.table()
     if output is not None:
         from harmotrack.storage import write_table
