@@ -88,7 +88,8 @@ def pending_together(*paths: str | Path) -> Iterator[list[Path]]:
     for target in targets:
         if not target.parent.is_dir():
             raise HarmotrackError(f"There is no folder {target.parent} to put {target.name} into.")
-    with told(f"{targets[0]} can't be written"), ExitStack() as folders:
+    names = " and ".join(map(str, targets))
+    with told(f"{names} can't be written"), ExitStack() as folders:
         hidden = [
             folders.enter_context(unfinished(target.parent)) / target.name for target in targets
         ]

@@ -319,17 +319,18 @@ def write_tables(
     if kind not in ("csv", "parquet"):
         raise HarmotrackError(f"The kind of tables is {kind!r}, and it must be 'csv' or 'parquet'.")
     for name, table in tables(analysis).items():
-        _write_table(table, output / f"{name}.{kind}")
+        table_into(table, output / f"{name}.{kind}")
 
 
 def write_table(table: pd.DataFrame, path: str | Path) -> Path:
     """One table under a name that ends in .csv or .parquet."""
     with pending(path) as hidden:
-        _write_table(table, hidden)
+        table_into(table, hidden)
     return Path(path)
 
 
-def _write_table(table: pd.DataFrame, path: Path) -> None:
+def table_into(table: pd.DataFrame, path: Path) -> None:
+    """The same, without a care for what stands there or for a disk that is full amid it."""
     if path.suffix.lower() == ".csv":
         if "time_s" in table:  # turns can be told apart after a day
             table = table.assign(time_s=[f"{seconds:.10g}" for seconds in table["time_s"]])

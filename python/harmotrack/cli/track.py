@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from pathlib import Path
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import click
 
@@ -17,6 +17,9 @@ from harmotrack.cli.options import (
 )
 from harmotrack.cli.speed_source import track_of
 from harmotrack.errors import HarmotrackError
+
+if TYPE_CHECKING:
+    from harmotrack.tracking import Track
 
 
 @click.command("track")
@@ -53,12 +56,7 @@ def command(
         raise HarmotrackError(f"The name {picture.name} must end in .png, .svg or .pdf.")
     tracked = track_of(options, Request(options).read(file))
     table = tracked.table()
-    if output is not None:
-        from harmotrack.storage import write_table
-
-        write_table(table, output)
-    if picture is not None:
-        _draw(tracked, picture)
+    _write(tracked, table, output, picture)
     if as_json:
         words.as_json(
             {
@@ -78,12 +76,19 @@ def command(
             print(path)
 
 
-def _draw(tracked: Any, picture: Path) -> None:
-    import matplotlib as mpl
+def _write(tracked: Track, table: Any, output: Path | None, picture: Path | None) -> None:
+    """Both files or none."""
+    from harmotrack.files import pending_together
 
-    mpl.use("Agg")
-    from harmotrack.cli.analyze import save_picture
-    from harmotrack.files import pending
+    with pending_together(*(path for path in (output, picture) if path is not None)) as hidden:
+        if output is not None:
+            from harmotrack.storage import table_into
 
-    with pending(picture) as hidden:
-        save_picture(tracked.plot(), hidden)
+            table_into(table, hidden[0])
+        if picture is not None:
+            import matplotlib as mpl
+
+            mpl.use("Agg")
+            from harmotrack.cli.analyze import save_picture
+
+            save_picture(tracked.plot(), hidden[-1])
