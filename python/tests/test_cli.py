@@ -95,6 +95,27 @@ def test_every_option_is_explained(name: str) -> None:
             assert len(option.help.split()) >= 2, option.name
 
 
+@pytest.mark.parametrize("encoding", ["ascii", "latin-1", "utf-8"])
+def test_an_output_without_all_letters_is_written_all_the_same(
+    tmp_path: Path, encoding: str
+) -> None:
+    rows = "".join(f"{k / 100.0:.2f},{k % 7}\n" for k in range(1000))
+    (tmp_path / "run.csv").write_text(f"time [s],Ω [µm]\n{rows}", encoding="utf-8")
+
+    def told(*options: str) -> str:
+        return subprocess.run(
+            [Path(sys.executable).with_name("harmotrack"), "info", "run.csv", *options],
+            cwd=tmp_path,
+            env={**os.environ, "PYTHONIOENCODING": encoding},
+            capture_output=True,
+            check=True,
+        ).stdout.decode(encoding)
+
+    (channel,) = json.loads(told("--json"))["channels"]
+    assert (channel["name"], channel["unit"]) == ("Ω", "µm")
+    assert ("Ω" if encoding == "utf-8" else "\\u03a9") in told()
+
+
 def test_completion_for_bash_is_offered() -> None:
     answer = subprocess.run(
         [Path(sys.executable).with_name("harmotrack")],

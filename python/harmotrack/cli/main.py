@@ -4,6 +4,7 @@ completion answer at once."""
 from __future__ import annotations
 
 import errno
+import io
 import sys
 from collections.abc import Callable
 from contextlib import suppress
@@ -62,6 +63,8 @@ def main(arguments: list[str] | None = None) -> None:
     """Runs the command and ends the process: 0; 2 after one sentence about bad input, or about what
     the system refuses; 130 after an interrupt; 1 without a word where nobody reads the output any
     more."""
+    if isinstance(sys.stdout, io.TextIOWrapper):  # what it has no letters for is no reason to fail
+        sys.stdout.reconfigure(errors="backslashreplace")
     sys.exit(run(lambda: group.main(arguments, "harmotrack", standalone_mode=False)))
 
 

@@ -14,7 +14,8 @@ def note(sentence: str) -> None:
 
 
 def as_json(value: Any) -> None:
-    print(json.dumps(_plain(value), indent=2, ensure_ascii=False, allow_nan=False))
+    every_letter = str(getattr(sys.stdout, "encoding", "")).lower().startswith("utf")
+    print(json.dumps(_plain(value), indent=2, ensure_ascii=not every_letter, allow_nan=False))
 
 
 def _plain(value: Any) -> Any:
