@@ -47,6 +47,7 @@ class OutputFolder:
         made: list[Path] = []
         try:
             with told(f"No files can be put into the folder {self.folder}"):
+                self.check()
                 self._make(made)
                 with unfinished(self.folder) as self._hidden:
                     yield
@@ -62,8 +63,12 @@ class OutputFolder:
             if not parent.exists():
                 parent.mkdir()
                 made.append(parent)
-        if not self.folder.is_dir():
-            raise HarmotrackError(f"{self.folder} is no folder, so no files can be put into it.")
+
+    def check(self) -> None:
+        """Raises HarmotrackError if a file stands in the way of the folder."""
+        there = next(path for path in [self.folder, *self.folder.parents] if path.exists())
+        if not there.is_dir():
+            raise HarmotrackError(f"{there} is no folder, so no files can be put into it.")
 
     def _name(self) -> None:
         with uninterrupted():
@@ -85,9 +90,7 @@ def pending_together(*paths: str | Path) -> Iterator[list[Path]]:
     An OSError within the block, as on a full disk, becomes a HarmotrackError.
     """
     targets = [Path(path) for path in paths]
-    for target in targets:
-        if not target.parent.is_dir():
-            raise HarmotrackError(f"There is no folder {target.parent} to put {target.name} into.")
+    check_places(*targets)
     names = " and ".join(map(str, targets))
     with told(f"{names} can't be written"), ExitStack() as folders:
         hidden = [
@@ -97,6 +100,16 @@ def pending_together(*paths: str | Path) -> Iterator[list[Path]]:
         with uninterrupted():
             for source, target in zip(hidden, targets, strict=True):
                 replace(source, target)
+
+
+def check_places(*paths: Path) -> None:
+    """Raises HarmotrackError if files have no folder to stand in or no name that the system takes,
+    before the work of making them is done."""
+    for path in paths:
+        with told(f"{path} can't be written"), suppress(FileNotFoundError):
+            if not path.parent.is_dir():
+                raise HarmotrackError(f"There is no folder {path.parent} to put {path.name} into.")
+            path.lstat()
 
 
 @contextmanager

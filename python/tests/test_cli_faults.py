@@ -106,6 +106,21 @@ def test_a_place_that_can_not_be_written_meets_one_sentence(
     assert listed(folder) == before
 
 
+# An hour of analysis is not lost for a wrong name.
+@pytest.mark.parametrize(("name", "place"), [case for case in CASES if case[0] != "simulate"])
+def test_a_place_is_looked_at_before_the_recording_is_read(
+    recording: Path, folder: Path, monkeypatch: pytest.MonkeyPatch, name: str, place: str
+) -> None:
+    arguments = [one.replace("OUT", PLACES[place]) for one in WRITING[name]]
+
+    def read(*_: object, **__: object) -> None:
+        pytest.fail("the recording was read")
+
+    monkeypatch.setattr("harmotrack.readers.read", read)
+
+    assert call(*(recording if one == "RUN" else one for one in arguments)) == 2
+
+
 @pytest.mark.parametrize("name", [name for name in WRITING if name != "analyze"])
 def test_a_folder_in_the_place_of_a_file_meets_one_sentence(
     recording: Path, folder: Path, capsys: pytest.CaptureFixture, name: str

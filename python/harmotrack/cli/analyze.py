@@ -49,8 +49,10 @@ def command(
 
     if output is None:
         output = file.with_suffix("") if file.suffix else Path(f"{file}_orders")
+    place = OutputFolder(output)
+    place.check()
     analysis = Request(options).analyze(file)
-    with OutputFolder(output) as folder:
+    with place as folder:
         if not no_pictures:
             write_pictures(analysis, folder)
         if tables != "none":

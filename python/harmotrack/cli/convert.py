@@ -26,8 +26,10 @@ from harmotrack.cli.options import (
 def command(file: Path, target: Path, as_json: bool, **options: Any) -> None:
     """Writes a recording as another kind of file, which the end of TARGET's name tells: .wav,
     .flac, .w64, .aiff, .csv, .parquet, .h5, .mat, .tdms or .mf4."""
+    from harmotrack.files import check_places
     from harmotrack.writers import write
 
+    check_places(target)
     request = Request(options)
     recording = request.read(file, in_memory=True)
     names = request.names("channels", recording)

@@ -68,12 +68,13 @@ def command(
 
     mpl.use("Agg")
     from harmotrack.cli.analyze import save_picture
-    from harmotrack.files import pending
+    from harmotrack.files import check_places, pending
 
     if output is None:
         output = file.with_name(f"{file.stem}_{kind.replace('-', '_')}_map.png")
     if output.suffix.lower() not in (".png", ".svg", ".pdf"):
         raise HarmotrackError(f"The name {output.name} must end in .png, .svg or .pdf.")
+    check_places(output)
     if kind == _OF_THE_WHOLE and options["row_overlap"] is None:
         options["row_overlap"] = _USUAL_OVERLAP
     analysis = Request(options).analyze(file)

@@ -10,6 +10,7 @@ import click
 from harmotrack.cli import words
 from harmotrack.cli.options import Request, analysis_options, file_argument, json_option
 from harmotrack.errors import HarmotrackError
+from harmotrack.files import check_places
 
 
 @click.command("orders")
@@ -26,6 +27,8 @@ def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> N
     """Lists the amplitudes and phases of orders over the speed, on the terminal or in a table."""
     if output is not None and output.suffix.lower() not in (".csv", ".parquet"):
         raise HarmotrackError(f"The name {output.name} must end in .csv or in .parquet.")
+    if output is not None:
+        check_places(output)
     from harmotrack.order_analysis import OrderAnalysis
 
     analysis = Request(options).analyze(file)

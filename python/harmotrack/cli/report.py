@@ -36,12 +36,14 @@ def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> N
     each, whose names end in _rising and _falling.
     """
     from harmotrack.cli.analyze import passes_of
+    from harmotrack.files import check_places
     from harmotrack.report import write_reports
 
     if output is None:
         output = file.with_suffix(".html")
     if output.suffix.lower() not in (".html", ".htm"):
         raise HarmotrackError(f"The name {output.name} must end in .html.")
+    check_places(output)
     if file.suffix.lower() in _RESULTS:
         from harmotrack.storage import load
 

@@ -73,8 +73,10 @@ def command(
 ) -> None:
     """Simulates a machine that runs up through its resonances: the recording as FILE, a name that
     ends in .flac or .wav, and the truth about it beside it, as .json."""
+    from harmotrack.files import check_places
     from harmotrack.simulation import simulate_run_up
 
+    check_places(file)
     run = simulate_run_up(
         duration=duration,
         rate=rate,

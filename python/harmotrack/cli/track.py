@@ -17,6 +17,7 @@ from harmotrack.cli.options import (
 )
 from harmotrack.cli.speed_source import track_of
 from harmotrack.errors import HarmotrackError
+from harmotrack.files import check_places
 
 if TYPE_CHECKING:
     from harmotrack.tracking import Track
@@ -54,6 +55,7 @@ def command(
         raise HarmotrackError(f"The name {output.name} must end in .csv or in .parquet.")
     if picture is not None and picture.suffix.lower() not in (".png", ".svg", ".pdf"):
         raise HarmotrackError(f"The name {picture.name} must end in .png, .svg or .pdf.")
+    check_places(*(path for path in (output, picture) if path is not None))
     tracked = track_of(options, Request(options).read(file))
     table = tracked.table()
     _write(tracked, table, output, picture)
