@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import os
+
 
 class HarmotrackError(ValueError):
     """What is wrong with the input, in one sentence: its name, its value and what is allowed."""
@@ -16,3 +18,8 @@ def missing_package(purpose: str, package: str, extra: str) -> MissingPackageErr
     return MissingPackageError(
         f"{purpose} need the package {package}: pip install 'harmotrack[{extra}]'."
     )
+
+
+def reason(error: OSError) -> str:
+    """What the system says, as "no space left on device"."""
+    return (os.strerror(error.errno) if error.errno else str(error)).lower().rstrip(".")

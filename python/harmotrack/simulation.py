@@ -132,13 +132,12 @@ class RunUp:
         Raises HarmotrackError if the name ends otherwise, a channel reaches beyond its full scale,
         or the files can't be written.
         """
-        import soundfile
+        from harmotrack.writers import write_sound
 
         path = Path(path)
         kind = {".flac": "FLAC", ".wav": "WAV"}.get(path.suffix.lower())
         if kind is None:
             raise HarmotrackError(f"The name {path.name} must end in .flac or in .wav.")
-        columns = []
         for channel in self.recording:
             full_scale = _FULL_SCALES[channel.name][0]
             highest = np.abs(channel.samples).max()
@@ -147,16 +146,10 @@ class RunUp:
                     f"The channel {channel.name} reaches {highest:g} {channel.unit}, beyond its "
                     f"full scale of {full_scale:g}: lower the noise or the speed."
                 )
-            columns.append(channel.samples / full_scale)
         truth = path.with_suffix(".json")
         with pending_together(path, truth) as (sound, text):
-            soundfile.write(
-                sound,
-                np.column_stack(columns),
-                round(self.recording.channels[0].rate),
-                "PCM_24",
-                format=kind,
-            )
+            scales = [_FULL_SCALES[channel.name][0] for channel in self.recording]
+            write_sound(sound, self.recording.channels, scales, kind, "PCM_24")
             text.write_text(json.dumps(self._description(path.name), indent=1) + "\n")
         return path, truth
 

@@ -178,16 +178,20 @@ class Speed:
         seconds: ArrayLike,
         pulses_per_revolution: float = 1.0,
         *,
+        missing_teeth: int = 0,
+        gear_ratio: float = 1.0,
+        max_rpm: float | None = None,
         smoothing_turns: float | None = None,
     ) -> Speed:
-        """From the times of pulses; the first one is angle 0.
+        """From the times of pulses; the first one is angle 0, or that behind the gap of a wheel
+        with missing teeth.
 
         Parameters
         ----------
         seconds
             Shape (n), at least 4, rising.
-        pulses_per_revolution
-            Above 0; need not be whole.
+        pulses_per_revolution, missing_teeth, gear_ratio, max_rpm
+            As of from_tacho().
         smoothing_turns
             Window, in turns of the shaft, over which a polynomial of third degree smooths the times
             of the pulses, 0 to 1000; None is none too.
@@ -197,12 +201,17 @@ class Speed:
         Raises
         ------
         HarmotrackError
-            There are too few pulses, or their times do not rise.
+            There are too few pulses, their times do not rise, or an option is out of range.
         """
         times = _row("The times of the pulses", seconds)
         _check_rising("The times of the pulses", times)
         settings = tachometer(
-            "The shaft", pulses_per_revolution, smoothing_turns=smoothing_turns
+            "The shaft",
+            pulses_per_revolution,
+            missing_teeth=missing_teeth,
+            gear_ratio=gear_ratio,
+            max_rpm=max_rpm,
+            smoothing_turns=smoothing_turns,
         )
         segments, _, repairs, remarks = _native.read_pulses(times, settings)
         if not segments:
@@ -210,7 +219,8 @@ class Speed:
                 f"There are {times.size} pulses, and at least 4 that follow each other are needed."
             )
         notes = (*remarks, *_first_of(repairs, "such pulses"))
-        return cls(tuple(segments), f"{times.size} pulses", True, None, notes, tuple(repairs))
+        source, marked = f"{times.size} pulses", gear_ratio == 1.0
+        return cls(tuple(segments), source, marked, None, notes, tuple(repairs))
 
     @classmethod
     def from_profile(
@@ -408,6 +418,7 @@ def tachometer(
     """How a tacho's pulses are read; checked."""
     check_choice("edge", edge, EDGES)
     check_number("number of pulses a revolution", pulses_per_revolution, 1e-6, 1e6)
+    check_number("number of missing teeth", missing_teeth, 0, 1e6)
     settings = _native.TachometerSettings()
     settings.name = name
     settings.pulses_per_revolution = float(pulses_per_revolution)

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import re
 from dataclasses import dataclass, replace
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
@@ -147,7 +147,10 @@ def _says_speed(channel: Channel) -> bool:
 
 
 def find_speed(
-    recording: Recording, pulses_per_revolution: float = 1.0, progress: Progress | None = None
+    recording: Recording,
+    pulses_per_revolution: float = 1.0,
+    progress: Progress | None = None,
+    **tacho: Any,
 ) -> Speed:
     """The speed from what the recording says of it, and if it says nothing from the likeliest guess.
 
@@ -162,6 +165,9 @@ def find_speed(
         Of the tacho.
     progress
         Called now and then with the share that is done, 0 to 1; what it raises ends the search.
+    tacho
+        Other options of Speed.from_tacho(), or of Speed.from_pulses() where the file tells the
+        moments of pulses, for the tacho that is found.
 
     Raises
     ------
@@ -172,7 +178,7 @@ def find_speed(
     tell = progress or (lambda share: None)
     train = likely_pulses(recording)
     if train is not None and _TACHO_NAME.search(train.name):
-        return _of_train(train, pulses_per_revolution)
+        return speed_of_train(train, pulses_per_revolution=pulses_per_revolution, **tacho)
     tachos = [
         guess
         for guess in likely_tachos(recording, lambda share: tell(0.7 * share))
@@ -185,12 +191,13 @@ def find_speed(
     if recording.constant_rpm is not None and recording.channels and not (named or channels):
         return _constant(recording, recording.constant_rpm)
     if train is not None and not named:
-        return _of_train(train, pulses_per_revolution)
+        return speed_of_train(train, pulses_per_revolution=pulses_per_revolution, **tacho)
     if tachos:
         return Speed.from_tacho(
             recording[tachos[0].channel],
             pulses_per_revolution=pulses_per_revolution,
             progress=lambda share: tell(0.7 + 0.3 * share),
+            **tacho,
         )
     if channels:
         raise HarmotrackError(
@@ -202,8 +209,18 @@ def find_speed(
     )
 
 
-def _of_train(train: PulseTrain, pulses_per_revolution: float) -> Speed:
-    speed = Speed.from_pulses(train.seconds, pulses_per_revolution)
+def speed_of_train(train: PulseTrain, **tacho: Any) -> Speed:
+    """The speed from pulses whose moments the file tells, with the options of Speed.from_pulses().
+
+    Raises HarmotrackError if the speed can't be told, or an option needs the samples of a tacho.
+    """
+    for option in ("level", "hysteresis_percent", "edge"):
+        if option in tacho:
+            raise HarmotrackError(
+                f"The tacho {train.name!r} consists of the moments of its pulses, so {option} has "
+                "no meaning for it."
+            )
+    speed = Speed.from_pulses(train.seconds, **tacho)
     return replace(speed, source=f"{speed.source} of {train.name!r}")
 
 

@@ -2,9 +2,10 @@
 
 from __future__ import annotations
 
+import io
 from importlib.util import find_spec
 from pathlib import Path
-from typing import TYPE_CHECKING, Literal
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 import pandas as pd
@@ -26,21 +27,37 @@ if TYPE_CHECKING:
 #: Of the files; a reader refuses those of a later number.
 FORMAT_VERSION = 1
 _PASSES = ("rising", "falling")  #: groups of a file of both
+_LEAST_GAP_TURNS = 1.5  #: elsewhere a turn lies between two speeds of a profile
 
 
 def save(analysis: OrderAnalysis | TwoPasses, path: str | Path) -> Path:
-    """Of the name's end .nc or .zarr; two passes stand in groups of one file."""
+    """Stores results under a name that ends in .nc or .zarr; two passes as groups of one file."""
     path = checked_path(path)
-    kind = _kind(path)
-    head = {"harmotrack_format": FORMAT_VERSION}
+    _kind(path)
     with pending(path) as hidden:
-        if isinstance(analysis, OrderAnalysis):
-            _write(analysis.dataset.assign_attrs(head), hidden, kind)
-        else:
-            _write(xr.Dataset(attrs=head), hidden, kind)
-            for name, one in zip(_PASSES, analysis, strict=True):
-                _write(one.dataset, hidden, kind, name)
+        write_results(analysis, hidden)
     return path
+
+
+def write_results(analysis: OrderAnalysis | TwoPasses, path: Path) -> None:
+    """The same, without a care for what stands there or for a disk that is full amid it.
+
+    All is built in memory first: the libraries of both kinds stand no error of the disk.
+    """
+    head = {"harmotrack_format": FORMAT_VERSION}
+    groups = {"": xr.Dataset(attrs=head)}
+    if isinstance(analysis, OrderAnalysis):
+        groups = {"": analysis.dataset.assign_attrs(head)}
+    else:
+        groups |= {name: one.dataset for name, one in zip(_PASSES, analysis, strict=True)}
+    split = {name: _split_complex(dataset) for name, dataset in groups.items()}
+    if _kind(path) == "netcdf":
+        path.write_bytes(_netcdf(split))
+        return
+    for key, value in _zarr(split).items():
+        file = path / key
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_bytes(value)
 
 
 def load(path: str | Path) -> OrderAnalysis | TwoPasses:
@@ -94,16 +111,28 @@ def read_groups(path: Path, kind: str) -> list[xr.Dataset]:
     return [top]
 
 
-def _write(dataset: xr.Dataset, path: Path, kind: str, group: str | None = None) -> None:
-    split = _split_complex(dataset)
-    mode: Literal["w", "a"] = "a" if path.exists() else "w"
-    if kind == "netcdf":
-        encoding = {
-            name: {"zlib": True, "complevel": 3} for name, v in split.items() if v.size > 1000
-        }
-        split.to_netcdf(path, mode, engine="h5netcdf", encoding=encoding, group=group)
-    else:
-        split.to_zarr(path, mode=mode, consolidated=False, zarr_format=2, group=group)
+def _netcdf(groups: dict[str, xr.Dataset]) -> memoryview:
+    import h5netcdf
+
+    image = io.BytesIO()
+    with h5netcdf.File(image, "w") as file:
+        for name, dataset in groups.items():
+            encoding = {
+                key: {"zlib": True, "complevel": 3} for key, v in dataset.items() if v.size > 1000
+            }
+            place = file.create_group(name) if name else file
+            dataset.dump_to_store(xr.backends.H5NetCDFStore(place), encoding=encoding)
+    return image.getbuffer()
+
+
+def _zarr(groups: dict[str, xr.Dataset]) -> dict[str, bytes]:
+    """The files of a store by their paths in it."""
+    store: dict[str, Any] = {}
+    for name, dataset in groups.items():
+        dataset.to_zarr(store, mode="a", consolidated=False, zarr_format=2, group=name or None)
+    return {
+        key: value if isinstance(value, bytes) else value.to_bytes() for key, value in store.items()
+    }
 
 
 def _read(path: Path, kind: str, group: str | None = None) -> xr.Dataset:
@@ -193,8 +222,7 @@ def _tables_of_speeds(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
 
 def _tables_of_times(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
     """Of what belongs to the whole recording."""
-    speed = analysis.speed_profile
-    found = {"speed": pd.DataFrame({"time_s": speed["time"].values, "speed_rpm": speed.values})}
+    found = {"speed": _speed_table(analysis.speed_profile)}
     if (rows := analysis.order_spectrogram) is not None:
         columns = [f"{order:.6g}" for order in rows["order"].values]
         frames = []
@@ -207,6 +235,18 @@ def _tables_of_times(analysis: OrderAnalysis) -> dict[str, pd.DataFrame]:
             frames.append(frame)
         found["order_spectrogram"] = pd.concat(frames, ignore_index=True)
     return found
+
+
+def _speed_table(speed: xr.DataArray) -> pd.DataFrame:
+    """A speed a turn; a row of speed 0 stands where the angle begins anew, so that nobody takes the
+    shaft to turn there."""
+    seconds, rpm = speed["time"].values, speed.values
+    turns = np.diff(seconds) * (rpm[1:] + rpm[:-1]) / 120.0
+    gaps = np.flatnonzero(turns > _LEAST_GAP_TURNS) + 1
+    middles = (seconds[gaps] + seconds[gaps - 1]) / 2.0
+    return pd.DataFrame(
+        {"time_s": np.insert(seconds, gaps, middles), "speed_rpm": np.insert(rpm, gaps, 0.0)}
+    )
 
 
 def _map_table(
@@ -283,18 +323,21 @@ def write_tables(
     if kind not in ("csv", "parquet"):
         raise HarmotrackError(f"The kind of tables is {kind!r}, and it must be 'csv' or 'parquet'.")
     for name, table in tables(analysis).items():
-        _write_table(table, output / f"{name}.{kind}")
+        table_into(table, output / f"{name}.{kind}")
 
 
 def write_table(table: pd.DataFrame, path: str | Path) -> Path:
     """One table under a name that ends in .csv or .parquet."""
     with pending(path) as hidden:
-        _write_table(table, hidden)
+        table_into(table, hidden)
     return Path(path)
 
 
-def _write_table(table: pd.DataFrame, path: Path) -> None:
-    if path.suffix == ".csv":
+def table_into(table: pd.DataFrame, path: Path) -> None:
+    """The same, without a care for what stands there or for a disk that is full amid it."""
+    if path.suffix.lower() == ".csv":
+        if "time_s" in table:  # turns can be told apart after a day
+            table = table.assign(time_s=[f"{seconds:.10g}" for seconds in table["time_s"]])
         table.to_csv(path, index=False, float_format="%.7g")
         return
     if find_spec("pyarrow") is None:

@@ -60,14 +60,9 @@ class Track:
         Raises HarmotrackError if no two valid estimates follow each other.
         """
         source = f"tracking of {self.channel!r}, {self.summary}"
-        hop = float(self.seconds[1] - self.seconds[0]) if self.seconds.size > 1 else 0.0
-        gap = max(_GAP_SECONDS, _GAP_BLOCKS * hop)
         if not self.valid.any():
             raise HarmotrackError(f"The speed can't be told from {self.channel!r}: {self.summary}.")
-        profile = Speed.from_profile(
-            self.seconds[self.valid], self.rpm[self.valid], longest_gap=gap
-        )
-        return replace(profile, source=source)
+        return replace(speed_of_estimates(self.seconds, self.rpm, self.valid), source=source)
 
     @property
     def summary(self) -> str:
@@ -111,6 +106,18 @@ class Track:
         from harmotrack.plots import tracked
 
         return tracked(self, axes=axes)
+
+
+def speed_of_estimates(
+    seconds: NDArray[np.float64], rpm: NDArray[np.float64], valid: NDArray[np.bool_]
+) -> Speed:
+    """The speed as the valid ones of some estimates tell it, shape (n) each.
+
+    Raises HarmotrackError if no two valid estimates follow each other.
+    """
+    hop = float(seconds[1] - seconds[0]) if seconds.size > 1 else 0.0
+    gap = max(_GAP_SECONDS, _GAP_BLOCKS * hop)
+    return Speed.from_profile(seconds[valid], rpm[valid], longest_gap=gap)
 
 
 def track(

@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import io
 import json
-from collections.abc import Callable
+from collections.abc import Callable, Iterable, Sequence
 from importlib.util import find_spec
 from pathlib import Path
 from typing import TYPE_CHECKING
@@ -13,9 +14,10 @@ import numpy as np
 from harmotrack.checks import checked_path
 from harmotrack.errors import HarmotrackError, missing_package
 from harmotrack.files import pending, pending_together
+from harmotrack.recording import blocks_of
 
 if TYPE_CHECKING:
-    from harmotrack.recording import Recording
+    from harmotrack.recording import Channel, Recording
 
     Writer = Callable[[Recording, Path], None]
 
@@ -58,19 +60,17 @@ _SOUND = {
 
 
 def _write_sound(recording: Recording, path: Path, kind: str, subtype: str) -> list[Path]:
-    import soundfile
-
     _together(recording, path)
     rate = recording.channels[0].rate
     if rate != round(rate):
         raise HarmotrackError(
             f"The rate is {rate:g} Hz, and sound files need a whole number: take another kind."
         )
-    columns, about = [], []
+    scales, about = [], []
     for number, channel in enumerate(recording, start=1):
         largest = float(np.abs(channel.samples).max()) or 1.0
         full_scale = largest * (1.0 + 2.0**-22)  # so that 24 bits don't overflow
-        columns.append(channel.samples / full_scale)
+        scales.append(full_scale)
         about.append(
             {
                 "number": number,
@@ -83,9 +83,25 @@ def _write_sound(recording: Recording, path: Path, kind: str, subtype: str) -> l
     if beside.exists() and "channels" not in beside.read_text(errors="replace"):
         raise HarmotrackError(f"{beside} would be replaced, and it is of something else.")
     with pending_together(path, beside) as (sound, text):
-        soundfile.write(sound, np.column_stack(columns), round(rate), subtype, format=kind)
+        write_sound(sound, recording.channels, scales, kind, subtype)
         text.write_text(json.dumps({"recording": path.name, "channels": about}, indent=1) + "\n")
     return [path, beside]
+
+
+def write_sound(
+    path: Path, channels: Sequence[Channel], full_scales: Iterable[float], kind: str, subtype: str
+) -> None:
+    """A sound file of channels that are sampled together, each divided by its full scale.
+
+    It is made in memory: its library tells that a disk is full, but not that this is the reason.
+    """
+    import soundfile
+
+    image, scales, rate = io.BytesIO(), np.array([*full_scales]), round(channels[0].rate)
+    with soundfile.SoundFile(image, "w", rate, len(channels), subtype, format=kind) as file:
+        for block in blocks_of(channels):
+            file.write(np.column_stack(block) / scales)
+    path.write_bytes(image.getbuffer())
 
 
 def _together(recording: Recording, path: Path) -> None:
@@ -122,12 +138,14 @@ def _write_parquet(recording: Recording, path: Path) -> None:
 def _write_hdf5(recording: Recording, path: Path) -> None:
     import h5py
 
-    with h5py.File(path, "w") as file:
+    image = io.BytesIO()  # the library does not survive a disk that is full
+    with h5py.File(image, "w") as file:
         for channel in recording:
             data = file.create_dataset(channel.name, data=channel.samples)
             data.attrs["unit"] = channel.unit
             data.attrs["rate"] = channel.rate
             data.attrs["start"] = channel.start
+    path.write_bytes(image.getbuffer())
 
 
 def _write_mat(recording: Recording, path: Path) -> None:
@@ -166,7 +184,7 @@ def _write_tdms(recording: Recording, path: Path) -> None:
 def _write_mdf(recording: Recording, path: Path) -> None:
     from asammdf import MDF, Signal
 
-    with MDF(version="4.10") as file:
+    with MDF(version="4.10", temporary_folder=str(path.parent)) as file:
         for channel in recording:
             file.append(
                 [

@@ -12,9 +12,11 @@ import pytest
 from click.testing import CliRunner
 
 import turning
-from harmotrack import TwoPasses, analyze, load, read
+from harmotrack import TwoPasses, analyze, load, read, settings
+from harmotrack.cli.analyze import command as analyze_command
 from harmotrack.cli.analyze import pictures_of
 from harmotrack.cli.main import _COMMANDS, group, main, run
+from harmotrack.readers import FORMATS
 from harmotrack.writers import write
 
 
@@ -62,6 +64,56 @@ def test_every_command_explains_itself(name: str) -> None:
 
     assert answer.exit_code == 0
     assert "Usage:" in answer.output
+
+
+# The help does not load what checks the options, so it names their choices itself.
+@pytest.mark.parametrize(
+    ("option", "choices"),
+    [
+        ("--format", FORMATS),
+        ("--window", settings.WINDOWS),
+        ("--amplitude", settings.AMPLITUDES),
+        ("--averaging", settings.AVERAGINGS),
+        ("--block-mode", settings.BLOCK_MODES),
+        ("--phase-mode", settings.PHASE_MODES),
+        ("--weighting", settings.WEIGHTINGS),
+    ],
+)
+def test_the_help_names_every_choice(option: str, choices: tuple[str, ...]) -> None:
+    (found,) = [one for one in analyze_command.params if option in one.opts]
+
+    words = set(found.help.replace(",", " ").replace(";", " ").replace(".", " ").split())
+    assert set(choices) <= words
+
+
+@pytest.mark.parametrize("name", _COMMANDS)
+def test_every_option_is_explained(name: str) -> None:
+    command = group.get_command(None, name)
+
+    for option in command.params:
+        if option.param_type_name == "option":
+            assert len(option.help.split()) >= 2, option.name
+
+
+@pytest.mark.parametrize("encoding", ["ascii", "latin-1", "utf-8"])
+def test_an_output_without_all_letters_is_written_all_the_same(
+    tmp_path: Path, encoding: str
+) -> None:
+    rows = "".join(f"{k / 100.0:.2f},{k % 7}\n" for k in range(1000))
+    (tmp_path / "run.csv").write_text(f"time [s],Ω [µm]\n{rows}", encoding="utf-8")
+
+    def told(*options: str) -> str:
+        return subprocess.run(
+            [Path(sys.executable).with_name("harmotrack"), "info", "run.csv", *options],
+            cwd=tmp_path,
+            env={**os.environ, "PYTHONIOENCODING": encoding},
+            capture_output=True,
+            check=True,
+        ).stdout.decode(encoding)
+
+    (channel,) = json.loads(told("--json"))["channels"]
+    assert (channel["name"], channel["unit"]) == ("Ω", "µm")
+    assert ("Ω" if encoding == "utf-8" else "\\u03a9") in told()
 
 
 def test_completion_for_bash_is_offered() -> None:
@@ -118,6 +170,24 @@ def test_info_names_the_likely_tacho(recording: Path, capsys: pytest.CaptureFixt
     assert told["channels"][0]["role"] == ""
     assert told["channels"][0]["unit"] == "mm/s"
     assert told["channels"][0]["rate_hz"] == 6400.0
+
+
+def test_info_of_a_file_whose_name_does_not_tell_its_kind(
+    tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    rows = "".join(f"{k / 100.0:.2f},{k % 7}\n" for k in range(1000))
+    (tmp_path / "run.uff").write_text(f"time [s],x [V]\n{rows}")
+
+    assert call("info", tmp_path / "run.uff", "--format", "csv", "--json") == 0
+    (channel,) = json.loads(capsys.readouterr().out)["channels"]
+    assert (channel["name"], channel["unit"], channel["rate_hz"]) == ("x", "V", 100.0)
+
+    assert call("info", tmp_path / "run.uff", "--format", "csv", "--rate", "200", "--json") == 0
+    (channel,) = json.loads(capsys.readouterr().out)["channels"]
+    assert channel["rate_hz"] == 200.0
+
+    assert call("info", tmp_path / "run.uff", "--format", "ods") == 2
+    assert "The format is 'ods', and it must be one of 'wav', 'flac'" in sentence(capsys)
 
 
 def test_info_shows_a_table(recording: Path, capsys: pytest.CaptureFixture) -> None:
@@ -354,3 +424,20 @@ def test_remarks_are_printed_and_told_to_scripts(
     (remark,) = json.loads(said.out)["remarks"]
     assert "the angle begins anew" in remark
     assert said.err.count(remark) == 1
+
+
+@pytest.mark.parametrize(
+    ("error", "words"),
+    [
+        (MemoryError(), "The memory is too small for this"),
+        (PermissionError(13, "Permission denied", "/locked"), "/locked can't be used: permission"),
+    ],
+)
+def test_what_the_system_refuses_anywhere_meets_one_sentence(
+    capsys: pytest.CaptureFixture, error: Exception, words: str
+) -> None:
+    def refused() -> None:
+        raise error
+
+    assert run(refused) == 2
+    assert words in sentence(capsys)

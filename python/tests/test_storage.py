@@ -38,7 +38,7 @@ def test_a_failed_save_leaves_the_old_file(tmp_path: Path, monkeypatch: pytest.M
     def fail(*_: object, **__: object) -> None:
         raise KeyboardInterrupt
 
-    monkeypatch.setattr(xr.Dataset, "to_netcdf", fail)
+    monkeypatch.setattr(xr.Dataset, "dump_to_store", fail)
     with pytest.raises(KeyboardInterrupt):
         made.analysis(title="second").save(path)
 

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import io
 from collections.abc import Callable
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
@@ -20,37 +21,43 @@ if TYPE_CHECKING:
 @click.command("analyze")
 @file_argument
 @click.option(
-    "--output", "-o", type=click.Path(path_type=Path), help="Folder; FILE's name without its end."
+    "--output",
+    "-o",
+    type=click.Path(path_type=Path),
+    help="Folder to be filled; default: FILE's name without its end.",
 )
 @click.option(
     "--tables",
     type=click.Choice(["csv", "parquet", "none"]),
     default="csv",
     show_default=True,
-    help="Kind of the tables.",
+    help="Kind of the tables, or none of them.",
 )
-@click.option("--no-pictures", is_flag=True, help="Tables and results alone.")
+@click.option("--no-pictures", is_flag=True, help="Write tables and results alone.")
 @analysis_options
 @json_option
 def command(
     file: Path, output: Path | None, tables: str, no_pictures: bool, as_json: bool, **options: Any
 ) -> None:
-    """Pictures and tables of everything, into a folder; and results.nc, which load() reads.
+    """Analyses a recording into a folder: pictures and tables of everything, and results.nc, which
+    the report and Python's harmotrack.load() read.
 
-    Without options the tacho is found by itself.
+    Without options the tacho is found by itself, and all settings suit the recording.
     """
     from harmotrack.files import OutputFolder
-    from harmotrack.storage import write_tables
+    from harmotrack.storage import write_results, write_tables
 
     if output is None:
         output = file.with_suffix("") if file.suffix else Path(f"{file}_orders")
+    place = OutputFolder(output)
+    place.check()
     analysis = Request(options).analyze(file)
-    with OutputFolder(output) as folder:
+    with place as folder:
         if not no_pictures:
             write_pictures(analysis, folder)
         if tables != "none":
             write_tables(analysis, folder, tables)
-        analysis.save(folder / "results.nc")
+        write_results(analysis, folder / "results.nc")
     summary = summary_of(analysis)
     if as_json:
         words.as_json({**summary, "files": [str(path) for path in folder.files]})
@@ -129,12 +136,15 @@ def write_pictures(analysis: OrderAnalysis | TwoPasses, folder: OutputFolder) ->
 
 
 def save_picture(axes: Any, path: Path) -> None:
-    """Of one axes or of several that share a figure."""
+    """Of one axes or of several that share a figure; drawn in memory, as what draws stumbles over a
+    full disk."""
     import matplotlib.pyplot as plt
 
+    image = io.BytesIO()
     figure = (axes if hasattr(axes, "figure") else axes[0]).figure
-    figure.savefig(path, dpi=130)
+    figure.savefig(image, format=path.suffix[1:], dpi=130)
     plt.close(figure)
+    path.write_bytes(image.getbuffer())
 
 
 def summary_of(analysis: OrderAnalysis | TwoPasses) -> dict[str, Any]:

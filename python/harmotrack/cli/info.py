@@ -19,7 +19,7 @@ if TYPE_CHECKING:
 @reading_options
 @json_option
 def command(file: Path, as_json: bool, **options: Any) -> None:
-    """Channels, rates, levels, and which channel is likely the tacho."""
+    """Lists the channels of a recording: rates, levels, and which one is likely the tacho."""
     from harmotrack.speed_finder import likely_speed_channels, likely_tachos
 
     recording = Request(options).read(file)

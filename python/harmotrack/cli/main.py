@@ -3,26 +3,32 @@ completion answer at once."""
 
 from __future__ import annotations
 
+import errno
+import io
 import sys
 from collections.abc import Callable
+from contextlib import suppress
 from importlib import import_module
 from typing import Any
 
 import click
 
-from harmotrack.errors import HarmotrackError
+from harmotrack.cli import words
+from harmotrack.errors import HarmotrackError, reason
 
 _COMMANDS = {
-    "info": "Channels, rates, levels, and which channel is likely the tacho.",
-    "analyze": "Pictures and tables of everything, into a folder.",
-    "report": "One HTML file that shows everything in any browser.",
-    "map": "One picture: the order map.",
-    "orders": "The amplitudes and phases of orders over the speed.",
-    "track": "The speed of a machine from one of its signals, without a tacho.",
-    "simulate": "A machine that runs up through its resonances, with the truth about it.",
-    "convert": "A recording from one kind of file to another.",
+    "info": "List the channels of a recording, and which one is likely the tacho.",
+    "analyze": "Write pictures and tables of everything into a folder.",
+    "report": "Write one HTML file that shows everything in any browser.",
+    "map": "Draw one picture, the order map or another one.",
+    "orders": "List the amplitudes and phases of orders over the speed.",
+    "track": "Tell the speed of a machine from one of its signals, without a tacho.",
+    "simulate": "Simulate a machine that runs up through its resonances.",
+    "convert": "Write a recording as another kind of file.",
 }
 
+_UNREAD = 1
+_REFUSED = 2
 _INTERRUPTED = 130
 
 
@@ -54,30 +60,57 @@ def group() -> None:
 
 
 def main(arguments: list[str] | None = None) -> None:
-    """Runs the command and ends the process: 0; 2 after one sentence about bad input; 130 after an
-    interrupt."""
+    """Runs the command and ends the process: 0; 2 after one sentence about bad input, or about what
+    the system refuses; 130 after an interrupt; 1 without a word where nobody reads the output any
+    more."""
+    if isinstance(sys.stdout, io.TextIOWrapper):  # what it has no letters for is no reason to fail
+        sys.stdout.reconfigure(errors="backslashreplace")
     sys.exit(run(lambda: group.main(arguments, "harmotrack", standalone_mode=False)))
 
 
 def run(action: Callable[[], Any]) -> int:
     try:
         action()
-    except HarmotrackError as error:
-        complain(str(error))
-        return 2
+        _flush_output()
     except click.exceptions.Exit as end:
         return end.exit_code
-    except click.ClickException as error:
-        complain(error.format_message())
-        return 2
+    except BrokenPipeError:
+        _drop_output()
+        return _UNREAD
     except (KeyboardInterrupt, click.Abort):
         complain("interrupted; nothing was left half written.")
         return _INTERRUPTED
-    except BrokenPipeError:
-        sys.stderr.close()  # whoever read the output has enough of it
-        return 0
+    except (HarmotrackError, click.ClickException, MemoryError, OSError) as error:
+        if isinstance(error, OSError) and not error.filename:
+            _drop_output()
+        complain(_sentence(error))
+        return _REFUSED
     return 0
 
 
 def complain(sentence: str) -> None:
-    print(f"harmotrack: {sentence}", file=sys.stderr)
+    words.note(f"harmotrack: {sentence}")
+
+
+def _sentence(error: Exception) -> str:
+    if isinstance(error, click.ClickException):
+        return error.format_message()
+    if isinstance(error, MemoryError):
+        return "The memory is too small for this: take fewer channels, or a shorter recording."
+    if isinstance(error, OSError):
+        return f"{error.filename or 'Standard output'} can't be used: {reason(error)}."
+    return str(error)
+
+
+def _flush_output() -> None:
+    """What the system refuses shows here, and not when the interpreter ends."""
+    if sys.stdout is None:  # it was closed before the start
+        raise OSError(errno.EBADF, "closed")
+    sys.stdout.flush()
+
+
+def _drop_output() -> None:
+    """Else the interpreter would try it once more, and tell the whole story."""
+    if sys.stdout is not None:
+        with suppress(OSError):
+            sys.stdout.close()

@@ -10,6 +10,7 @@ import click
 
 from harmotrack.cli import words
 from harmotrack.cli.options import Request, analysis_options, file_argument, json_option
+from harmotrack.cli.values import NUMBER
 from harmotrack.errors import HarmotrackError
 
 if TYPE_CHECKING:
@@ -34,11 +35,23 @@ _USUAL_OVERLAP = 50.0
 @click.command("map")
 @file_argument
 @click.option(
-    "--output", "-o", type=click.Path(path_type=Path), help="Picture: .png, .svg or .pdf."
+    "--output",
+    "-o",
+    type=click.Path(path_type=Path),
+    help="Picture to be drawn, a name that ends in .png, .svg or .pdf; default: FILE's name with "
+    "_map.png.",
 )
-@click.option("--kind", type=click.Choice([*_KINDS]), default="order", show_default=True)
-@click.option("--linear", is_flag=True, help="Amplitudes instead of dB.")
-@click.option("--reference", type=float, help="Of the dB, in the unit of the channel.")
+@click.option(
+    "--kind",
+    type=click.Choice([*_KINDS]),
+    default="order",
+    show_default=True,
+    help="Kind of the map.",
+)
+@click.option("--linear", is_flag=True, help="Show amplitudes instead of decibels.")
+@click.option(
+    "--reference", type=NUMBER, metavar="VALUE", help="Value of 0 dB, in the unit of the channel."
+)
 @analysis_options
 @json_option
 def command(
@@ -50,17 +63,18 @@ def command(
     as_json: bool,
     **options: Any,
 ) -> None:
-    """One picture: the order map of the first channel, or another kind of map."""
+    """Draws one picture: the order map of the first channel, or another kind of map."""
     import matplotlib as mpl
 
     mpl.use("Agg")
     from harmotrack.cli.analyze import save_picture
-    from harmotrack.files import pending
+    from harmotrack.files import check_places, pending
 
     if output is None:
         output = file.with_name(f"{file.stem}_{kind.replace('-', '_')}_map.png")
     if output.suffix.lower() not in (".png", ".svg", ".pdf"):
         raise HarmotrackError(f"The name {output.name} must end in .png, .svg or .pdf.")
+    check_places(output)
     if kind == _OF_THE_WHOLE and options["row_overlap"] is None:
         options["row_overlap"] = _USUAL_OVERLAP
     analysis = Request(options).analyze(file)

@@ -10,17 +10,25 @@ import click
 from harmotrack.cli import words
 from harmotrack.cli.options import Request, analysis_options, file_argument, json_option
 from harmotrack.errors import HarmotrackError
+from harmotrack.files import check_places
 
 
 @click.command("orders")
 @file_argument
-@click.option("--output", "-o", type=click.Path(path_type=Path), help="Table: .csv or .parquet.")
+@click.option(
+    "--output",
+    "-o",
+    type=click.Path(path_type=Path),
+    help="Table to be written, a name that ends in .csv or .parquet; default: on the terminal.",
+)
 @analysis_options
 @json_option
 def command(file: Path, output: Path | None, as_json: bool, **options: Any) -> None:
-    """The amplitudes and phases of orders over the speed: on the terminal, or into a table."""
+    """Lists the amplitudes and phases of orders over the speed, on the terminal or in a table."""
     if output is not None and output.suffix.lower() not in (".csv", ".parquet"):
         raise HarmotrackError(f"The name {output.name} must end in .csv or in .parquet.")
+    if output is not None:
+        check_places(output)
     from harmotrack.order_analysis import OrderAnalysis
 
     analysis = Request(options).analyze(file)

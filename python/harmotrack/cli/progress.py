@@ -10,7 +10,7 @@ from contextlib import contextmanager
 @contextmanager
 def shown(title: str) -> Iterator[Callable[[float], object] | None]:
     """Gives a function of the share that is done, or None if nobody looks."""
-    if not sys.stderr.isatty():
+    if sys.stderr is None or not sys.stderr.isatty():
         yield None
         return
     from rich.console import Console

@@ -4,15 +4,18 @@ from __future__ import annotations
 
 import json
 import sys
+from contextlib import suppress
 from typing import Any
 
 
 def note(sentence: str) -> None:
-    print(sentence, file=sys.stderr)
+    with suppress(OSError):  # where nobody can read it, the results count
+        print(sentence, file=sys.stderr, flush=True)
 
 
 def as_json(value: Any) -> None:
-    print(json.dumps(_plain(value), indent=2, ensure_ascii=False, allow_nan=False))
+    every_letter = str(getattr(sys.stdout, "encoding", "")).lower().startswith("utf")
+    print(json.dumps(_plain(value), indent=2, ensure_ascii=not every_letter, allow_nan=False))
 
 
 def _plain(value: Any) -> Any:

@@ -20,9 +20,12 @@ from harmotrack.readers.assembly import (
 from harmotrack.recording import Recording
 from harmotrack.speed import Speed, rpm_of
 from harmotrack.speed_finder import likely_speed_channels
+from harmotrack.tracking import speed_of_estimates
 
 if TYPE_CHECKING:
     from numpy.typing import NDArray
+
+_VALID = "valid"
 
 
 def read_speed(
@@ -46,7 +49,8 @@ def read_speed(
     time_unit, format
         As of read().
 
-    Where the speed is 0 or below, the shaft stands still.
+    Where the speed is 0 or below, the shaft stands still. Of a table with a column "valid", as
+    tracking writes it, the rows count in which that is above 0.
 
     Raises
     ------
@@ -79,7 +83,11 @@ def read_speed(
                 f"The unit of the column {name!r} of {path} is {unit!r}, and it must be one of "
                 "speed of rotation, as rpm, Hz or rad/s."
             )
-        found = Speed.from_profile(seconds[keep], table[name].samples * factor)
+        rpm = table[name].samples * factor
+        if _VALID in table.names:
+            found = speed_of_estimates(seconds[keep], rpm, table[_VALID].samples > 0.0)
+        else:
+            found = Speed.from_profile(seconds[keep], rpm)
         found = replace(found, notes=(*notes, *found.notes))
     return replace(found, source=f"{name!r} of {path.name}", channel=None)
 
