@@ -35,7 +35,9 @@ struct Table {
 };
 
 /// What an analysis found for one signal. Values are amplitudes in the signal's unit, in the
-/// convention of AnalysisSettings.amplitude; rows of bins that no block fell into hold 0.
+/// convention of AnalysisSettings.amplitude. Rows of bins that no block fell into hold 0 and say
+/// nothing: of orderMap and harmonics where orderBlocks is 0, of frequencyMap and overall where
+/// timeBlocks is 0.
 struct SignalResults {
     Table orderMap;                                          ///< shape (bins, orders)
     Table frequencyMap;                                      ///< shape (bins, frequencies)

@@ -238,7 +238,8 @@ class Speed:
         seconds
             Shape (n), rising; steps may differ.
         rpm
-            Shape (n). NaN is no information, and is passed over.
+            Shape (n). NaN is no information, and is passed over; so is a million rpm and more, of
+            which ``notes`` tell.
         standstill_rpm
             At or below it the shaft stands still, and the angle begins anew behind.
         longest_gap

@@ -191,8 +191,8 @@ readProfile(const Samples& seconds, const Samples& rpm, double standstillRpm, do
     Host::SpeedProfile profile({standstillRpm, longestGap});
     const std::vector<Host::AngleKnot> knots = profile.feed(spanOf(seconds), spanOf(rpm));
     ProfileReading reading{ShaftAngle::segmentsOf(knots), {}};
-    for (const Host::SpeedGap& gap : profile.takeGaps()) reading.second.push_back(gap.text());
     if (profile.impossible().count > 0) reading.second.push_back(profile.impossible().text());
+    for (const Host::SpeedGap& gap : profile.takeGaps()) reading.second.push_back(gap.text());
     return reading;
 }
 

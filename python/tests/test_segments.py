@@ -123,7 +123,7 @@ def two_runs(start: float) -> Speed:
 @pytest.mark.parametrize(
     "of",
     [
-        lambda: speed(),
+        speed,
         lambda: two_runs(0.0),
         lambda: two_runs(2.5),
         lambda: two_runs(-20.03),
@@ -148,3 +148,12 @@ def test_the_signal_over_the_angle_counts_as_the_speed_does(of: object) -> None:
     np.testing.assert_allclose(
         found.angle.values, spoken.turns_at(found.angle_time.values), rtol=0.0, atol=1e-6
     )
+
+
+def test_an_error_code_among_the_speeds_is_left_out_and_told() -> None:
+    rpm = np.full(20, 600.0)
+    rpm[7] = 4294967295.0
+    spoken = Speed.from_profile(np.arange(20.0), rpm)
+
+    assert spoken.turns == pytest.approx(190.0)
+    assert any("4.29497e+09 rpm at 7 s" in remark for remark in spoken.notes)

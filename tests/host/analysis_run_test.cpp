@@ -93,6 +93,34 @@ TEST(AnalysisRun, OverallLevelIsTheRmsAndTheFrequencyMapFollowsTheSpeed)
     }
 }
 
+// On a quick run-down long blocks of time leave bins out that blocks of turns fall into.
+TEST(AnalysisRun, OverallLevelIsKnownWhereABlockOfTimeFellAlone)
+{
+    constexpr double kDownSeconds = 12.0;
+    const SimulatedShaft down{3600.0, -250.0};
+    AnalysisSettings asked = settings();
+    asked.maxRpm = 3600.0;
+    asked.stepRpm = 50.0;
+    asked.timeLines = 8192;
+    const UniformSignal signal = sampled(
+        6400.0, kDownSeconds, [&](double t) { return std::cos(2.0 * kPi * down.turnsAt(t)); });
+    const std::vector<double> times{0.0, kDownSeconds};
+    const std::vector<double> speeds{3600.0, 600.0};
+    const AnalysisResults results =
+        AnalysisRun(asked).run({&signal, 1}, ShaftAngle::fromSpeed(times, speeds));
+    int without = 0;
+    for (std::size_t b = 0; b < results.binRpm.size(); ++b) {
+        const float level = results.signals[0].overall[b];
+        if (results.timeBlocks[b] == 0) {
+            EXPECT_EQ(level, 0.0F) << results.binRpm[b];
+            without += results.orderBlocks[b] != 0;
+        } else {
+            EXPECT_NEAR(level, std::sqrt(0.5), 0.02) << results.binRpm[b];
+        }
+    }
+    EXPECT_GT(without, 0);
+}
+
 TEST(AnalysisRun, SpeedOfTheRunComesBackTurnByTurn)
 {
     const AnalysisResults results = runOf(settings(), {sampled(kRate, kSeconds, vibration)});
