@@ -26,9 +26,9 @@ constexpr const char* kKeyAbove =
     "set key at graph 1,1.01 right bottom horizontal Left reverse samplen 1.5 maxrows 1\n";
 
 // Why curves of phases have gaps, in the panel's corner, behind them.
-constexpr const char* kGapsExplained =
-    "set label 4 'where the order stands out of the noise, its phase steady' at graph 0.99,0.89 right back "
-    "textcolor rgb '#777777' font ',11'\n";
+constexpr const char* kGapsExplained = "set label 4 'where the order stands out of the noise, its "
+                                       "phase steady' at graph 0.99,0.89 right back "
+                                       "textcolor rgb '#777777' font ',11'\n";
 
 struct Curve {
     std::string title; ///< empty: not in the key
