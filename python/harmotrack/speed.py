@@ -199,9 +199,7 @@ class Speed:
         """
         times = _row("The times of the pulses", seconds)
         _check_rising("The times of the pulses", times)
-        settings = tachometer(
-            "The shaft", pulses_per_revolution, smoothing_turns=smoothing_turns
-        )
+        settings = tachometer("The shaft", pulses_per_revolution, smoothing_turns=smoothing_turns)
         segments, _, repairs, remarks = _native.read_pulses(times, settings)
         if not segments:
             raise HarmotrackError(

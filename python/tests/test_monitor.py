@@ -209,3 +209,17 @@ def test_monitors_that_cannot_be_made_meet_a_sentence(options: dict, sentence: s
 def test_a_time_stamp_that_is_no_number_is_refused() -> None:
     with pytest.raises(HarmotrackError, match="The time stamp is nan"):
         Monitor(6400.0, "x", **AXIS).feed(np.zeros(9), np.zeros(9), stamp=np.nan)
+
+
+def test_many_extra_pulses_are_the_first_remark_of_the_monitor() -> None:
+    recording = machine().recording
+    tacho = np.array(recording["tacho"].samples)
+    rises = np.flatnonzero((tacho[:-1] < 2.5) & (tacho[1:] >= 2.5))
+    for before, after in zip(rises[40:80], rises[41:81], strict=True):
+        tacho[before + (after - before) * 2 // 3 : after - 4] = 0.0
+        tacho[before + (after - before) * 2 // 3 : before + (after - before) * 3 // 4] = 5.0
+    monitor = Monitor(6400.0, ["x"], **AXIS)
+    monitor.feed(recording["x"].samples, tacho)
+    first = monitor.finish().remarks[0]
+    assert "pulses of the tacho" in first
+    assert "were dropped or filled in" in first
