@@ -1,6 +1,7 @@
 """A run in pieces against the same run at once, and against the simulated truth."""
 
 from functools import cache
+from itertools import pairwise
 
 import numpy as np
 import pytest
@@ -215,7 +216,7 @@ def test_many_extra_pulses_are_the_first_remark_of_the_monitor() -> None:
     recording = machine().recording
     tacho = np.array(recording["tacho"].samples)
     rises = np.flatnonzero((tacho[:-1] < 2.5) & (tacho[1:] >= 2.5))
-    for before, after in zip(rises[40:80], rises[41:81], strict=True):
+    for before, after in pairwise(rises[40:81]):
         tacho[before + (after - before) * 2 // 3 : after - 4] = 0.0
         tacho[before + (after - before) * 2 // 3 : before + (after - before) * 3 // 4] = 5.0
     monitor = Monitor(6400.0, ["x"], **AXIS)
