@@ -22,7 +22,7 @@ constexpr double kShareOfPitch = 0.4;  // that a pulse may come nearer to its ne
 
 PulseSmoother::PulseSmoother(std::optional<double> turns, double stepSeconds)
     : turns_(turns), step_(stepSeconds), reach_(0.5 * turns.value_or(kWindows.front())),
-      mostEachSide_(turns ? std::numeric_limits<std::size_t>::max() : kMostEachSide)
+      mostEachSide_(turns ? std::numeric_limits<std::size_t>::max() / 2 : kMostEachSide)
 {
 }
 

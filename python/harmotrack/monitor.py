@@ -220,8 +220,10 @@ class Monitor:
         return list(self._taken())
 
     def finish(self) -> OrderAnalysis | TwoPasses:
-        """Ends the run; all that was found, in the form that analyze() gives it. Where a substantial
-        share of the tacho's pulses was dropped or filled in, its ``remarks`` say so first.
+        """Ends the run; all that was found, in the form that analyze() gives it.
+
+        Where a substantial share of the tacho's pulses was dropped or filled in, its ``remarks``
+        say so first.
 
         The monitor takes nothing more after it. Raises HarmotrackError if what came was too short
         for a single block.

@@ -150,7 +150,7 @@ class Speed:
             missing_teeth,
             gear_ratio,
             max_rpm,
-            smoothing_turns,
+            smoothing_turns=smoothing_turns,
         )
         reader = _native.TachoReader(settings, channel.rate, channel.start)
         done = 0
@@ -405,7 +405,7 @@ def pulse_times(
     return reader.finish()
 
 
-def tachometer(
+def tachometer(  # noqa: PLR0913 -- keywords
     name: str,
     pulses_per_revolution: float = 1.0,
     level: float | None = None,
@@ -414,6 +414,7 @@ def tachometer(
     missing_teeth: int = 0,
     gear_ratio: float = 1.0,
     max_rpm: float | None = None,
+    *,
     smoothing_turns: float | None = None,
 ) -> _native.TachometerSettings:
     """How a tacho's pulses are read; checked."""

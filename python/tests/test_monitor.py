@@ -1,6 +1,7 @@
 """A run in pieces against the same run at once, and against the simulated truth."""
 
 from functools import cache
+from itertools import pairwise
 
 import numpy as np
 import pytest
@@ -214,3 +215,17 @@ def test_a_time_stamp_that_is_no_number_is_refused() -> None:
 def test_a_start_that_no_clock_shows_meets_a_sentence() -> None:
     with pytest.raises(HarmotrackError, match=r"The time of the first sample is 1e\+18 s"):
         Monitor(6400.0, ["x"], start=1e18, pulses_per_revolution=None, **AXIS)
+
+
+def test_many_extra_pulses_are_the_first_remark_of_the_monitor() -> None:
+    recording = machine().recording
+    tacho = np.array(recording["tacho"].samples)
+    rises = np.flatnonzero((tacho[:-1] < 2.5) & (tacho[1:] >= 2.5))
+    for before, after in pairwise(rises[40:81]):
+        tacho[before + (after - before) * 2 // 3 : after - 4] = 0.0
+        tacho[before + (after - before) * 2 // 3 : before + (after - before) * 3 // 4] = 5.0
+    monitor = Monitor(6400.0, ["x"], **AXIS)
+    monitor.feed(recording["x"].samples, tacho)
+    first = monitor.finish().remarks[0]
+    assert "pulses of the tacho" in first
+    assert "were dropped or filled in" in first

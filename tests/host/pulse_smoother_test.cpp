@@ -146,7 +146,7 @@ TEST(PulseSmoother, WindowThatIsAskedForSmoothsPulseTimesToo)
 {
     TachometerSettings settings;
     settings.smoothingTurns = 20.0;
-    const SimulatedShaft shaft;
+    const SimulatedShaft shaft{3000.0, 100.0};
     std::vector<double> pulses;
     for (int k = 0; k < 400; ++k)
         pulses.push_back(shaft.secondsAt(k) + (k % 2 == 0 ? 1e-4 : -1e-4));
