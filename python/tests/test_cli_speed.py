@@ -64,6 +64,23 @@ def test_options_of_the_tacho_apply_to_the_one_that_is_found(
     assert not np.array_equal(found.turns_at(moments), plain.turns_at(moments))
 
 
+@pytest.mark.parametrize("tacho", [[], ["--tacho", "tacho"]])
+def test_the_window_of_the_smoothing_goes_to_the_tacho(
+    recording: Path, monkeypatch: pytest.MonkeyPatch, tacho: list[str]
+) -> None:
+    asked: dict[str, object] = {}
+
+    def taken(channel: Channel, **options: object) -> None:
+        asked.update(options)
+        raise HarmotrackError("taken")
+
+    monkeypatch.setattr(Speed, "from_tacho", taken)
+
+    assert call("orders", recording, "--smoothing-turns", "16", *tacho) == 2
+
+    assert asked["smoothing_turns"] == 16.0
+
+
 def test_options_of_the_tacho_that_is_found_are_checked(
     recording: Path, capsys: pytest.CaptureFixture
 ) -> None:
@@ -146,8 +163,8 @@ def test_an_option_of_a_tacho_where_a_speed_channel_is_found_meets_a_sentence(
 
 #: Numbers of every option that takes one.
 NUMBERS = {
-    "orders": "pulses gear-ratio tacho-max-rpm level rate full-scale min-rpm max-rpm step-rpm "
-    "highest-order order-resolution harmonics row-overlap",
+    "orders": "pulses gear-ratio tacho-max-rpm smoothing-turns level rate full-scale min-rpm "
+    "max-rpm step-rpm highest-order order-resolution harmonics row-overlap",
     "map": "reference",
     "simulate": "duration rate start-rpm end-rpm noise",
 }

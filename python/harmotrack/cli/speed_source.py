@@ -60,6 +60,13 @@ SPEED = [
         help="Highest speed that the machine can reach: pulses that tell more are left out.",
     ),
     click.option(
+        "--smoothing-turns",
+        type=NUMBER,
+        metavar="TURNS",
+        help="Window in turns of the shaft over which the moments of the pulses are smoothed, or 0 "
+        "for none; default: as much as a tacho needs whose pulses scatter by its sampling.",
+    ),
+    click.option(
         "--level",
         type=NUMBER,
         metavar="VALUE",
@@ -113,6 +120,7 @@ _WHEEL = {
     "missing_teeth": "missing_teeth",
     "gear_ratio": "gear_ratio",
     "tacho_max_rpm": "max_rpm",
+    "smoothing_turns": "smoothing_turns",
 }
 _SIGNAL = {"level": "level", "edge": "edge"}
 _FOUND = ""  #: where nothing is said of the speed
