@@ -152,12 +152,12 @@ def find_speed(
     progress: Progress | None = None,
     **tacho: Any,
 ) -> Speed:
-    """The speed from what the recording says of it, and if it says nothing from the likeliest guess.
+    """The speed that the recording tells, or else that of the likeliest guess.
 
-    In this order: pulses or a channel named like a tacho; the one channel whose unit or name is that
-    of a speed; the constant speed that the file tells; pulses that come steadily; a channel that
-    stands at one of two levels most of the time and whose pulses come steadily. What says less than
-    1 rpm or more than a million is none.
+    In this order: pulses or a channel named like a tacho; the one channel whose unit or name is
+    that of a speed; the constant speed that the file tells; pulses that come steadily; a channel
+    that stands at one of two levels most of the time and whose pulses come steadily. What says less
+    than 1 rpm or more than a million is none.
 
     Parameters
     ----------
