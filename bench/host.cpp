@@ -4,10 +4,10 @@
 // The run: one channel at 51.2 kHz with a tacho of one pulse a turn, 600 to 6000 rpm and back;
 // order spectra of 4096 points every half block, and speed bins of 50 rpm with all their tables.
 
-#include "host/analysis_run.h"
-#include "host/equal_angle_axis.h"
-#include "host/equal_angle_resampler.h"
-#include "host/tachometer.h"
+#include "host/analysis/analysis_run.h"
+#include "host/equal_angle/axis.h"
+#include "host/equal_angle/resampler.h"
+#include "host/shaft/tachometer.h"
 
 #include <harmotrack/harmotrack.hpp>
 

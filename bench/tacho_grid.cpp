@@ -1,8 +1,8 @@
 // Does a tachometer follow what machines do? Pulses of simulated shafts over a grid of courses,
 // wheels and disturbances; prints the tables of README.md.
 
-#include "host/tachometer.h"
-#include "tests/host/shaft_course.h"
+#include "host/shaft/tachometer.h"
+#include "tests/host/shaft/shaft_course.h"
 
 #include <algorithm>
 #include <cstddef>

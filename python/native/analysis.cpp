@@ -2,10 +2,10 @@
 
 #include "arrays.h"
 
-#include "host/analysis_results.h"
-#include "host/analysis_settings.h"
-#include "host/equal_angle_axis.h"
-#include "host/order_band.h"
+#include "host/analysis/analysis_results.h"
+#include "host/analysis/analysis_settings.h"
+#include "host/analysis/order_band.h"
+#include "host/equal_angle/axis.h"
 
 #include <nanobind/stl/optional.h>
 #include <nanobind/stl/string.h>

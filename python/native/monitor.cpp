@@ -2,12 +2,12 @@
 
 #include "arrays.h"
 
-#include "host/analysis_results.h"
-#include "host/analysis_run.h"
-#include "host/analysis_settings.h"
-#include "host/angle_knot.h"
-#include "host/shaft_angle.h"
-#include "host/tacho_settings.h"
+#include "host/analysis/analysis_results.h"
+#include "host/analysis/analysis_run.h"
+#include "host/analysis/analysis_settings.h"
+#include "host/shaft/angle_knot.h"
+#include "host/shaft/shaft_angle.h"
+#include "host/shaft/tacho_settings.h"
 
 #include <nanobind/stl/optional.h>
 #include <nanobind/stl/vector.h>

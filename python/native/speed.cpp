@@ -3,17 +3,17 @@
 #include "arrays.h"
 #include "progress.h"
 
-#include "host/angle_knot.h"
 #include "host/host_error.h"
-#include "host/pulse_detector.h"
-#include "host/shaft_angle.h"
-#include "host/speed_profile.h"
-#include "host/tacho_event.h"
-#include "host/tacho_settings.h"
-#include "host/tachometer.h"
-#include "host/tracking_run.h"
-#include "host/tracking_settings.h"
-#include "host/uniform_signal.h"
+#include "host/shaft/angle_knot.h"
+#include "host/shaft/pulse_detector.h"
+#include "host/shaft/shaft_angle.h"
+#include "host/shaft/speed_profile.h"
+#include "host/shaft/tacho_event.h"
+#include "host/shaft/tacho_settings.h"
+#include "host/shaft/tachometer.h"
+#include "host/signals/uniform_signal.h"
+#include "host/tracking/tracking_run.h"
+#include "host/tracking/tracking_settings.h"
 
 #include <nanobind/stl/optional.h>
 #include <nanobind/stl/pair.h>

@@ -1,11 +1,11 @@
 #include "host/ranges.h"
 
-#include "error_text.h"
-#include "host/analysis_run.h"
-#include "host/pulse_detector.h"
-#include "host/shaft_angle.h"
-#include "host/time_stamps.h"
-#include "host/tracking_settings.h"
+#include "host/analysis/analysis_run.h"
+#include "host/shaft/pulse_detector.h"
+#include "host/shaft/shaft_angle.h"
+#include "host/signals/time_stamps.h"
+#include "host/tracking/tracking_settings.h"
+#include "tests/host/error_text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

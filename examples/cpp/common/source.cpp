@@ -5,8 +5,8 @@
 #include "wav_data.h"
 
 #include "host/host_error.h"
-#include "host/speed_profile.h"
-#include "host/tachometer.h"
+#include "host/shaft/speed_profile.h"
+#include "host/shaft/tachometer.h"
 
 #include <sndfile.hh>
 

@@ -2,10 +2,10 @@
 
 #include "source_options.h"
 
-#include "host/angle_knot.h"
-#include "host/shaft_angle.h"
-#include "host/tacho_event.h"
-#include "host/uniform_signal.h"
+#include "host/shaft/angle_knot.h"
+#include "host/shaft/shaft_angle.h"
+#include "host/shaft/tacho_event.h"
+#include "host/signals/uniform_signal.h"
 
 #include <cstddef>
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/tachometer.h"
-#include "host/tracking_settings.h"
+#include "host/shaft/tachometer.h"
+#include "host/tracking/tracking_settings.h"
 
 #include <optional>
 #include <string>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/angle_knot.h"
-#include "host/tracking_run.h"
-#include "host/uniform_signal.h"
+#include "host/shaft/angle_knot.h"
+#include "host/signals/uniform_signal.h"
+#include "host/tracking/tracking_run.h"
 
 #include <string>
 #include <vector>

@@ -4,7 +4,7 @@
 #include "order_bars.h"
 #include "simulated_machine.h"
 
-#include "host/analysis_run.h"
+#include "host/analysis/analysis_run.h"
 #include "host/host_error.h"
 
 #include <CLI/CLI.hpp>

@@ -1,6 +1,6 @@
 #include "curve_panels.h"
 
-#include "host/order_band.h"
+#include "host/analysis/order_band.h"
 
 #include <algorithm>
 #include <array>

@@ -2,9 +2,9 @@
 
 #include "number_text.h"
 
-#include "host/equal_angle_axis.h"
+#include "host/equal_angle/axis.h"
 #include "host/host_error.h"
-#include "host/shaft_angle.h"
+#include "host/shaft/shaft_angle.h"
 
 #include <algorithm>
 #include <array>

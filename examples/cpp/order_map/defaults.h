@@ -3,7 +3,7 @@
 #include "options.h"
 #include "recording.h"
 
-#include "host/analysis_settings.h"
+#include "host/analysis/analysis_settings.h"
 
 namespace Harmotrack::Examples {
 

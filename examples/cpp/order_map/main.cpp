@@ -14,7 +14,7 @@
 #include "summary.h"
 #include "tables.h"
 
-#include "host/analysis_run.h"
+#include "host/analysis/analysis_run.h"
 #include "host/host_error.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "source_options.h"
 
-#include "host/analysis_settings.h"
+#include "host/analysis/analysis_settings.h"
 
 #include <optional>
 #include <string>

@@ -2,7 +2,7 @@
 
 #include "tracking.h"
 
-#include "host/shaft_angle.h"
+#include "host/shaft/shaft_angle.h"
 
 #include <cstddef>
 #include <utility>

@@ -3,9 +3,9 @@
 #include "options.h"
 #include "source.h"
 
-#include "host/angle_knot.h"
-#include "host/tacho_event.h"
-#include "host/uniform_signal.h"
+#include "host/shaft/angle_knot.h"
+#include "host/shaft/tacho_event.h"
+#include "host/signals/uniform_signal.h"
 
 #include <string>
 #include <vector>

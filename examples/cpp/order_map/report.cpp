@@ -1,6 +1,6 @@
 #include "report.h"
 
-#include "host/order_band.h"
+#include "host/analysis/order_band.h"
 
 namespace Harmotrack::Examples {
 

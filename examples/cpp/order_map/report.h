@@ -3,8 +3,8 @@
 #include "number_text.h"
 #include "recording.h"
 
-#include "host/analysis_results.h"
-#include "host/analysis_settings.h"
+#include "host/analysis/analysis_results.h"
+#include "host/analysis/analysis_settings.h"
 
 #include <cstddef>
 #include <string>

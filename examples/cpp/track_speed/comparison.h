@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/shaft_angle.h"
-#include "host/tracking_run.h"
+#include "host/shaft/shaft_angle.h"
+#include "host/tracking/tracking_run.h"
 
 #include <cstddef>
 #include <vector>

@@ -2,7 +2,7 @@
 
 #include "source_options.h"
 
-#include "host/tracking_settings.h"
+#include "host/tracking/tracking_settings.h"
 
 #include <string>
 

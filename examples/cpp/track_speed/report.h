@@ -3,7 +3,7 @@
 #include "comparison.h"
 #include "source.h"
 
-#include "host/tracking_run.h"
+#include "host/tracking/tracking_run.h"
 
 #include <optional>
 

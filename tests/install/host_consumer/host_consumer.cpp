@@ -1,6 +1,6 @@
 // A host that takes the host layer out of the kit: order 3 of a shaft that runs up from 600 to
 // 1800 rpm in 10 s, by a column of speed.
-#include "host/analysis_run.h"
+#include "host/analysis/analysis_run.h"
 
 #include <cmath>
 #include <cstdio>
