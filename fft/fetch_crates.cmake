@@ -1,9 +1,10 @@
 # Gets the crates that Cargo.toml pins into FOLDER, through CARGO's ordinary client, and holds them
 # against the sums of crates.sha256: cargo checks each file of a crate against its list when it builds,
-# and that list names the sum of the whole crate. The folder appears when all of them are there.
+# and that list names the sum of the whole crate. The folder appears when all of them are there, and
+# beside it FOLDER.fetched.
 #   cmake -D CARGO=.. -D RUSTC=.. -D FOLDER=.. -P fetch_crates.cmake
 
-set(staging ${FOLDER}.fetched)
+set(staging ${FOLDER}.staging)
 file(REMOVE_RECURSE ${staging} ${FOLDER})
 file(MAKE_DIRECTORY ${staging}/src)
 file(COPY ${CMAKE_CURRENT_LIST_DIR}/Cargo.toml DESTINATION ${staging})
@@ -36,3 +37,4 @@ if(NOT sums STREQUAL expected)
 endif()
 file(RENAME ${staging}/crates ${FOLDER})
 file(REMOVE_RECURSE ${staging})
+file(TOUCH ${FOLDER}.fetched)
