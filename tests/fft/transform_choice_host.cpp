@@ -2,11 +2,32 @@
 // first argument says what is tried, the second is the file of the own transform.
 #include <harmotrack/harmotrack.hpp>
 
+#if !defined(_WIN32)
+#include <dlfcn.h>
+#endif
+
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
+
+namespace {
+
+bool fftwIsInstalled = true;
+
+} // namespace
+
+#if !defined(_WIN32)
+// Stands before the system's. Where FFTW is not installed, its name finds what is open already.
+extern "C" __attribute__((visibility("default"))) void* dlopen(const char* name, int flags)
+{
+    using Open = void* (*)(const char*, int);
+    static const auto original = reinterpret_cast<Open>(dlsym(RTLD_NEXT, "dlopen"));
+    const bool isFftw = name != nullptr && std::string_view(name) == "libfftw3.so.3";
+    return original(name, isFftw && !fftwIsInstalled ? flags | RTLD_NOLOAD : flags);
+}
+#endif
 
 namespace {
 
@@ -83,6 +104,11 @@ int main(int argc, char** argv)
     if (what == "left alone") {
         checkThatItIsInUse(Transform::Fftw, ownFile);
         checkThatAnotherIsRefused(Transform::Own);
+    } else if (what == "without FFTW") {
+        fftwIsInstalled = false;
+        const std::string sentence = sentenceOf([] { useTransform(Transform::Fftw); });
+        check(sentence.find("install it") != std::string::npos, "FFTW is missing: " + sentence);
+        checkThatItIsInUse(Transform::Own, ownFile);
     } else if (what == "preloaded") {
         checkThatAnotherIsRefused(Transform::Fftw);
         checkThatItIsInUse(Transform::Own, ownFile);
