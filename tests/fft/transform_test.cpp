@@ -178,7 +178,7 @@ TEST(TransformArguments, MoreMemoryThanThereCanBeIsNull)
 
 TEST(TransformArguments, ArraysBeginWithACacheLine)
 {
-    for (const std::size_t count : {0, 1, 7, 1000, 100000}) {
+    for (const std::size_t count : {0U, 1U, 7U, 1000U, 100000U}) {
         double* array = ours().allocReal(count);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(array) % 64, 0U) << count;
         ours().free(array);
