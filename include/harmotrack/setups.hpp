@@ -307,6 +307,7 @@ enum class Transform {
     Own,       ///< the one in the folder `harmotrack` beside the library
 };
 
+/// Which library carries out the transforms of this process.
 struct TransformInUse {
     std::string name;     ///< with its version: "fftw-3.3.10-sse2-avx", "rustfft-6.4.1"
     std::string pathUtf8; ///< of its file, as the system's loader tells it

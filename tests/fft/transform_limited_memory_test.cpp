@@ -49,6 +49,7 @@ TEST_P(TransformLimitedMemory, IsANullPlan)
 // So a host that asks for the array first, and sees that it is missing, never meets a null plan.
 TEST_P(TransformLimitedMemory, IsANullArrayWhereItWouldBeANullPlan)
 {
+    ours();
     constexpr int n = 65536;
     const int nullArrays = attemptWithMoreAndMore([] {
         const Array array(ours(), outputSize(Kind::ComplexForward, n) + 2);
