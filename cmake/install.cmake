@@ -32,6 +32,14 @@ foreach(variant std sse2 sse41 avx avx2fma3)
     install(TARGETS vexcalc-${variant} LIBRARY DESTINATION ${kernel_dir})
 endforeach()
 
+# The transform that can take FFTW's place has a folder of its own there, and the licences of what it
+# is made of.
+if(HARMOTRACK_BUILD_TRANSFORM)
+    install(PROGRAMS ${HARMOTRACK_TRANSFORM_FILE} DESTINATION ${kernel_dir}/harmotrack)
+    install(FILES ${PROJECT_SOURCE_DIR}/fft/THIRD_PARTY.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
+            RENAME TRANSFORM_LICENCES.md)
+endif()
+
 install(EXPORT harmotrack NAMESPACE harmotrack:: DESTINATION ${package_dir}
         FILE harmotrackTargets.cmake)
 configure_package_config_file(

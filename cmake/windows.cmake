@@ -19,6 +19,7 @@ set(HARMOTRACK_LEFT_OUT
     harmotrack_tracker_allocation_tests
     harmotrack_tracker_memory_tests
     harmotrack_kept_memory_tests
+    harmotrack_transform_allocation_tests
     harmotrack_without_fftw)
 
 # Windows searches the folder of the program for libraries, not that of the library that loads them:

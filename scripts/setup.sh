@@ -19,11 +19,12 @@ check_packages=(
     "${run_packages[@]}" "${browser_packages[@]}"
     ccache clang-14 clang-format-14 clang-tidy-14 python3 binutils
     libgtest-dev libgmock-dev libbenchmark-dev doxygen
+    cargo rustc
 )
 
 # Besides, to build for Windows, run what was built, and link a host by another compiler.
 windows_packages=(
-    g++-mingw-w64-x86-64-posix wine wine64 googletest python3-pip
+    g++-mingw-w64-x86-64-posix wine wine64 googletest python3-pip libstd-rust-dev-windows
     lld-14 llvm-14
 )
 

@@ -27,12 +27,18 @@
 ///     pool of idle handles, detached from all memory of its last user, and the next object takes
 ///     it from there. A process needs as many handles as work at the same time. What such a handle
 ///     computes is equal to the bit to what a new one computes.
-///   - FFTW is opened before the first analyzer is made, and the kernels of decimating trackers are
-///     loaded once before any of them runs. If either is missing, an Error says so.
+///   - The library of the Fourier transforms is opened before the first analyzer is made, and the
+///     kernels of decimating trackers are loaded once before any of them runs. If either is
+///     missing, an Error says so.
 ///
 /// WHERE THE LIBRARY COMES FROM. A program that links it has nothing to do. A program that can not,
 /// since it has functions called create or reset of its own, defines HARMOTRACK_NO_PROTOTYPES
 /// before this header and calls load() once, before anything else.
+///
+/// TRANSFORMS. The library does them with FFTW 3, which is under the GPL, or with one of ours that
+/// stands in for it, under the MIT licence: docs/transform.md of the sources tells what either
+/// means for a program. Left alone, the first analyzer takes FFTW where there is one; load() or
+/// useTransform() chooses, and transformInUse() tells.
 ///
 /// THREADS. One thread at a time per object; different objects are independent, and any thread may
 /// make, set up and end them. Under each function stands the line that harmotrack.h describes.
@@ -44,7 +50,8 @@
 /// report it but ends the process: what it takes for planning is therefore reserved before it is
 /// called, which rules that out unless other threads take the last memory in the meantime. What it
 /// takes for a transform it takes in next(), where nothing stands between: nothing at most block
-/// sizes, up to 6 complex blocks at others, as those with a prime factor above 13.
+/// sizes, up to 6 complex blocks at others, as those with a prime factor above 13. The own
+/// transform reports it when it is planned, and takes nothing in next().
 #ifndef HARMOTRACK_HARMOTRACK_HPP
 #define HARMOTRACK_HARMOTRACK_HPP
 
@@ -61,17 +68,41 @@
 
 namespace Harmotrack {
 
-/// Takes the library from a file instead of from the linker. To be called once, before anything
-/// else; again with the same file it does nothing. The library stays loaded. FFTW is looked for by
-/// the system's search, and then beside the file.
+/// Chooses the library that does the Fourier transforms. To be called before the first analyzer is
+/// made, and before anything else in the process loads FFTW: the first one that is loaded serves
+/// all. If it throws, nothing is chosen. Automatic leaves the choice to the first analyzer.
 ///
-/// @param pathUtf8  as the system's loader takes it, in UTF-8
-/// @throws Error  no such library, or another one is in use already
+/// @throws Error  the library is not loaded; no such transform; another one is loaded already
 ///
 /// Threads: any. Allocates: yes. Throws: Error. Realtime: no.
-inline void load(const std::string& pathUtf8)
+inline void useTransform(Transform transform)
+{
+    Detail::Library::withSentence([&] { Detail::Library::instance().useTransform(transform); });
+}
+
+/// The library that does the Fourier transforms. It is loaded, if no analyzer has been made yet.
+///
+/// @throws Error  the library is not loaded; there is no transform
+///
+/// Threads: any. Allocates: yes. Throws: Error. Realtime: no.
+inline TransformInUse transformInUse()
+{
+    return Detail::Library::withSentence(
+        [] { return Detail::Library::instance().transformInUse(); });
+}
+
+/// Takes the library from a file instead of from the linker. To be called once, before anything
+/// else; again with the same file it does nothing. The library stays loaded.
+///
+/// @param pathUtf8  as the system's loader takes it, in UTF-8
+/// @param transform  as useTransform() takes it
+/// @throws Error  no such library, or another one is in use already; see useTransform()
+///
+/// Threads: any. Allocates: yes. Throws: Error. Realtime: no.
+inline void load(const std::string& pathUtf8, Transform transform = Transform::Automatic)
 {
     Detail::Library::instance().load(pathUtf8);
+    useTransform(transform);
 }
 
 /// Analyzers of a mode. `made` and `abandoned` count those of all modes.

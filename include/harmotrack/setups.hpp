@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <span>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace Harmotrack {
@@ -297,6 +298,19 @@ struct Speed {
 struct Estimate {
     double frequency = 0.0; ///< rotation frequency, in the setup's unit
     double time = 0.0;      ///< seconds from the first sample of the run to the block's centre
+};
+
+/// The library that carries out the Fourier transforms.
+enum class Transform {
+    Automatic, ///< FFTW where there is one, else the own one
+    Fftw,      ///< FFTW 3: found by the system, or beside the library
+    Own,       ///< the one in the folder `harmotrack` beside the library
+};
+
+/// Which library carries out the transforms of this process.
+struct TransformInUse {
+    std::string name;     ///< with its version: "fftw-3.3.10-sse2-avx", "rustfft-6.4.1"
+    std::string pathUtf8; ///< of its file, as the system's loader tells it
 };
 
 /// Handles of the process, in use or not.

@@ -10,9 +10,12 @@
 #include <harmotrack/harmotrack.hpp>
 
 #include <nanobind/nanobind.h>
+#include <nanobind/stl/pair.h>
 #include <nanobind/stl/string.h>
 
 #include <exception>
+#include <string>
+#include <utility>
 
 namespace nb = nanobind;
 
@@ -35,10 +38,19 @@ NB_MODULE(_native, module)
 {
     module.doc() = "The host layer of Harmotrack, with NumPy's arrays.";
     nb::register_exception_translator(&raiseHostError);
-    module.def("load_library",
-               &Harmotrack::load,
-               nb::arg("path"),
-               "Loads the library; once, before anything else, or again from the same path.");
+    module.def(
+        "load_library",
+        [](const std::string& path) { Harmotrack::load(path); },
+        nb::arg("path"),
+        "Loads the library; once, before anything else, or again from the same path.");
+    module.def(
+        "transform_in_use",
+        [] {
+            const auto transform = Harmotrack::transformInUse();
+            return std::pair(transform.name, transform.pathUtf8);
+        },
+        "Name with version, and file, of the library that does the Fourier transforms.\n\n"
+        "RuntimeError if there is none.");
     Harmotrack::Python::bindSpeed(module);
     Harmotrack::Python::bindAnalysis(module);
     Harmotrack::Python::bindMonitor(module);

@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import subprocess
 import sys
 from pathlib import Path
@@ -40,6 +41,10 @@ def test_the_installed_command_answers_in_a_process_of_its_own(tmp_path: Path) -
     )
 
     assert answer.stdout.startswith("harmotrack, version ")
+    # FFTW, or the transform that takes its place: a name with a version, and a file.
+    assert re.search(
+        r"^Fourier transforms by (fftw|rustfft)-\d[^ ]*, .*libfftw3", answer.stdout, re.MULTILINE
+    )
 
 
 # What is loaded decides how soon the command answers.

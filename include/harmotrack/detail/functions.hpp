@@ -10,14 +10,22 @@
 #include <string>
 
 #if defined(_WIN32)
-// As <windows.h> declares them, which is not included for the sake of three functions.
+// As <windows.h> declares them, which is not included for the sake of six functions.
 extern "C" {
 struct HINSTANCE__;
 __declspec(dllimport) HINSTANCE__* __stdcall LoadLibraryW(const wchar_t*);
 __declspec(dllimport) std::intptr_t(__stdcall* __stdcall GetProcAddress(HINSTANCE__*,
                                                                         const char*))();
+__declspec(dllimport) int __stdcall GetModuleHandleExW(unsigned long,
+                                                       const wchar_t*,
+                                                       HINSTANCE__**);
+__declspec(dllimport) unsigned long __stdcall GetModuleFileNameW(HINSTANCE__*,
+                                                                 wchar_t*,
+                                                                 unsigned long);
 __declspec(dllimport) int __stdcall MultiByteToWideChar(
     unsigned int, unsigned long, const char*, int, wchar_t*, int);
+__declspec(dllimport) int __stdcall WideCharToMultiByte(
+    unsigned int, unsigned long, const wchar_t*, int, char*, int, const char*, int*);
 }
 #else
 #include <dlfcn.h>
@@ -114,10 +122,10 @@ struct Functions {
 #if defined(_WIN32)
 
 inline constexpr const char* kFftwFile = "libfftw3-3_64.dll";
+inline constexpr unsigned int kUtf8 = 65001;
 
 inline void* openLibrary(const std::string& nameUtf8)
 {
-    constexpr unsigned int kUtf8 = 65001;
     std::wstring name(nameUtf8.size(), L'\0'); // UTF-16 has no more units than UTF-8 has bytes
     const int length = static_cast<int>(name.size());
     name.resize(static_cast<std::size_t>(
@@ -128,6 +136,29 @@ inline void* openLibrary(const std::string& nameUtf8)
 inline void* symbolOf(void* library, const char* name)
 {
     return reinterpret_cast<void*>(GetProcAddress(static_cast<HINSTANCE__*>(library), name));
+}
+
+/// UTF-8 path of the program or library that holds an address; empty if none does.
+inline std::string fileOf(const void* address)
+{
+    constexpr unsigned long kFromAddressAndNotCounted = 4 | 2;
+    HINSTANCE__* library = nullptr;
+    const auto* const place = static_cast<const wchar_t*>(address);
+    if (GetModuleHandleExW(kFromAddressAndNotCounted, place, &library) == 0) return {};
+    std::wstring path(32768, L'\0'); // the longest there is
+    const auto size = static_cast<unsigned long>(path.size());
+    const int length = static_cast<int>(GetModuleFileNameW(library, path.data(), size));
+    std::string pathUtf8(3 * static_cast<std::size_t>(length), '\0');
+    const int room = static_cast<int>(pathUtf8.size());
+    pathUtf8.resize(static_cast<std::size_t>(WideCharToMultiByte(
+        kUtf8, 0, path.data(), length, pathUtf8.data(), room, nullptr, nullptr)));
+    return pathUtf8;
+}
+
+/// The address of a linked function in the library that it belongs to.
+inline const void* placeOf(const void* function, const char* /*name*/)
+{
+    return function;
 }
 
 #else
@@ -143,6 +174,22 @@ inline void* openLibrary(const std::string& nameUtf8)
 inline void* symbolOf(void* library, const char* name)
 {
     return dlsym(library, name);
+}
+
+/// Path of the program or library that holds an address; empty if none does.
+inline std::string fileOf(const void* address)
+{
+    Dl_info place{};
+    if (dladdr(address, &place) == 0 || place.dli_fname == nullptr) return {};
+    return place.dli_fname;
+}
+
+/// The address of a linked function in the library that it belongs to: a program that can not be
+/// moved knows it by an address of its own.
+inline const void* placeOf(const void* function, const char* name)
+{
+    const void* const behindThisCode = dlsym(RTLD_NEXT, name);
+    return behindThisCode == nullptr ? function : behindThisCode;
 }
 
 #endif

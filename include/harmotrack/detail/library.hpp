@@ -5,6 +5,7 @@
 
 #include <harmotrack/detail/functions.hpp>
 #include <harmotrack/detail/require.hpp>
+#include <harmotrack/detail/transform.hpp>
 #include <harmotrack/setups.hpp>
 
 #include <array>
@@ -147,11 +148,25 @@ public:
 #define HARMOTRACK_BIND(NAME) bind(found.NAME, library, #NAME, pathUtf8);
         HARMOTRACK_FUNCTIONS(HARMOTRACK_BIND)
 #undef HARMOTRACK_BIND
-        const std::size_t folder = pathUtf8.find_last_of("/\\");
-        if (folder != std::string::npos) folder_ = pathUtf8.substr(0, folder + 1);
         functions_ = found;
         loaded_ = library;
         ready_ = true;
+    }
+
+    /// Opens the transform, unless that is left to the first analyzer.
+    void useTransform(Transform choice)
+    {
+        const std::lock_guard lock(mutex_);
+        requireReady();
+        if (choice != Transform::Automatic) openTransform(choice);
+    }
+
+    TransformInUse transformInUse()
+    {
+        const std::lock_guard lock(mutex_);
+        requireReady();
+        openTransform(Transform::Automatic);
+        return transformUnderItsName();
     }
 
     const Functions& functions()
@@ -286,16 +301,16 @@ private:
         requireThat(ready_, "The library is not there yet: call Harmotrack::load() first.");
     }
 
+    static constexpr const char* kNoFftw =
+        "FFTW 3 (double precision) could not be loaded; install it (Debian's package "
+        "libfftw3-double3) and start again.";
+
     /// After a failed create() the library does not look for FFTW again and hands out analyzers
-    /// that jump through null pointers. So FFTW is opened before, and stays open; the library then
-    /// finds what is open by its name.
+    /// that jump through null pointers. So a transform is opened before, and stays open.
     AnalyzerHandle makeAnalyzer(Mode mode)
     {
-        constexpr const char* kNoFftw =
-            "FFTW 3 (double precision) could not be loaded; install it (Debian's package "
-            "libfftw3-double3) and start again.";
-        fftwIsOpen_ = fftwIsOpen_ || openFftw();
-        requireThat(fftwIsOpen_ && !createFailed_, kNoFftw);
+        openTransform(Transform::Automatic);
+        requireThat(!createFailed_, kNoFftw);
         try {
             constexpr std::size_t kSymbols = 1 << 20; // to look them up
             reserve(kSymbols);
@@ -312,12 +327,16 @@ private:
     }
 
     /// The loader does not tell what it lacked: lack of memory must not pass for a lack of FFTW.
-    [[nodiscard]] bool openFftw() const
+    void openTransform(Transform choice)
     {
+        if (transformIsOpen_ && choice == Transform::Automatic) return;
         constexpr std::size_t kFileSize = 8 << 20;
         reserve(kFileSize);
-        return openLibrary(kFftwFile) != nullptr ||
-               (!folder_.empty() && openLibrary(folder_ + kFftwFile) != nullptr);
+        const void* const function = reinterpret_cast<const void*>(functions_.autotrackerCreate);
+        const void* const place =
+            loaded_ == nullptr ? placeOf(function, "autotrackerCreate") : function;
+        requireThat(Detail::openTransform(choice, folderOf(fileOf(place))), kNoFftw);
+        transformIsOpen_ = true;
     }
 
     const Error memoryRanOut_{"Memory ran out."};
@@ -325,8 +344,7 @@ private:
     Functions functions_{};
     bool ready_ = false;
     void* loaded_ = nullptr; ///< never closed
-    std::string folder_;     ///< of the loaded library, with a separator at its end
-    bool fftwIsOpen_ = false;
+    bool transformIsOpen_ = false;
     bool createFailed_ = false;
     Pool<AnalyzerHandle> analyzers_;
     Pool<TrackerHandle> trackers_;

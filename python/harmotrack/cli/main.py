@@ -49,12 +49,33 @@ class _Commands(click.Group):
             formatter.write_dl(list(_COMMANDS.items()))
 
 
+def _show_version(context: click.Context, _parameter: click.Parameter, asked: bool) -> None:
+    if not asked or context.resilient_parsing:
+        return
+    from harmotrack.native import _native
+    from harmotrack.version import __version__
+
+    click.echo(f"harmotrack, version {__version__}")
+    try:
+        click.echo("Fourier transforms by {}, {}".format(*_native.transform_in_use()))
+    except RuntimeError as error:
+        click.echo(f"No Fourier transforms: {error}")
+    context.exit()
+
+
 @click.group(
     cls=_Commands,
     context_settings={"help_option_names": ["-h", "--help"]},
     epilog='Completion in bash: eval "$(_HARMOTRACK_COMPLETE=bash_source harmotrack)"',
 )
-@click.version_option(package_name="harmotrack", prog_name="harmotrack")
+@click.option(
+    "--version",
+    is_flag=True,
+    is_eager=True,
+    expose_value=False,
+    callback=_show_version,
+    help="Show the version, and what does the Fourier transforms, and exit.",
+)
 def group() -> None:
     """Order analysis of rotating machinery."""
 
