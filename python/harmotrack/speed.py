@@ -355,7 +355,12 @@ class Speed:
 
         moments, means = [], []
         for segment in self.segments:
-            turns = segment.first_turn + np.arange(0.5, segment.turns - 0.5, 0.25)
+            asked = np.clip((start, end), segment.start, segment.end)
+            least, most = segment.turns_at(asked) - segment.first_turn
+            # Half a turn from either end, and a quarter more than is asked for: times are rounded.
+            first = max(np.floor(4.0 * least) - 1.0, 2.0)
+            behind = min(np.ceil(4.0 * most) + 2.0, np.ceil(4.0 * segment.turns) - 2.0)
+            turns = segment.first_turn + 0.25 * np.arange(first, behind)
             moments.append(segment.seconds_at(turns))
             means.append(60.0 / (segment.seconds_at(turns + 0.5) - segment.seconds_at(turns - 0.5)))
         seconds, rpm = np.concatenate(moments), np.concatenate(means)
