@@ -326,22 +326,28 @@ class Speed:
 
     def turns_at(self, seconds: ArrayLike) -> NDArray[np.float64]:
         """Angle at some times, shape (n), turns; whole at the mark if there is one. Times outside
-        count as the nearest end; NaN in a gap, behind which the count goes on."""
-        times = np.atleast_1d(np.asarray(seconds, dtype=np.float64))
+        count as the nearest end; NaN in a gap, behind which the count goes on.
+
+        Raises HarmotrackError if the times are no numbers, or no row of them."""
+        times = _row("The times", seconds)
         return self._joined(
             times, [segment.turns_at(times) + passed for segment, passed in self._passed()]
         )
 
     def rpm_at(self, seconds: ArrayLike) -> NDArray[np.float64]:
         """Speed at some times, shape (n), the derivative of the angle. Times outside count as the
-        nearest end; NaN in a gap."""
-        times = np.atleast_1d(np.asarray(seconds, dtype=np.float64))
+        nearest end; NaN in a gap.
+
+        Raises HarmotrackError if the times are no numbers, or no row of them."""
+        times = _row("The times", seconds)
         return self._joined(times, [segment.rpm_at(times) for segment in self.segments])
 
     def seconds_at(self, turns: ArrayLike) -> NDArray[np.float64]:
         """The moments of some angles, shape (n), the inverse of turns_at(). Angles outside count
-        as the nearest end."""
-        angles = np.atleast_1d(np.asarray(turns, dtype=np.float64))
+        as the nearest end.
+
+        Raises HarmotrackError if the angles are no numbers, or no row of them."""
+        angles = _row("The angles", turns)
         seconds = np.full(angles.shape, self.start)
         for segment, passed in self._passed():
             reached = angles >= segment.first_turn + passed
