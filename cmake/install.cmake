@@ -28,7 +28,7 @@ if(WIN32)
 else()
     set(kernel_dir ${CMAKE_INSTALL_LIBDIR})
 endif()
-foreach(variant std sse2 sse41 avx avx2fma3)
+foreach(variant IN LISTS HARMOTRACK_VEXCALC_VARIANTS)
     install(TARGETS vexcalc-${variant} LIBRARY DESTINATION ${kernel_dir})
 endforeach()
 

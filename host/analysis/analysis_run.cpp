@@ -23,6 +23,10 @@ constexpr double kPassedShareOfRate = 0.45;
 // How much is delivered to the library at once.
 constexpr double kDeliverySeconds = 0.25;
 
+// Steps of angle are made so far ahead of the samples: the resampler keeps the older samples that a
+// shaft needs which slows down by then.
+constexpr double kStepsAheadSeconds = 1.0;
+
 constexpr std::size_t kMostEvents = 10000;
 constexpr std::size_t kMostTurns = 100000;
 
@@ -138,7 +142,7 @@ AnalysisRun::Stream::Stream(const AnalysisSettings& settings,
                             const RunInput& input,
                             RunCallbacks callbacks)
     : settings_(settings), input_((checkInput(input, settings), input)),
-      callbacks_(std::move(callbacks)), axis_(2 * settings.maxOrder()),
+      callbacks_(std::move(callbacks)), axis_(2 * settings.maxOrder(), input.startSeconds),
       resampler_(input.rateHz, input.startSeconds, input.channels, 2 * settings.maxOrder()),
       passes_([&] {
           std::vector<std::unique_ptr<AnalyzerPass>> passes;
@@ -278,7 +282,7 @@ void AnalysisRun::Stream::takeKnots(std::span<const AngleKnot> knots)
 // Takes as many steps of angle to the library as have their samples.
 void AnalysisRun::Stream::process()
 {
-    resampler_.request(axis_.take());
+    resampler_.request(axis_.take(resampler_.endSeconds() + kStepsAheadSeconds));
     const EqualAngleSamples samples = resampler_.take();
     if (callbacks_.onAngleSignal && !samples.steps.empty()) callbacks_.onAngleSignal(samples);
     if (settings_.keepAngleSignal) keep(samples);
@@ -438,8 +442,7 @@ void AnalysisRun::Stream::keep(const EqualAngleSamples& samples)
 void AnalysisRun::Stream::letGo()
 {
     const double blockSeconds = static_cast<double>(timeBlock_) / input_.rateHz;
-    const double newest =
-        input_.startSeconds + static_cast<double>(resampler_.written()) / input_.rateHz;
+    const double newest = resampler_.endSeconds();
     const double longestWait = std::max(kLongestWaitSeconds, 2.0 * blockSeconds);
     double next = std::max(axis_.certainSeconds() - blockSeconds, newest - longestWait);
     if (inStretch_)

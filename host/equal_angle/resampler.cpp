@@ -109,10 +109,9 @@ EqualAngleSamples EqualAngleResampler::take()
     EqualAngleSamples result;
     result.values.resize(source_.values.size());
     // Memory for all at once: none that is later than the newest sample comes out.
-    const double newest = startSeconds_ + static_cast<double>(source_.written()) / source_.rateHz;
     const auto later =
         std::partition_point(waiting_.begin(), waiting_.end(), [&](const EqualAngleStep& step) {
-            return step.seconds < newest;
+            return step.seconds < endSeconds();
         });
     const auto most = static_cast<std::size_t>(later - waiting_.begin());
     result.steps.reserve(most);

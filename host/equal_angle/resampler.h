@@ -62,6 +62,12 @@ public:
     /// Number of the next sample, counted from 0.
     [[nodiscard]] long long written() const { return source_.written(); }
 
+    /// Time of the next sample.
+    [[nodiscard]] double endSeconds() const
+    {
+        return startSeconds_ + static_cast<double>(source_.written()) / source_.rateHz;
+    }
+
     /// Number of the oldest sample that is kept.
     [[nodiscard]] long long oldest() const { return source_.first; }
 

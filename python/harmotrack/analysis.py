@@ -95,7 +95,8 @@ def analyze(
     channels
         Names or numbers from 0; by default all that are neither tacho nor speed and sampled
         together: of several such groups the one with the most samples a second. ``remarks`` name
-        what was left out.
+        what was left out, and a channel that looks like a tacho but was analysed, as no channel
+        gave the speed.
     directional
         Two channels from directions a quarter turn apart, x before y in the sense of rotation, as
         one motion in the plane.
@@ -237,11 +238,16 @@ def _signals(
 
 def default_signals(recording: Recording, speed: Speed) -> tuple[list[Channel], list[str]]:
     """The channels that are sampled together, but those that say the speed; and sentences on those
-    that were left out. Of several groups it is the one with the most samples a second."""
+    that were left out. Of several groups it is the one with the most samples a second.
+
+    Where no channel gave the speed, one that looks like a tacho is a signal, and a sentence names
+    it.
+    """
     speeds = set(likely_speed_channels(recording)) - {speed.channel}
-    tachos: set[str] = set()
-    if speed.channel is not None:
-        tachos = {guess.channel for guess in likely_tachos(recording)} - speeds - {speed.channel}
+    tachos = {guess.channel for guess in likely_tachos(recording)} - speeds - {speed.channel}
+    as_signals: set[str] = set()
+    if speed.channel is None:
+        tachos, as_signals = as_signals, tachos
     groups: dict[tuple[float, float, int], list[Channel]] = {}
     for channel in recording:
         if channel.name not in speeds | tachos | {speed.channel}:
@@ -260,6 +266,7 @@ def default_signals(recording: Recording, speed: Speed) -> tuple[list[Channel], 
             )
             for group in others
         ),
+        _as_signals([channel.name for channel in chosen if channel.name in as_signals]),
     ]
 
 
@@ -267,11 +274,26 @@ def _left_out(names: Sequence[str], which: str) -> str:
     """A sentence; empty if there are none."""
     if not names:
         return ""
+    it = "it, name it" if len(names) == 1 else "them, name them"
+    return f"Left out: {_listed(names)}, {which}. To analyse {it} among the channels."
+
+
+def _as_signals(names: Sequence[str]) -> str:
+    """A sentence on tachos; empty if there are none."""
+    if not names:
+        return ""
+    looks, it = ("looks", "it") if len(names) == 1 else ("look", "them")
+    return (
+        f"Analysed as a signal: {_listed(names)}, which {looks} like a tacho, as the speed comes "
+        f"from elsewhere. To leave {it} out, name the other channels."
+    )
+
+
+def _listed(names: Sequence[str]) -> str:
     listed = ", ".join(map(repr, names[:_MOST_NAMES]))
     if len(names) > _MOST_NAMES:
         listed += f" and {len(names) - _MOST_NAMES} more"
-    it = "it, name it" if len(names) == 1 else "them, name them"
-    return f"Left out: {listed}, {which}. To analyse {it} among the channels."
+    return listed
 
 
 def _sampling(channel: Channel) -> str:

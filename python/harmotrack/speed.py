@@ -326,22 +326,28 @@ class Speed:
 
     def turns_at(self, seconds: ArrayLike) -> NDArray[np.float64]:
         """Angle at some times, shape (n), turns; whole at the mark if there is one. Times outside
-        count as the nearest end; NaN in a gap, behind which the count goes on."""
-        times = np.atleast_1d(np.asarray(seconds, dtype=np.float64))
+        count as the nearest end; NaN in a gap, behind which the count goes on.
+
+        Raises HarmotrackError if the times are no numbers, or no row of them."""
+        times = _row("The times", seconds)
         return self._joined(
             times, [segment.turns_at(times) + passed for segment, passed in self._passed()]
         )
 
     def rpm_at(self, seconds: ArrayLike) -> NDArray[np.float64]:
         """Speed at some times, shape (n), the derivative of the angle. Times outside count as the
-        nearest end; NaN in a gap."""
-        times = np.atleast_1d(np.asarray(seconds, dtype=np.float64))
+        nearest end; NaN in a gap.
+
+        Raises HarmotrackError if the times are no numbers, or no row of them."""
+        times = _row("The times", seconds)
         return self._joined(times, [segment.rpm_at(times) for segment in self.segments])
 
     def seconds_at(self, turns: ArrayLike) -> NDArray[np.float64]:
         """The moments of some angles, shape (n), the inverse of turns_at(). Angles outside count
-        as the nearest end."""
-        angles = np.atleast_1d(np.asarray(turns, dtype=np.float64))
+        as the nearest end.
+
+        Raises HarmotrackError if the angles are no numbers, or no row of them."""
+        angles = _row("The angles", turns)
         seconds = np.full(angles.shape, self.start)
         for segment, passed in self._passed():
             reached = angles >= segment.first_turn + passed
@@ -355,7 +361,12 @@ class Speed:
 
         moments, means = [], []
         for segment in self.segments:
-            turns = segment.first_turn + np.arange(0.5, segment.turns - 0.5, 0.25)
+            asked = np.clip((start, end), segment.start, segment.end)
+            least, most = segment.turns_at(asked) - segment.first_turn
+            # Half a turn from either end, and a quarter more than is asked for: times are rounded.
+            first = max(np.floor(4.0 * least) - 1.0, 2.0)
+            behind = min(np.ceil(4.0 * most) + 2.0, np.ceil(4.0 * segment.turns) - 2.0)
+            turns = segment.first_turn + 0.25 * np.arange(first, behind)
             moments.append(segment.seconds_at(turns))
             means.append(60.0 / (segment.seconds_at(turns + 0.5) - segment.seconds_at(turns - 0.5)))
         seconds, rpm = np.concatenate(moments), np.concatenate(means)

@@ -383,6 +383,22 @@ def test_remarks_name_a_second_tacho_and_a_second_speed_that_were_left_out() -> 
     assert second.startswith("Left out: 'gate', which looks like a tacho.")
 
 
+def test_a_remark_names_a_tacho_that_is_analysed_as_a_signal() -> None:
+    recording = with_more()
+    profile = Speed.from_profile([0.0, 12.0], [600.0, 3600.0])
+
+    found = analyze(recording, profile, highest_order=20)
+    named = analyze(recording, profile, channels=["x", "tacho"], highest_order=20)
+
+    assert found.channels == ("x", "tacho")
+    told = (
+        "Analysed as a signal: 'tacho', which looks like a tacho, as the speed comes from "
+        "elsewhere. To leave it out, name the other channels."
+    )
+    assert told in found.remarks
+    assert named.remarks == tuple(remark for remark in found.remarks if remark != told)
+
+
 # A square wave of 20 Hz looks like a tacho, and nothing but its shape says so.
 def test_a_channel_that_says_speed_comes_before_a_guess_by_shape() -> None:
     machine = run_up()

@@ -6,7 +6,15 @@ import numpy as np
 import pytest
 
 import turning
-from harmotrack import HarmotrackError, OrderAnalysis, Speed, Track, analyze
+from harmotrack import (
+    Channel,
+    HarmotrackError,
+    OrderAnalysis,
+    Recording,
+    Speed,
+    Track,
+    analyze,
+)
 
 AXIS = {"min_rpm": 800.0, "max_rpm": 2200.0, "step_rpm": 50.0, "highest_order": 10.0}
 
@@ -157,3 +165,18 @@ def test_an_error_code_among_the_speeds_is_left_out_and_told() -> None:
 
     assert spoken.turns == pytest.approx(190.0)
     assert any("4.29497e+09 rpm at 7 s" in remark for remark in spoken.notes)
+
+
+# A table of the speed in which one time counts from 1970 or is an error code: 1e10 turns lie
+# between two of its values, of which 64-bit numbers know the angle to 2e-6 turns.
+@pytest.mark.parametrize("seconds", [(0.0, 20.0, 1e9), (-1e9, 0.0, 20.0)], ids=str)
+def test_a_speed_may_reach_far_beyond_the_recording(seconds: tuple[float, ...]) -> None:
+    times = np.arange(19 * 2000) / 2000.0
+    signal = Channel("x", np.cos(2.0 * np.pi * 10.0 * times), 2000.0, "g")
+
+    speed = Speed.from_profile(seconds, (600.0, 600.0, 600.0))
+    found = analyze(Recording([signal]), speed, highest_order=10.0)
+
+    assert speed.turning(0.0, 19.0).size == pytest.approx(4 * 190, abs=2)
+    order_1 = found.order_map.sel(channel="x").sel(order=1.0, method="nearest")
+    np.testing.assert_allclose(order_1.values, 1.0, rtol=1e-3)

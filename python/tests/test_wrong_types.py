@@ -35,6 +35,10 @@ def monitor() -> Monitor:
     return Monitor(3200.0, "x", **AXIS)
 
 
+def steady() -> Speed:
+    return Speed.from_profile([0.0, 2.0], [600.0, 600.0])
+
+
 @pytest.mark.parametrize(
     ("call", "sentence"),
     [
@@ -61,6 +65,10 @@ def monitor() -> Monitor:
         (lambda: Speed.from_tracking(None), "The track is None"),
         (lambda: Speed.from_pulses("abc"), "The times of the pulses are 'abc', and they must be"),
         (lambda: Speed.from_profile([0, 1], ["a", "b"]), r"The speeds are \['a', 'b'\]"),
+        (lambda: steady().turns_at([[0.0, 1.0]]), r"The times have the shape \(1, 2\), and they"),
+        (lambda: steady().rpm_at(np.zeros((2, 3))), r"The times have the shape \(2, 3\), and they"),
+        (lambda: steady().seconds_at([[0.0]]), r"The angles have the shape \(1, 1\), and they"),
+        (lambda: steady().seconds_at("abc"), "The angles are 'abc', and they must be numbers"),
         (lambda: Channel("x", "samples", 100.0), "The samples of 'x' are 'samples'"),
         (lambda: Channel("x", [1.0], None), "The rate of 'x' is None, and it must be a number"),
         (lambda: Channel("x", [1.0], 1.0, start="0"), "The start of 'x' is '0'"),

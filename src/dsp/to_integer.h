@@ -5,6 +5,12 @@
 
 namespace Velmora::KorLib::Dsp {
 
+/// A count of the C boundary as a size of memory.
+[[nodiscard]] inline std::uint64_t asSize(std::int32_t count)
+{
+    return static_cast<std::uint64_t>(count);
+}
+
 /// Integer part of `value`; what has none within the range (NaN, infinities, large numbers) becomes
 /// the most negative integer, which is what the processor's own conversion gives.
 [[nodiscard]] inline std::int32_t toInt32(double value)

@@ -3,20 +3,9 @@
 #include "order_tracking/averaging.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 namespace Velmora::OrderTracking {
-namespace {
-
-using Value = std::complex<float>;
-
-float modulus(Value value)
-{
-    return std::hypot(value.real(), value.imag());
-}
-
-} // namespace
 
 void HarmonicTable::resize(std::uint64_t harmonics, std::uint64_t bins)
 {
@@ -27,49 +16,18 @@ void HarmonicTable::resize(std::uint64_t harmonics, std::uint64_t bins)
 
 void HarmonicTable::clear()
 {
-    for (auto& row : rows_) std::fill(row.begin(), row.end(), Value{});
+    for (auto& row : rows_) std::fill(row.begin(), row.end(), std::complex<float>{});
     std::fill(counts_.begin(), counts_.end(), 0);
 }
 
-void HarmonicTable::updateColumn(std::uint64_t bin, std::span<const Value> values)
+void HarmonicTable::updateColumn(std::uint64_t bin, std::span<const std::complex<float>> values)
 {
-    const auto replace = [](Value, Value value) { return value; };
-    std::int32_t& count = counts_[bin];
-    switch (Averaging{averagingType_}) {
-    case Averaging::Overwrite:
-        combineColumn(bin, values, replace);
-        count = 1;
-        break;
-    case Averaging::KeepFirst:
-        if (count != 0) break;
-        combineColumn(bin, values, replace);
-        count = 1;
-        break;
-    case Averaging::LinearMean: {
-        const auto n = static_cast<float>(count);
-        const float visits = n + 1.0F;
-        combineColumn(bin, values, [n, visits](Value old, Value value) {
-            return Value{(old.real() * n + value.real()) / visits,
-                         (old.imag() * n + value.imag()) / visits};
-        });
-        ++count;
-        break;
-    }
-    case Averaging::PeakHold:
-        combineColumn(bin, values, [](Value old, Value value) {
-            return modulus(old) > modulus(value) ? old : value;
-        });
-        break;
-    }
-}
-
-template <typename Combine>
-void HarmonicTable::combineColumn(std::uint64_t bin, std::span<const Value> values, Combine combine)
-{
-    for (std::size_t harmonic = 0; harmonic < rows_.size(); ++harmonic) {
-        Value& cell = rows_[harmonic][bin];
-        cell = combine(cell, values[harmonic]);
-    }
+    visit<std::complex<float>>(averagingType_, counts_[bin], [&](auto combine) {
+        for (std::size_t harmonic = 0; harmonic < rows_.size(); ++harmonic) {
+            std::complex<float>& cell = rows_[harmonic][bin];
+            cell = combine(cell, values[harmonic]);
+        }
+    });
 }
 
 } // namespace Velmora::OrderTracking

@@ -48,10 +48,6 @@ public:
     void updateColumn(std::uint64_t bin, std::span<const std::complex<float>> values);
 
 private:
-    template <typename Combine>
-    void
-    combineColumn(std::uint64_t bin, std::span<const std::complex<float>> values, Combine combine);
-
     std::vector<std::vector<std::complex<float>>> rows_;
     std::uint32_t averagingType_ = 0;
     std::vector<std::int32_t> counts_;

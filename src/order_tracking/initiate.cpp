@@ -7,15 +7,7 @@
 namespace Velmora::OrderTracking {
 
 namespace Fft = KorLib::Dsp::Fft;
-
-namespace {
-
-std::uint64_t asSize(std::int32_t count)
-{
-    return static_cast<std::uint64_t>(count);
-}
-
-} // namespace
+using KorLib::Dsp::asSize;
 
 OrderAnalyzer::OrderAnalyzer(std::int32_t mode)
     : mode_(mode == HARMOTRACK_MODE_ONE_REAL || mode == HARMOTRACK_MODE_TWO_REAL

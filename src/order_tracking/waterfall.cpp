@@ -69,7 +69,8 @@ void Waterfall<Cell, SpectrumName>::updateRow(std::uint64_t row,
                                               std::span<const std::complex<double>> spectrum)
 {
     float* const cells = this->row(row);
-    update(row, [=](auto combine) { combineRow(spectrum, cells, combine); });
+    visit<float>(
+        averagingType_, counts_[row], [=](auto combine) { combineRow(spectrum, cells, combine); });
 }
 
 template <typename Cell, typename SpectrumName>
@@ -79,38 +80,9 @@ void Waterfall<Cell, SpectrumName>::updateTwoSidedRow(
     std::span<const std::complex<double>> spectrumB)
 {
     float* const cells = this->row(row);
-    update(row, [=](auto combine) { combineTwoSidedRow(spectrumA, spectrumB, cells, combine); });
-}
-
-// The rule of averaging: which function of the old and the new value each cell becomes, and what
-// the count is afterwards.
-template <typename Cell, typename SpectrumName>
-template <typename Write>
-void Waterfall<Cell, SpectrumName>::update(std::uint64_t row, Write write)
-{
-    const auto replace = [](float, float value) { return value; };
-    std::int32_t& count = counts_[row];
-    switch (Averaging{averagingType_}) {
-    case Averaging::Overwrite:
-        write(replace);
-        count = 1;
-        break;
-    case Averaging::KeepFirst:
-        if (count != 0) break;
-        write(replace);
-        count = 1;
-        break;
-    case Averaging::LinearMean: {
-        const auto n = static_cast<float>(count);
-        const float visits = n + 1.0F;
-        write([n, visits](float old, float value) { return (n * old + value) / visits; });
-        ++count;
-        break;
-    }
-    case Averaging::PeakHold:
-        write([](float old, float value) { return value > old ? value : old; });
-        break;
-    }
+    visit<float>(averagingType_, counts_[row], [=](auto combine) {
+        combineTwoSidedRow(spectrumA, spectrumB, cells, combine);
+    });
 }
 
 template class Waterfall<float, double>;

@@ -56,9 +56,6 @@ public:
                            std::span<const std::complex<double>> spectrumB);
 
 private:
-    template <typename Write>
-    void update(std::uint64_t row, Write write);
-
     std::uint32_t averagingType_ = 0;
     std::vector<std::int32_t> counts_;
 };

@@ -2,6 +2,7 @@
 
 #include "dsp/frequency_domain_filter/complex_product.h"
 #include "dsp/frequency_domain_filter/frequency_domain_filter.h"
+#include "dsp/to_integer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +14,7 @@ namespace Velmora::OrderTracking {
 namespace {
 
 namespace Weighting = KorLib::Dsp::FrequencyDomainFilter;
+using KorLib::Dsp::asSize;
 using Filter = Weighting::FrequencyDomainFilter<double>;
 
 // One row: the filter at multiples of a line's distance in hertz, as a unit spectrum shows it.
@@ -33,11 +35,6 @@ void fillRow(Filter& filter,
     std::copy(unit.begin(), unit.end(), row);
 }
 
-std::uint64_t size(std::int32_t count)
-{
-    return static_cast<std::uint64_t>(count);
-}
-
 } // namespace
 
 void WeightingTable::buildOrders(std::int32_t newLines,
@@ -55,12 +52,12 @@ void WeightingTable::buildOrders(std::int32_t newLines,
         table.dropStorage();
     } else {
         Filter filter;
-        std::vector<std::complex<double>> unit(size(newLines));
-        table.resize(size(newRows), size(newLines));
+        std::vector<std::complex<double>> unit(asSize(newLines));
+        table.resize(asSize(newRows), asSize(newLines));
         for (std::int32_t r = 0; r < newRows; ++r) {
             const double speedRpm =
                 r * (newMaximumSpeed - newMinimumSpeed) / newRows + newMinimumSpeed;
-            fillRow(filter, newSetupWeighting, speedRpm * newStep / 60, unit, table.row(size(r)));
+            fillRow(filter, newSetupWeighting, speedRpm * newStep / 60, unit, table.row(asSize(r)));
         }
     }
     lines = newLines;
@@ -81,8 +78,8 @@ void WeightingTable::buildFrequencies(std::int32_t newLines,
         table.dropStorage();
     } else {
         Filter filter;
-        std::vector<std::complex<double>> unit(size(newLines));
-        table.resize(1, size(newLines));
+        std::vector<std::complex<double>> unit(asSize(newLines));
+        table.resize(1, asSize(newLines));
         fillRow(filter, newSetupWeighting, newStep, unit, table.row(0));
     }
     lines = newLines;
@@ -123,7 +120,7 @@ std::int32_t WeightingTable::rowAtSpeed(double rpm) const
 // From the start of a row on, as far as the table reaches.
 void WeightingTable::weight(std::span<std::complex<double>> spectrum, std::int32_t row) const
 {
-    const std::size_t first = std::min(size(row) * size(lines), table.storage().size());
+    const std::size_t first = std::min(asSize(row) * asSize(lines), table.storage().size());
     const std::size_t reach = table.storage().size() - first;
     Weighting::multiply(spectrum.first(std::min(spectrum.size(), reach)), table.data() + first);
 }

@@ -137,5 +137,28 @@ TEST(Ranges, ImpossibleSpeedsAreLeftOutOfARunAndTold)
     EXPECT_NEAR(results.highestRpm, 600.0, 1e-6);
 }
 
+// A table of the speed that begins years before the samples, or ends so: 2e11 steps of angle lie
+// between two values, and those beside the samples are made alone.
+TEST(Ranges, SpeedMayReachFarBeyondTheSamples)
+{
+    constexpr double kRate = 2000.0;
+    const std::vector<double> samples(static_cast<std::size_t>(19.0 * kRate), 1.0);
+    const std::span<const double> span = samples;
+    for (const auto& seconds : {std::vector{0.0, 20.0, 1e9}, std::vector{-1e9, 0.0, 20.0}}) {
+        AnalysisRun run(analysis());
+        RunInput input = inputWith(kRate, 0.0);
+        input.speed->longestGapSeconds = kInfinity;
+        run.start(input);
+        run.feedSpeed(seconds, std::vector(3, 600.0));
+        run.feed({&span, 1});
+        const AnalysisResults results = run.finish().front();
+        // Of 19 s at ten turns a second one value a turn, but where the filter reaches beyond.
+        EXPECT_NEAR(static_cast<double>(results.seconds.size()), 190.0, 4.0);
+        // 1e10 turns are known to 2e-6 of a turn.
+        EXPECT_NEAR(results.lowestRpm, 600.0, 0.01);
+        EXPECT_NEAR(results.highestRpm, 600.0, 0.01);
+    }
+}
+
 } // namespace
 } // namespace Harmotrack::Host

@@ -56,6 +56,7 @@ std::string plotText(const std::vector<Curve>& curves)
 
 // Values over the speed of the visited bins. The curve is broken where more than a few bins in
 // between were not visited, where there is no value, and where it jumps by more than `longestJump`.
+// Of a single bin it is a line as wide as the bin.
 template <typename Value>
 std::string overSpeed(const Report& report,
                       const std::vector<int>& blocks,
@@ -64,6 +65,12 @@ std::string overSpeed(const Report& report,
 {
     constexpr std::size_t kLongestGap = 4;
     std::string data;
+    if (blocks.size() == 1 && blocks[0] != 0) {
+        for (const double side : {-0.5, 0.5})
+            data += plotNumber(report.results.binRpm[0] + side * report.settings.stepRpm) + ' ' +
+                    plotNumber(valueOf(0)) + '\n';
+        return data;
+    }
     std::size_t lastBin = 0;
     double lastValue = 0.0;
     for (std::size_t b = 0; b < blocks.size(); ++b) {

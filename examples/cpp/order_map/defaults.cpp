@@ -25,20 +25,38 @@ double checked(double value, const char* option)
     return value;
 }
 
-void chooseSpeedAxis(double lowest,
-                     double highest,
-                     const Options& options,
-                     Host::AnalysisSettings& s)
+struct SpeedRange {
+    double lowest;
+    double highest;
+
+    [[nodiscard]] bool isSteady() const { return highest - lowest < 0.05 * highest; }
+};
+
+// Round figures, with room for the speed of single blocks to either side.
+void chooseOneBin(const SpeedRange& range, Host::AnalysisSettings& s)
+{
+    const double unit = roundStep(0.0001 * range.highest);
+    const double least = roundStep(0.01 * range.highest);
+    s.minRpm = std::nearbyint(0.5 * (range.lowest + range.highest) / unit) * unit;
+    s.maxRpm = s.minRpm;
+    s.stepRpm = least * std::ceil(std::max(1.1 * (range.highest - range.lowest) / least, 1.0));
+}
+
+void chooseSpeedAxis(const SpeedRange& range, const Options& options, Host::AnalysisSettings& s)
 {
     constexpr double kSteps = 80.0;
-    const double from = options.minRpm ? checked(*options.minRpm, "--min-rpm") : lowest;
-    const double to = options.maxRpm ? checked(*options.maxRpm, "--max-rpm") : highest;
-    // A steady machine gets steps of a hundredth of its speed.
-    const double span = std::max(to - from, 0.01 * highest * kSteps / 10.0);
+    if (range.isSteady() && !options.minRpm && !options.maxRpm && !options.stepRpm) {
+        chooseOneBin(range, s);
+        return;
+    }
+    const double from = options.minRpm ? checked(*options.minRpm, "--min-rpm") : range.lowest;
+    const double to = options.maxRpm ? checked(*options.maxRpm, "--max-rpm") : range.highest;
+    // A steady machine gets steps of a thousandth of its speed.
+    const double span = std::max(to - from, 0.001 * range.highest * kSteps);
     s.stepRpm =
         options.stepRpm ? checked(*options.stepRpm, "--rpm-step") : roundStep(span / kSteps);
-    s.minRpm = options.minRpm ? from : std::max(std::round(from / s.stepRpm), 0.0) * s.stepRpm;
-    s.maxRpm = options.maxRpm ? to : std::round(to / s.stepRpm) * s.stepRpm;
+    s.minRpm = options.minRpm ? from : std::max(std::nearbyint(from / s.stepRpm), 0.0) * s.stepRpm;
+    s.maxRpm = options.maxRpm ? to : std::nearbyint(to / s.stepRpm) * s.stepRpm;
     if (!options.minRpm && !options.maxRpm) s.maxRpm = std::max(s.maxRpm, s.minRpm);
 }
 
@@ -61,11 +79,6 @@ double resolutionFor(double turns)
     if (turns >= 50.0) return 0.1;
     return turns >= 25.0 ? 0.2 : 0.5;
 }
-
-struct SpeedRange {
-    double lowest;
-    double highest;
-};
 
 // Of the recorded part of the shaft's rotation.
 SpeedRange speedRange(const Recording& recording)
@@ -90,11 +103,11 @@ Host::AnalysisSettings settingsFor(const Recording& recording, const Options& op
 {
     Host::AnalysisSettings settings = options.settings;
     const Host::UniformSignal& signal = recording.signals.front();
-    const auto [lowest, highest] = speedRange(recording);
+    const SpeedRange range = speedRange(recording);
 
-    chooseSpeedAxis(lowest, highest, options, settings);
-    settings.highestOrder =
-        options.highestOrder ? *options.highestOrder : highestOrderFor(highest, signal.rateHz);
+    chooseSpeedAxis(range, options, settings);
+    settings.highestOrder = options.highestOrder ? *options.highestOrder
+                                                 : highestOrderFor(range.highest, signal.rateHz);
     settings.orderResolution =
         options.orderResolution ? *options.orderResolution : resolutionFor(recording.turns());
     settings.harmonics.clear();
@@ -103,9 +116,8 @@ Host::AnalysisSettings settingsFor(const Recording& recording, const Options& op
     for (double order = 1.0; options.harmonics.empty() && order <= 4.0; ++order) {
         if (order <= settings.highestOrder) settings.harmonics.push_back(static_cast<float>(order));
     }
-    const bool steady = highest - lowest < 0.05 * highest;
-    settings.blockMode = options.blockMode.value_or(steady ? Host::BlockMode::Contiguous
-                                                           : Host::BlockMode::AtCrossing);
+    settings.blockMode = options.blockMode.value_or(range.isSteady() ? Host::BlockMode::Contiguous
+                                                                     : Host::BlockMode::AtCrossing);
     settings.phaseMode = options.phaseMode.value_or(
         recording.hasMark ? Host::PhaseMode::Shaft : Host::PhaseMode::FirstOrder);
     settings.twoSided = options.orbit;

@@ -97,6 +97,11 @@ Matrix matrixOf(const Report& report, const Map& map)
         }
         matrix.data += '\n';
     }
+    if (rows == 1) { // gnuplot draws no image of one row
+        matrix.data += matrix.data;
+        matrix.firstRpm -= 0.25 * rpm;
+        matrix.rpmStep *= 0.5;
+    }
     return matrix;
 }
 

@@ -95,9 +95,7 @@ def _drawn(analysis: OrderAnalysis | TwoPasses, kind: str, scale: dict[str, Any]
 
     passes = passes_of(analysis)
     if kind == _OF_THE_WHOLE:
-        passes = {"": next(iter(passes.values()))} if passes else {}
-    if not passes:
-        raise HarmotrackError("Neither while it rose nor while it fell did the speed meet a bin.")
+        passes = {"": next(iter(passes.values()))}
     if list(passes) == [""]:
         return _draw(passes[""], kind, scale)
     size = (9.0 * len(passes), 6.0)

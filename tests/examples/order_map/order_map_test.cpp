@@ -182,6 +182,23 @@ TEST_F(OrderMap, SteadyMachineIsAnalysedInBlocksEdgeToEdge)
     EXPECT_NEAR(std::stod(rows[1][3]), 0.25, 1e-3);
 }
 
+// A machine that drifts by 4 %, from 1200 to 1248 rpm: one row holds all of its blocks, and asked
+// for steps it has as many as are asked for.
+TEST_F(OrderMap, DriftingMachineHasOneRow)
+{
+    SmallMachine drifting;
+    drifting.rpmPerSecond = 12.0;
+    storeAudio(recording_, drifting.frames(), drifting.rateHz, kFlac);
+    const auto arguments = with(audioArguments(), {"--harmonics", "1"});
+    ASSERT_EQ(run(arguments).exitCode, 0);
+    const auto rows = rowsOf(output_ + "/harmonics.csv");
+    ASSERT_EQ(rows.size(), 3U); // its title, and a row a channel
+    EXPECT_NEAR(std::stod(rows[1][2]), 1224.0, 1.0);
+    EXPECT_NEAR(std::stod(rows[1][3]), 0.25, 2e-3);
+    ASSERT_EQ(run(with(arguments, {"--rpm-step", "10", "--no-picture"})).exitCode, 0);
+    EXPECT_GT(rowsOf(output_ + "/harmonics.csv").size(), 7U);
+}
+
 TEST_F(OrderMap, ProgressIsShownOnATerminal)
 {
     Launch launch;

@@ -19,6 +19,18 @@ ShaftAngle angleOf(const SimulatedShaft& shaft, double seconds)
     return ShaftAngle::fromSpeed(times, speeds);
 }
 
+void expectSameBits(const std::vector<EqualAngleStep>& steps,
+                    const std::vector<EqualAngleStep>& expected)
+{
+    ASSERT_EQ(steps.size(), expected.size());
+    for (std::size_t k = 0; k < steps.size(); ++k) {
+        ASSERT_EQ(steps[k].number, expected[k].number);
+        ASSERT_EQ(steps[k].seconds, expected[k].seconds);
+        ASSERT_EQ(steps[k].speedRpm, expected[k].speedRpm);
+        ASSERT_EQ(steps[k].beginsSegment, expected[k].beginsSegment);
+    }
+}
+
 TEST(EqualAngleAxis, StepsOfAngleComeAtTheMomentsOfTheRunUp)
 {
     const SimulatedShaft shaft;
@@ -90,13 +102,7 @@ TEST(EqualAngleAxis, PiecesOfAnySizeGiveTheSameBits)
         }
         axis.endSegment();
         for (const EqualAngleStep& step : axis.take()) steps.push_back(step);
-        ASSERT_EQ(steps.size(), expected.size());
-        for (std::size_t k = 0; k < steps.size(); ++k) {
-            ASSERT_EQ(steps[k].number, expected[k].number);
-            ASSERT_EQ(steps[k].seconds, expected[k].seconds);
-            ASSERT_EQ(steps[k].speedRpm, expected[k].speedRpm);
-            ASSERT_EQ(steps[k].beginsSegment, expected[k].beginsSegment);
-        }
+        expectSameBits(steps, expected);
     }
 }
 
@@ -118,13 +124,96 @@ TEST(EqualAngleAxis, SegmentsStandEachForItself)
     EXPECT_NEAR(steps.back().seconds, 5.95, 1e-12);
 }
 
-// A time that is an error code.
-TEST(EqualAngleAxis, KnotsWithMillionsOfStepsBetweenThemAreRefused)
+// Three segments, the last one of a known speed, in 600 knots.
+std::vector<AngleKnot> threeSegments()
+{
+    const SimulatedShaft shaft;
+    std::vector<AngleKnot> knots;
+    for (int k = 0; k < 500; ++k)
+        knots.push_back({shaft.secondsAt(k / 3.0), k / 3.0, std::nan(""), k == 0 || k == 300});
+    const double end = knots.back().seconds;
+    for (int k = 0; k < 100; ++k) knots.push_back({end + 1.0 + 0.1 * k, 0.3 + k, 10.0, k == 0});
+    return knots;
+}
+
+// Whatever the times up to which they are taken.
+TEST(EqualAngleAxis, TakingByTimesGivesTheSameBits)
+{
+    const std::vector<AngleKnot> knots = threeSegments();
+    EqualAngleAxis whole(64);
+    whole.feed(knots);
+    whole.endSegment();
+    const auto expected = whole.take();
+    ASSERT_GT(expected.size(), 64U * 260U);
+    for (const double stride : {0.0007, 0.25, 3.0}) {
+        EqualAngleAxis axis(64);
+        axis.feed(knots);
+        axis.endSegment();
+        std::vector<EqualAngleStep> steps;
+        for (double until = 0.0; until < knots.back().seconds + stride; until += stride) {
+            for (const EqualAngleStep& step : axis.take(until)) {
+                EXPECT_LE(step.seconds, until);
+                steps.push_back(step);
+            }
+            if (steps.size() == expected.size()) continue;
+            ASSERT_LE(axis.certainSeconds(), expected[steps.size()].seconds);
+        }
+        expectSameBits(steps, expected);
+    }
+}
+
+// The steps before it are left out, and the first one that is not begins its segment.
+TEST(EqualAngleAxis, StepsFromATimeOnAreThoseOfTheWholeShaft)
+{
+    const std::vector<AngleKnot> knots = threeSegments();
+    EqualAngleAxis whole(64);
+    whole.feed(knots);
+    whole.endSegment();
+    const auto all = whole.take();
+    for (const double from : {-5.0, 1.0, 3.3, all[7000].seconds, knots[499].seconds + 2.0}) {
+        auto expected = all;
+        std::erase_if(expected, [&](const EqualAngleStep& step) { return step.seconds < from; });
+        ASSERT_FALSE(expected.empty());
+        expected.front().beginsSegment = true;
+        EqualAngleAxis axis(64, from);
+        std::vector<EqualAngleStep> steps;
+        for (const AngleKnot& knot : knots) {
+            axis.feed({&knot, 1});
+            for (const EqualAngleStep& step : axis.take()) steps.push_back(step);
+        }
+        axis.endSegment();
+        for (const EqualAngleStep& step : axis.take()) steps.push_back(step);
+        expectSameBits(steps, expected);
+    }
+}
+
+// A time that is an error code, and one that counts from 1970 beside one that does not: 4.3e12
+// steps lie between two knots. Of 10 turns a second the first stands at half a turn, 0.05 s.
+TEST(EqualAngleAxis, StepsBetweenFarKnotsAreMadeAsFarAsTheyAreTaken)
 {
     EqualAngleAxis axis(100);
-    const std::vector<AngleKnot> knots{{0.0, 0.0, 10.0, true}, {4294967295.0, 4e10, 10.0, false}};
+    const std::vector<AngleKnot> knots{{0.0, 0.0, 10.0, true},
+                                       {4294967295.0, 42949672950.0, 10.0, false}};
+    axis.feed(knots);
+    EXPECT_EQ(axis.take(1.0005).size(), 951U);
+    EXPECT_EQ(axis.take(2.0005).size(), 1000U);
+    EXPECT_GT(axis.certainSeconds(), 1.9);
+
+    EqualAngleAxis late(100, 4294967000.0);
+    late.feed(knots);
+    const auto steps = late.take(4294967001.0);
+    EXPECT_NEAR(static_cast<double>(steps.size()), 1000.0, 1.0);
+    EXPECT_GE(steps.front().seconds, 4294967000.0);
+    EXPECT_TRUE(steps.front().beginsSegment);
+}
+
+TEST(EqualAngleAxis, TensOfMillionsOfStepsInASecondAreRefused)
+{
+    EqualAngleAxis axis(100);
+    const std::vector<AngleKnot> knots{{0.0, 0.0, 10.0, true}, {2.0, 4.1e5, 10.0, false}};
     EXPECT_THAT(errorOf([&] { axis.feed(knots); }),
-                testing::HasSubstr("From 0 to 4.29497e+09 s the shaft makes 4e+10 turns"));
+                testing::HasSubstr("From 0 to 2 s the shaft makes 410000 turns of which nothing "
+                                   "else is known, and at most 400000 are allowed."));
 }
 
 } // namespace
