@@ -25,8 +25,9 @@ constexpr double kPauseCost =
 constexpr double kMostSlewCost = 28.0; // of a change that a shaft can do
 constexpr int kMostMissed = 3;
 constexpr std::size_t kMostReadings = 64;
-constexpr double kHopelessCost = 60.0; // above the cheapest reading
-constexpr double kOtherPitch = 0.2;    // of ln T: readings that differ by more say different things
+constexpr std::size_t kMostWaiting = 160; // pulses
+constexpr double kHopelessCost = 60.0;    // above the cheapest reading
+constexpr double kOtherPitch = 0.2; // of ln T: readings that differ by more say different things
 constexpr double kLeastGroup = 8.0;
 constexpr std::size_t kLeastDisturbed = 4;
 constexpr std::size_t kLeastKnots = 4;
@@ -49,12 +50,27 @@ struct Reading {
     double pitch = kUnknown;        ///< T of the last tooth
     double logPitch = kUnknown;     ///< ln T0
     double change = kUnknown;       ///< of ln T0 in the last pitch
+    double changeBefore = kUnknown; ///< likewise, in the pitch before that
     double trend = kUnknown;        ///< ln(T / T0) to come, if the shaft goes on as it does
     int tooth = kNoTooth;           ///< number of the last tooth, counted from the gap, once known
     int counted = 0;                ///< pitches since the segment began, while it is not
 };
 
 using Readings = std::vector<Reading>;
+
+// How the readings of one pulse may go on at the next one; without those that have no chance.
+struct Candidates {
+    void add(const Reading& reading)
+    {
+        ++considered;
+        cheapest = std::min(cheapest, reading.cost);
+        if (reading.cost <= cheapest + kHopelessCost) readings.push_back(reading);
+    }
+
+    Readings readings;
+    double cheapest = kUnlimited;
+    std::size_t considered = 0;
+};
 
 // The readings that are kept of one pulse.
 struct Stage {
@@ -144,7 +160,7 @@ double costOfBeginning(const Wheel& wheel, const Reading& from, double seconds)
 
 // A segment begins. Which tooth it is will be known behind the first gap.
 void addBeginning(
-    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Readings& next)
+    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Candidates& next)
 {
     Reading to = following(from, before, Verdict::Begin, costOfBeginning(wheel, from, seconds));
     to.toothSeconds = seconds;
@@ -154,16 +170,16 @@ void addBeginning(
     to.trend = kUnknown;
     to.tooth = kNoTooth;
     to.counted = 0;
-    next.push_back(to);
+    next.add(to);
 }
 
 // The pulse is none of the wheel's.
 void addDrop(
-    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Readings& next)
+    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Candidates& next)
 {
     const double pitch = (seconds - from.toothSeconds) / wheel.pitchesAfter(from.tooth);
     const Verdict limit = wheel.limit(from, pitch);
-    next.push_back(
+    next.add(
         following(from, before, limit == Verdict::Tooth ? Verdict::Dropped : limit, kDroppedCost));
 }
 
@@ -231,21 +247,21 @@ Reading toothAt(const Wheel& wheel,
     if (!std::isnan(from.trend)) {
         step = stepTo(from, logPitch, pitches);
         to.cost += costOf(wheel, step.off, pitches);
-    } else if (step.off < 0.0 && step.off > -kStartRatio) { // the shaft may just have started
+    } else if (missed == 0 && step.off < 0.0 && step.off > -kStartRatio) { // it may have started
         to.cost += std::min(costOf(wheel, step.off, pitches), kStartCost);
         most = kStartRatio;
     } else {
         to.cost += costOf(wheel, step.off, pitches);
     }
+    to.changeBefore = from.change;
     to.change = step.inside + std::clamp(step.off, -most, most);
     to.logPitch = from.logPitch + to.change;
-    to.trend = trendOf(wheel, from.change, to.change);
     return to;
 }
 
 // The pulse is the next tooth, or a later one.
 void addTeeth(
-    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Readings& next)
+    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Candidates& next)
 {
     const bool first = std::isnan(from.logPitch);
     int tooth = from.tooth;
@@ -257,20 +273,20 @@ void addTeeth(
         Reading to = toothAt(wheel, from, before, seconds, pitches, missed);
         to.tooth = tooth;
         to.counted = from.counted + pitches;
-        if (tooth != kNoTooth || wheel.teeth == 0 || to.counted < wheel.teeth) next.push_back(to);
+        if (tooth != kNoTooth || wheel.teeth == 0 || to.counted < wheel.teeth) next.add(to);
     }
 }
 
 // The pulse is the first one behind the first gap.
 void addFirstGap(
-    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Readings& next)
+    const Wheel& wheel, const Reading& from, std::size_t before, double seconds, Candidates& next)
 {
     if (wheel.teeth == 0 || from.tooth != kNoTooth) return;
     const int pitches = 1 + wheel.missingTeeth;
     if (wheel.limit(from, (seconds - from.toothSeconds) / pitches) != Verdict::Tooth) return;
     Reading to = toothAt(wheel, from, before, seconds, pitches, 0);
     to.tooth = 0;
-    next.push_back(to);
+    next.add(to);
 }
 
 // Whether two readings say the same of the pulses to come.
@@ -282,7 +298,7 @@ bool agree(const Reading& a, const Reading& b)
 }
 
 // Of readings that agree the cheapest, and of these the cheapest.
-Readings cheapestOf(Readings next)
+Readings cheapestOf(const Wheel& wheel, Readings next)
 {
     std::stable_sort(
         next.begin(), next.end(), [](const auto& a, const auto& b) { return a.cost < b.cost; });
@@ -293,6 +309,10 @@ Readings cheapestOf(Readings next)
                 kept.begin(), kept.end(), [&](const auto& k) { return agree(k, reading); }))
             kept.push_back(reading);
     }
+    for (Reading& reading : kept) {
+        if (reading.verdict == Verdict::Tooth && !std::isnan(reading.change))
+            reading.trend = trendOf(wheel, reading.changeBefore, reading.change);
+    }
     return kept;
 }
 
@@ -300,7 +320,7 @@ Readings cheapestOf(Readings next)
 
 struct PulseFollower::Reader {
     explicit Reader(const TachometerSettings& settings)
-        : wheel(settings), mostWaiting(2 * wheel.groupSize + 32)
+        : wheel(settings), mostWaiting(std::min(2 * wheel.groupSize + 32, kMostWaiting))
     {
         stages.push_back({0.0, {Reading{}}});
     }
@@ -323,6 +343,7 @@ struct PulseFollower::Reader {
     Wheel wheel;
     std::size_t mostWaiting;
     std::deque<Stage> stages; ///< the first one is final
+    std::size_t considered = 0;
 
     std::vector<Decision> nameless; ///< final ones of teeth whose numbers the first gap will tell
     std::vector<Decision> group;    ///< final decisions that are judged together
@@ -344,7 +365,7 @@ struct PulseFollower::Reader {
 void PulseFollower::Reader::read(double seconds)
 {
     const Readings& from = stages.back().readings;
-    Readings next;
+    Candidates next;
     for (std::size_t i = 0; i < from.size(); ++i) {
         if (std::isnan(from[i].toothSeconds)) {
             addBeginning(wheel, from[i], i, seconds, next);
@@ -356,7 +377,8 @@ void PulseFollower::Reader::read(double seconds)
         // The shaft may be lost at any pulse; the cheapest reading tells best what was before.
         if (i == 0) addBeginning(wheel, from[i], i, seconds, next);
     }
-    stages.push_back({seconds, cheapestOf(std::move(next))});
+    considered += next.considered;
+    stages.push_back({seconds, cheapestOf(wheel, std::move(next.readings))});
     settle();
 }
 
@@ -602,6 +624,16 @@ void PulseFollower::finish()
     while (!reader.group.empty()) reader.judgeGroup();
     reader.closeStretch();
     reader.giveUpFewKnots();
+}
+
+std::size_t PulseFollower::considered() const
+{
+    return reader_->considered;
+}
+
+std::size_t PulseFollower::undecided() const
+{
+    return reader_->stages.size() - 1;
 }
 
 std::vector<AngleKnot> PulseFollower::takeKnots()

@@ -25,7 +25,8 @@ namespace Harmotrack::Host {
 ///                                     revolution); at most 28 for a change of up to a factor of
 ///                                     e^2.8 a turn
 ///               at most 12            for the second pitch of a segment, where it is the shorter
-///                                     one by up to 1 + √2, as that of a shaft that starts
+///                                     one by up to 1 + √2, as that of a shaft that starts, and
+///                                     no tooth is missed in it
 ///     missed    9 for each tooth      (up to three in a row)
 ///     dropped   9
 ///     lost      30                    12 behind a pause of more than four pitches and half a turn
@@ -42,10 +43,14 @@ namespace Harmotrack::Host {
 ///
 /// On a wheel with missing teeth the two teeth beside the gap are counted, and are no knots: a gap
 /// bends the flanks next to it by a tenth of a pitch and more. Which tooth is which is known from
-/// the first gap on, for which the teeth before it wait: so the work for a pulse does not grow with
-/// the number of teeth.
+/// the first gap on, for which the teeth before it wait.
 ///
-/// Memory: 64 readings of at most two turns, and two turns of pulses. One thread at a time.
+/// The work for a pulse does not grow with the number of teeth: at most 64 readings go on in at
+/// most six ways each, and what they agree on is looked for among the newest 160 pulses; the older
+/// half of these becomes as the cheapest reading has it.
+///
+/// Memory: 64 readings of each of the newest 160 pulses, and two turns of pulses. One thread at a
+/// time.
 class PulseFollower {
 public:
     /// @param settings  pulses, missing teeth, gear ratio and limits count
@@ -65,6 +70,13 @@ public:
 
     /// What was mended and was not taken yet, in the order of time.
     std::vector<TachoEvent> takeEvents();
+
+    /// Ways in which a reading could go on that were weighed so far, over all pulses: the work,
+    /// whatever the machine. At most 385 for a pulse.
+    [[nodiscard]] std::size_t considered() const;
+
+    /// Pulses that not all readings agree on yet: those by which the knots come late. At most 160.
+    [[nodiscard]] std::size_t undecided() const;
 
 private:
     struct Reader;

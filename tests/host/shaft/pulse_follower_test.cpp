@@ -1,9 +1,13 @@
+#include "host/shaft/pulse_follower.h"
+
 #include "tests/host/shaft/shaft_course.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
+#include <cstddef>
+#include <random>
+#include <vector>
 
 namespace Harmotrack::Host {
 namespace {
@@ -57,19 +61,22 @@ TEST_P(EveryCount, QuickStartsAndBrakingAreFollowed)
     expectFollowed(change(3000.0, 300.0, 0.3), wheelOf(GetParam()));
 }
 
-// Cranking that pulsates by the compression strokes, firing, overshoot and idle.
-TEST(PulseFollower, StartOfAnEngineIsFollowedByItsCrankWheel)
+// Cranking that pulsates by the compression strokes, firing, overshoot and idle. By one pulse a
+// turn the third pitch is less than half of the second one, as if one had been missing in the
+// second.
+TEST_P(EveryCount, StartOfAnEngineIsFollowed)
 {
-    expectFollowed({{{0.0, 0.0},
-                     {0.15, 200.0},
-                     {0.30, 150.0},
-                     {0.45, 220.0},
-                     {0.60, 160.0},
-                     {0.75, 230.0},
-                     {1.25, 1300.0},
-                     {2.25, 850.0},
-                     {4.25, 850.0}}},
-                   wheelOf(60.0, 2));
+    const ShaftCourse engine{{{0.0, 0.0},
+                              {0.15, 200.0},
+                              {0.30, 150.0},
+                              {0.45, 220.0},
+                              {0.60, 160.0},
+                              {0.75, 230.0},
+                              {1.25, 1300.0},
+                              {2.25, 850.0},
+                              {4.25, 850.0}}};
+    expectFollowed(engine, wheelOf(GetParam()));
+    if (GetParam() == 60.0) expectFollowed(engine, wheelOf(60.0, 2));
 }
 
 TEST(PulseFollower, RunUpBehindAStandstillBeginsASegmentOfItsOwn)
@@ -96,6 +103,31 @@ TEST(PulseFollower, WheelOfHundredsOfTeethIsCountedFromItsGap)
     // The first pulse is tooth 360.
     ASSERT_FALSE(reading.knots.empty());
     EXPECT_DOUBLE_EQ(reading.knots.front().turns, 0.5);
+}
+
+// Whether the wheel turns evenly or what comes is noise.
+TEST(PulseFollower, WorkForAPulseDoesNotGrowWithTheNumberOfTeeth)
+{
+    const ShaftCourse even{{{0.0, 600.0}, {1.0, 600.0}}};
+    for (const double perTurn : {12.0, 60.0, 720.0, 2880.0}) {
+        std::vector<double> moments = momentsOf(pulsesOf(even, perTurn, 0.25 / perTurn, 2));
+        std::vector<double> noise = moments;
+        std::mt19937 random(1);
+        for (double& moment : noise) moment = std::uniform_real_distribution(0.0, 1.0)(random);
+        std::sort(noise.begin(), noise.end());
+        for (const std::vector<double>& pulses : {moments, noise}) {
+            PulseFollower follower(wheelOf(perTurn, 2));
+            std::size_t most = 0;
+            for (const double pulse : pulses) {
+                const std::size_t before = follower.considered();
+                follower.feed({&pulse, 1});
+                most = std::max(most, follower.considered() - before);
+                ASSERT_LE(follower.undecided(), 160U) << perTurn;
+            }
+            EXPECT_LE(most, 385U) << perTurn;
+            EXPECT_GT(most, 0U);
+        }
+    }
 }
 
 } // namespace
