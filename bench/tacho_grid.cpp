@@ -1,5 +1,9 @@
 // Does a tachometer follow what machines do? Pulses of simulated shafts over a grid of courses,
-// wheels and disturbances; prints the tables of README.md.
+// wheels and disturbances; prints the tables of README.md, and on the standard error what it is at.
+//
+//     tacho_grid                 all
+//     tacho_grid --quick         each course from two angles
+//     tacho_grid --only TEXT     the tables and the rows whose names contain the text
 
 #include "host/shaft/tachometer.h"
 #include "tests/host/shaft/shaft_course.h"
@@ -8,8 +12,10 @@
 #include <cstddef>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -20,11 +26,17 @@ using Harmotrack::Host::TachometerSettings;
 using Harmotrack::Host::TruePulse;
 
 constexpr int kStartAngles = 10;
+constexpr int kFewStartAngles = 2;
 constexpr double kMostWrong = 0.01;
+
+struct Choice {
+    bool quick = false;
+    std::string text; ///< in the names of tables and rows; empty: all
+};
 
 struct Cell {
     std::string name;
-    std::vector<ShaftCourse> courses; ///< each one from ten angles
+    std::vector<ShaftCourse> courses;
     Harmotrack::Host::Standstill still{-1.0, -1.0};
 };
 
@@ -37,14 +49,14 @@ struct Wheel {
 const std::vector<Wheel> kWheels{
     {"1", 1.0, 0}, {"2", 2.0, 0}, {"4", 4.0, 0}, {"60", 60.0, 0}, {"60-2", 60.0, 2}};
 
-/// What is done to the pulses of a wheel.
+/// What is done to the pulses of a wheel; nothing if empty.
 using Disturbance = std::function<std::vector<TruePulse>(std::vector<TruePulse>, std::mt19937&)>;
 
 std::vector<ShaftCourse> evenRuns(bool up)
 {
     std::vector<ShaftCourse> courses;
-    for (const double rpm : {600.0, 2000.0, 6000.0}) {
-        for (const double seconds : {2.0, 5.0, 15.0}) {
+    for (const double rpm : {600.0, 1500.0, 3000.0, 6000.0}) {
+        for (const double seconds : {2.0, 5.0, 10.0, 30.0, 60.0}) {
             if (up)
                 courses.push_back({{{0.0, 0.0}, {seconds, rpm}}});
             else
@@ -74,8 +86,8 @@ std::vector<Cell> cells()
                               {1.25, 1300.0},
                               {2.25, 850.0},
                               {7.25, 850.0}}};
-    return {{"0 to 600 .. 6000 rpm in 2 .. 15 s", evenRuns(true)},
-            {"600 .. 6000 to 0 rpm in 2 .. 15 s", evenRuns(false)},
+    return {{"0 to 600 .. 6000 rpm in 2 .. 60 s", evenRuns(true)},
+            {"600 .. 6000 to 0 rpm in 2 .. 60 s", evenRuns(false)},
             {"250 to 900 rpm in 0.3 s", {change(250.0, 900.0, 0.3)}},
             {"600 to 1200 rpm in 0.1 s", {change(600.0, 1200.0, 0.1)}},
             {"500 to 1500 rpm in 50 ms", {change(500.0, 1500.0, 0.05)}},
@@ -87,20 +99,18 @@ std::vector<Cell> cells()
             {"600 to 3000 rpm and back, 2 s each way", {sawtooth}}};
 }
 
-std::vector<TruePulse> clean(std::vector<TruePulse> pulses, std::mt19937& /*random*/)
-{
-    return pulses;
-}
-
-/// Each pulse comes early or late by as much as a share of its pitch says (standard deviation).
+/// Each pulse comes early or late by as much as a share of the shorter pitch beside it says
+/// (standard deviation).
 Disturbance jitter(double share)
 {
     return [share](std::vector<TruePulse> pulses, std::mt19937& random) {
         std::normal_distribution<double> normal(0.0, share);
         const std::vector<TruePulse> exact = pulses;
-        for (std::size_t k = 1; k < pulses.size(); ++k)
-            pulses[k].seconds +=
-                std::clamp(normal(random), -0.4, 0.4) * (exact[k].seconds - exact[k - 1].seconds);
+        for (std::size_t k = 1; k + 1 < pulses.size(); ++k) {
+            const double pitch = std::min(exact[k].seconds - exact[k - 1].seconds,
+                                          exact[k + 1].seconds - exact[k].seconds);
+            pulses[k].seconds += std::clamp(normal(random), -0.4, 0.4) * pitch;
+        }
         return pulses;
     };
 }
@@ -141,7 +151,7 @@ struct Count {
     int runs = 0;
 };
 
-Count follow(const Cell& cell, const Wheel& wheel, const Disturbance& disturb)
+Count follow(const Cell& cell, const Wheel& wheel, const Disturbance& disturb, int startAngles)
 {
     Count count;
     std::mt19937 random(1);
@@ -149,10 +159,10 @@ Count follow(const Cell& cell, const Wheel& wheel, const Disturbance& disturb)
     settings.pulsesPerRevolution = wheel.pulses;
     settings.missingTeeth = wheel.missing;
     for (const ShaftCourse& course : cell.courses) {
-        for (int k = 0; k < kStartAngles; ++k) {
-            const double first = k / (kStartAngles * wheel.pulses);
-            const std::vector<TruePulse> pulses =
-                disturb(pulsesOf(course, wheel.pulses, first, wheel.missing), random);
+        for (int k = 0; k < startAngles; ++k) {
+            const double first = k / (startAngles * wheel.pulses);
+            std::vector<TruePulse> pulses = pulsesOf(course, wheel.pulses, first, wheel.missing);
+            if (disturb) pulses = disturb(std::move(pulses), random);
             const auto reading = Tachometer(settings).readPulses(momentsOf(pulses));
             const double share = wrongShare(pulses, reading.knots, cell.still);
             ++count.runs;
@@ -162,33 +172,71 @@ Count follow(const Cell& cell, const Wheel& wheel, const Disturbance& disturb)
     return count;
 }
 
-void print(const std::string& title, const Disturbance& disturb)
+/// Ten; where many courses are disturbed, chance differs enough from one to the next.
+int startAnglesOf(const Cell& cell, const Disturbance& disturb, const Choice& choice)
 {
+    const bool few = choice.quick || (disturb && cell.courses.size() > kStartAngles);
+    return few ? kFewStartAngles : kStartAngles;
+}
+
+bool contains(const std::string& name, const std::string& text)
+{
+    return name.find(text) != std::string::npos;
+}
+
+void print(const std::string& title, const Disturbance& disturb, const Choice& choice)
+{
+    std::vector<Cell> rows = cells();
+    if (!contains(title, choice.text))
+        std::erase_if(rows, [&](const Cell& cell) { return !contains(cell.name, choice.text); });
+    if (rows.empty()) return;
+
     std::printf("\n| %s |", title.c_str());
     for (const Wheel& wheel : kWheels) std::printf(" %s |", wheel.name.c_str());
     std::printf("\n|---|");
     for (std::size_t k = 0; k < kWheels.size(); ++k) std::printf("---|");
     std::printf("\n");
-    for (const Cell& cell : cells()) {
+    for (const Cell& cell : rows) {
         std::printf("| %s |", cell.name.c_str());
         for (const Wheel& wheel : kWheels) {
-            const Count count = follow(cell, wheel, disturb);
+            std::fprintf(
+                stderr, "%s: %s, wheel %s\n", title.c_str(), cell.name.c_str(), wheel.name.c_str());
+            const Count count = follow(cell, wheel, disturb, startAnglesOf(cell, disturb, choice));
             std::printf(" %d of %d |", count.wrong, count.runs);
+            std::fflush(stdout);
         }
         std::printf("\n");
-        std::fflush(stdout);
     }
+}
+
+std::optional<Choice> choiceOf(const std::vector<std::string>& arguments)
+{
+    Choice choice;
+    for (std::size_t k = 0; k < arguments.size(); ++k) {
+        if (arguments[k] == "--quick")
+            choice.quick = true;
+        else if (arguments[k] == "--only" && k + 1 < arguments.size())
+            choice.text = arguments[++k];
+        else
+            return std::nullopt;
+    }
+    return choice;
 }
 
 } // namespace
 
-int main()
+int main(int argc, char** argv)
 {
-    print("clean pulses", clean);
-    print("each early or late by 1 %", jitter(0.01));
-    print("each early or late by 3 %", jitter(0.03));
-    print("2 % missing", missing(0.02));
-    print("2 % extra", extra(0.02));
-    print("10 % missing", missing(0.1));
-    print("10 % extra", extra(0.1));
+    const std::optional<Choice> choice = choiceOf({argv + 1, argv + argc});
+    if (!choice) {
+        std::fprintf(stderr, "usage: tacho_grid [--quick] [--only TEXT]\n");
+        return 2;
+    }
+    print("clean pulses", {}, *choice);
+    print("each early or late by 1 %", jitter(0.01), *choice);
+    print("each early or late by 3 %", jitter(0.03), *choice);
+    print("2 % missing", missing(0.02), *choice);
+    print("2 % extra", extra(0.02), *choice);
+    print("10 % missing", missing(0.1), *choice);
+    print("10 % extra", extra(0.1), *choice);
 }

@@ -14,7 +14,7 @@ namespace {
 constexpr std::array<double, 4> kWindows{64.0, 32.0, 16.0, 8.0}; // turns
 constexpr std::size_t kMostEachSide = 64;
 constexpr std::size_t kLeastKnots = 8; // of a fit with four unknowns
-constexpr double kMostScatter = 0.35;  // of a step, root mean square
+constexpr double kMostScatter = 0.5;   // of a step, root mean square: rounding makes no more
 constexpr double kMostMove = 0.6;      // of a step
 constexpr double kShareOfPitch = 0.4;  // that a pulse may come nearer to its neighbour
 
@@ -117,8 +117,8 @@ std::optional<double> PulseSmoother::fitted(std::size_t at, double turns) const
     const Eigen::Vector4d curve = squares.ldlt().solve(products);
     if (!turns_) {
         const double scatter = std::sqrt(std::max(power - curve.dot(products), 0.0) / weights);
-        if (scatter > kMostScatter * step_ || std::abs(curve[0]) > kMostMove * step_)
-            return std::nullopt;
+        if (scatter > kMostScatter * step_) return std::nullopt;
+        return knots_[at].seconds + std::clamp(curve[0], -kMostMove * step_, kMostMove * step_);
     }
     return knots_[at].seconds + curve[0];
 }

@@ -16,10 +16,11 @@ namespace Harmotrack::Host {
 ///
 /// Where the times are known to a step, as those of a rectangular tacho's samples, the window is
 /// the widest of 64, 32, 16 and 8 turns (and 64 pulses on either side) in which the pulses scatter
-/// about the curve no more than by rounding to that step: 0.35 of it in the weighted mean square,
-/// where rounding alone makes 0.29; and no pulse is moved by more than 0.6 of it. Where there is no
-/// such window the pulses stay as they are. So a true swing of the speed is flattened by no more
-/// than it moves the pulses by a third of a step.
+/// about the curve no more than rounding to that step may: by half of it in the weighted mean
+/// square, as where a shaft turns in step with the samples and its pulses fall now before and now
+/// behind one. No pulse is moved by more than 0.6 of a step. Where there is no such window the
+/// pulses stay as they are. So a true swing of the speed is flattened by no more than moves the
+/// pulses by half a step.
 ///
 /// No pulse passes another: it moves by less than half of the way to its neighbours.
 ///

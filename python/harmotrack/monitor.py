@@ -102,7 +102,7 @@ class Monitor:
         "together", or "apart": what comes while the speed rises and while it falls is kept apart.
     pulses_per_revolution
         Of the tacho; None if feed_speed() tells the speed.
-    level, hysteresis_percent, edge
+    level, hysteresis_percent, edge, smoothing_turns
         As in Speed.from_tacho().
     settings, changes
         AnalysisSettings and keywords that replace single ones. The speed axis has to be told:
@@ -128,6 +128,7 @@ class Monitor:
         level: float | None = None,
         hysteresis_percent: float = 15.0,
         edge: str = "rising",
+        smoothing_turns: float | None = None,
         settings: AnalysisSettings | None = None,
         **changes: Any,
     ) -> None:
@@ -142,7 +143,14 @@ class Monitor:
         self.settings = _complete(changed(settings, changes), self._by_tacho)
         tacho = None
         if pulses_per_revolution is not None:
-            tacho = tachometer("The tacho", pulses_per_revolution, level, hysteresis_percent, edge)
+            tacho = tachometer(
+                "The tacho",
+                pulses_per_revolution,
+                level,
+                hysteresis_percent,
+                edge,
+                smoothing_turns=smoothing_turns,
+            )
         self._pair = pair_of(directional, self._name)
         self._groups = self._grouped()
         self._runs = [

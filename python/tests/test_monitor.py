@@ -229,3 +229,14 @@ def test_many_extra_pulses_are_the_first_remark_of_the_monitor() -> None:
     first = monitor.finish().remarks[0]
     assert "pulses of the tacho" in first
     assert "were dropped or filled in" in first
+
+
+def test_the_window_of_the_smoothing_goes_to_the_tacho() -> None:
+    recording = machine().recording
+    for turns, said in ((0.0, False), (20.0, True)):
+        monitor = Monitor(6400.0, ["x"], smoothing_turns=turns, **AXIS)
+        monitor.feed(recording["x"].samples, recording["tacho"].samples)
+        remarks = monitor.finish().remarks
+        assert any("smoothed over up to 20 turns" in remark for remark in remarks) == said
+    with pytest.raises(HarmotrackError, match="smoothing"):
+        Monitor(6400.0, ["x"], smoothing_turns=-1.0, **AXIS)

@@ -121,6 +121,7 @@ void addAngle(const UniformSignal& tacho, const SourceOptions& options, Source& 
     source.angle = longestOf(segments);
     source.knots = std::move(reading.knots);
     source.tachoEvents = std::move(reading.events);
+    source.remarks = std::move(reading.remarks);
     source.hasMark = settings.gearRatio == 1.0;
 }
 

@@ -23,7 +23,7 @@ struct Source {
     /// The same in all its segments; `angle` is the longest of them.
     std::vector<Host::AngleKnot> knots;
     std::vector<Host::TachoEvent> tachoEvents; ///< what was mended or dropped
-    std::vector<std::string> remarks;          ///< on the column of speed, a sentence each
+    std::vector<std::string> remarks; ///< on the tacho or the column of speed, a sentence each
     bool hasMark = false; ///< angle 0 is a mark on the shaft, and phases against it mean something
 };
 

@@ -55,14 +55,21 @@ std::string listText(const std::string& title,
     return text;
 }
 
-// What was mended in the tacho, and where a speed says nothing of the shaft.
-std::string angleText(const Report& report)
+// What has to be known before anything that follows.
+std::string remarksText(const Report& report)
+{
+    std::vector<std::string> remarks = report.recording.remarks;
+    remarks.insert(remarks.end(), report.results.remarks.begin(), report.results.remarks.end());
+    return listText("Remarks", "remark", remarks);
+}
+
+// What was mended in the tacho.
+std::string repairsText(const Report& report)
 {
     std::vector<std::string> repairs;
     for (const Host::TachoEvent& event : report.recording.tachoEvents)
         repairs.push_back(event.text());
-    return listText("Tacho", "repair", repairs) +
-           listText("Angle", "remark", report.recording.remarks);
+    return listText("Tacho", "repair", repairs);
 }
 
 std::string signalText(const Report& report, std::size_t s)
@@ -131,7 +138,8 @@ std::string summaryText(const Report& report)
 {
     const Host::UniformSignal& signal = report.recording.signals.front();
     const double seconds = static_cast<double>(signal.samples.size()) / signal.rateHz;
-    std::string text = summaryLine("Recording",
+    std::string text = remarksText(report) +
+                       summaryLine("Recording",
                                    report.recording.file + ", " + fourDigits(seconds) + " s at " +
                                        rounded(signal.rateHz) + " Hz") +
                        summaryLine("Speed",
@@ -139,7 +147,7 @@ std::string summaryText(const Report& report)
                                        fourDigits(report.results.highestRpm) + " rpm over " +
                                        rounded(report.recording.turns()) + " revolutions, " +
                                        report.recording.speedSource) +
-                       angleText(report) + blocksText(report);
+                       repairsText(report) + blocksText(report);
     for (std::size_t s = 0; s < report.results.signals.size(); ++s) text += signalText(report, s);
     return text;
 }

@@ -15,6 +15,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 class OrderMap : public ProgramTest {
 protected:
@@ -289,6 +290,24 @@ TEST_F(OrderMap, RepairsOfTheTachoStandInTheSummary)
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_THAT(outcome.output, HasSubstr("Tacho             1 repair"));
     EXPECT_THAT(outcome.output, HasSubstr("1 pulse is missing: filled in."));
+}
+
+// Every third pulse of thirty turns is wiped out.
+TEST_F(OrderMap, DoubtfulTachoIsTheFirstThatTheSummarySays)
+{
+    std::vector<double> frames = SmallMachine().frames();
+    for (std::size_t k = 0; k < frames.size() / 3; ++k) {
+        const double turns = SmallMachine().turnsAt(static_cast<double>(k) / SmallMachine().rateHz);
+        const double nearest = std::round(turns);
+        if (nearest >= 30.0 && nearest <= 60.0 && std::fmod(nearest, 3.0) == 0.0)
+            frames[3 * k + 2] = 0.0;
+    }
+    storeAudio(recording_, frames, SmallMachine().rateHz, kFlac);
+    const Outcome outcome = run(with(audioArguments(), {"--no-picture"}));
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, StartsWith("Remarks           1 remark\n"));
+    EXPECT_LT(outcome.output.find("pulses of the tacho, which has"),
+              outcome.output.find("Recording"));
 }
 
 TEST_F(OrderMap, ChannelsThatAreNotThereAreRefused)

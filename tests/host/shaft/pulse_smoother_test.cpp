@@ -1,3 +1,4 @@
+#include "host/analysis/analysis_run.h"
 #include "host/shaft/shaft_angle.h"
 #include "host/shaft/tachometer.h"
 
@@ -96,6 +97,77 @@ TEST(PulseSmoother, HighOrderOfARectangularTachoKeepsItsHeightAndHasNoSpurs)
         ASSERT_EQ(smooth.remarks.size(), 1U);
         EXPECT_THAT(smooth.remarks[0], HasSubstr("were smoothed over up to 64 turns"));
     }
+}
+
+// Amplitudes of order 25 in the rows of an order map, and the highest one beside it.
+struct MapReading {
+    double lowest = 10.0;
+    double highest = 0.0;
+    double spur = 0.0;
+};
+
+// The vibration is sampled together with the tacho.
+MapReading mapOf(const std::function<double(double)>& turnsAt, std::optional<double> smoothing)
+{
+    constexpr double kSlowRate = 6400.0;
+    constexpr double kSeconds = 10.0;
+    constexpr std::size_t kLine = 250;
+    const UniformSignal signal =
+        sampled(kSlowRate, kSeconds, [&](double t) { return std::cos(kTwoPi * 25 * turnsAt(t)); });
+    const UniformSignal tacho = sampled(kSlowRate, kSeconds, [&](double t) {
+        return turnsAt(t) - std::floor(turnsAt(t)) < 1.0 / 3.0 ? 5.0 : 0.0;
+    });
+    AnalysisSettings settings;
+    settings.minRpm = 5500.0;
+    settings.maxRpm = 6500.0;
+    settings.stepRpm = 10.0;
+    settings.highestOrder = 27.0;
+    settings.harmonics = {25.0F};
+    const std::vector<AngleKnot> knots = readWith(smoothing, tacho).knots;
+    const AnalysisResults results = AnalysisRun(settings).runPasses({&signal, 1}, knots).front();
+    MapReading reading;
+    for (std::size_t b = 0; b < results.binRpm.size(); ++b) {
+        if (results.orderBlocks[b] == 0) continue;
+        const auto row = results.signals[0].orderMap.row(b);
+        reading.lowest = std::min(reading.lowest, double{row[kLine]});
+        reading.highest = std::max(reading.highest, double{row[kLine]});
+        for (std::size_t k = 0; k + 2 < kLine; ++k)
+            reading.spur = std::max(reading.spur, double{row[k]});
+    }
+    return reading;
+}
+
+// At 6.4 kHz and 6000 rpm a sample is 141 degrees of order 25, whose 2.5 kHz are sampled well.
+TEST(PulseSmoother, OrderNearTheHighestFrequencyIsReadByARectangularTachoOfTheSameRate)
+{
+    for (const SimulatedShaft shaft : {SimulatedShaft{5700.0, 30.0}, SimulatedShaft{5985.0, 3.0}}) {
+        const auto turnsAt = [&](double t) { return shaft.turnsAt(t); };
+        const MapReading smooth = mapOf(turnsAt, std::nullopt);
+        EXPECT_GT(decibels(smooth.lowest), -0.15);
+        EXPECT_LT(decibels(smooth.highest), 0.05);
+        EXPECT_LT(decibels(smooth.spur), -40.0);
+        const MapReading as = mapOf(turnsAt, 0.0);
+        EXPECT_LT(decibels(as.lowest), -1.5);
+        EXPECT_GT(decibels(as.spur), -13.0);
+    }
+}
+
+// 64 samples a turn, and a swing of a tenth of a sample that lets a pulse fall now on one and now
+// on the next: pulses scatter by half a sample, and not by 0.29 as where all of its parts are met.
+// That is 70 degrees of order 25 to either side, of which cos(70 degrees) is a third.
+TEST(PulseSmoother, ShaftInStepWithTheSamplesIsSmoothedToo)
+{
+    constexpr double kSlowRate = 6400.0;
+    const SimulatedShaft shaft{6000.0, 0.0};
+    const UniformSignal tacho = sampled(kSlowRate, 3.0, [&](double t) {
+        const double turns = shaft.turnsAt(t) + 0.1 / 64.0 * std::sin(kTwoPi * 37.7 * t);
+        return turns - std::floor(turns) < 1.0 / 3.0 ? 5.0 : 0.0;
+    });
+    const OrderReading as = orderOf(25.0, readWith(0.0, tacho).knots, shaft);
+    EXPECT_LT(decibels(std::abs(as.line)), -3.0);
+    const OrderReading smooth = orderOf(25.0, readWith(std::nullopt, tacho).knots, shaft);
+    EXPECT_GT(decibels(std::abs(smooth.line)), -0.5);
+    EXPECT_LT(decibels(smooth.spur), -20.0);
 }
 
 // A rise is seen half a sample late on the mean: 360 * 95 Hz / 25.6 kHz / 2 = 0.7 degrees of order
