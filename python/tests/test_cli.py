@@ -10,6 +10,7 @@ from pathlib import Path
 import matplotlib.pyplot as plt
 import numpy as np
 import pytest
+import scipy.io
 from click.testing import CliRunner
 
 import turning
@@ -199,6 +200,34 @@ def test_info_shows_a_table(recording: Path, capsys: pytest.CaptureFixture) -> N
     assert call("info", recording) == 0
 
     assert "likely tacho" in capsys.readouterr().out
+
+
+# Edges of a tacho at uneven times, the first of 40 rises at the start: 39 pulses from 0.1 s on.
+def test_info_tells_the_pulses_and_the_constant_speed_of_the_file(
+    tmp_path: Path, capsys: pytest.CaptureFixture
+) -> None:
+    rises = np.cumsum(0.1 + 0.003 * np.sin(np.arange(40)))
+    rows = [row for at in rises for row in (f"{at:.6f},5", f"{at + 0.01:.6f},0")]
+    (tmp_path / "edges.csv").write_text("\n".join(["time [s],tacho", *rows]) + "\n")
+    scipy.io.savemat(tmp_path / "run.mat", {"a": np.arange(2000.0), "fs": 1000.0, "RPM": 1797.0})
+
+    assert call("info", tmp_path / "edges.csv", "--json") == 0
+    told = json.loads(capsys.readouterr().out)
+    (train,) = told["pulses"]
+    assert (train["name"], train["pulses"]) == ("tacho", 39)
+    assert train["from_s"] == pytest.approx(rises[1], abs=1e-6)
+    assert train["to_s"] == pytest.approx(rises[-1], abs=1e-6)
+    assert (told["channels"], told["constant_rpm"]) == ([], None)
+    assert call("info", tmp_path / "edges.csv") == 0
+    shown = capsys.readouterr().out
+    assert re.search(r"tacho\W+39\W", shown)
+    assert "RMS" not in shown
+
+    assert call("info", tmp_path / "run.mat", "--json") == 0
+    told = json.loads(capsys.readouterr().out)
+    assert (told["pulses"], told["constant_rpm"]) == ([], 1797.0)
+    assert call("info", tmp_path / "run.mat") == 0
+    assert "Constant speed: 1797 rpm" in capsys.readouterr().out
 
 
 def test_analyze_finds_the_tacho_and_says_so(

@@ -262,6 +262,17 @@ def test_the_moments_of_pulses_in_the_recording_have_a_wheel_but_no_level() -> N
         find_speed(recording, level=2.0)
 
 
+def test_the_tacho_may_be_pulses_of_the_file(speeds: list[Speed], tmp_path: Path) -> None:
+    rises = np.cumsum(0.1 + 0.003 * np.sin(np.arange(40)))
+    rows = [row for at in rises for row in (f"{at:.6f},5,1", f"{at + 0.01:.6f},0,2")]
+    (tmp_path / "edges.csv").write_text("\n".join(["time [s],slot,a", *rows]) + "\n")
+
+    for options, rpm in ([], 600.0), (["--pulses", "2"], 300.0):
+        assert call("orders", tmp_path / "edges.csv", "--tacho", "slot", *options) == 2
+        assert speeds[-1].source == "39 pulses of 'slot'"
+        np.testing.assert_allclose(speeds[-1].rpm_at([1.0, 2.0, 3.0]), rpm, rtol=0.04)
+
+
 def test_the_speed_that_track_writes_is_read_as_it_was_tracked(
     recording: Path, speeds: list[Speed], tmp_path: Path
 ) -> None:

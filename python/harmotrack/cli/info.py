@@ -11,7 +11,7 @@ from harmotrack.cli import words
 from harmotrack.cli.options import Request, file_argument, json_option, reading_options
 
 if TYPE_CHECKING:
-    from harmotrack.recording import Channel
+    from harmotrack.recording import Channel, PulseTrain
 
 
 @click.command("info")
@@ -19,7 +19,8 @@ if TYPE_CHECKING:
 @reading_options
 @json_option
 def command(file: Path, as_json: bool, **options: Any) -> None:
-    """Lists the channels of a recording: rates, levels, and which one is likely the tacho."""
+    """Lists the channels of a recording: rates, levels, and which one is likely the tacho; and the
+    pulses of a tacho and the constant speed, if the file tells them."""
     from harmotrack.speed_finder import likely_speed_channels, likely_tachos
 
     recording = Request(options).read(file)
@@ -44,11 +45,29 @@ def command(file: Path, as_json: bool, **options: Any) -> None:
                 "role": role,
             }
         )
+    pulses = [_pulses(train) for train in recording.pulses]
     if as_json:
-        words.as_json({"file": str(file), "notes": recording.notes, "channels": channels})
+        words.as_json(
+            {
+                "file": str(file),
+                "notes": recording.notes,
+                "channels": channels,
+                "pulses": pulses,
+                "constant_rpm": recording.constant_rpm,
+            }
+        )
+        return
+    _show_channels(recording.name, channels)
+    _show_pulses(pulses)
+    if recording.constant_rpm is not None:
+        print(f"Constant speed: {recording.constant_rpm:g} rpm")
+
+
+def _show_channels(title: str, channels: list[dict[str, Any]]) -> None:
+    if not channels:
         return
     words.table(
-        recording.name,
+        title,
         ["channel", "no.", "unit", "rate in Hz", "samples", "seconds", "least", "most", "RMS", ""],
         [
             [
@@ -66,6 +85,34 @@ def command(file: Path, as_json: bool, **options: Any) -> None:
             for c in channels
         ],
     )
+
+
+def _show_pulses(pulses: list[dict[str, Any]]) -> None:
+    if not pulses:
+        return
+    words.table(
+        "Pulses of a tacho",
+        ["tacho", "pulses", "from s", "to s"],
+        [
+            [
+                train["name"],
+                str(train["pulses"]),
+                *("" if end is None else f"{end:.7g}" for end in (train["from_s"], train["to_s"])),
+            ]
+            for train in pulses
+        ],
+    )
+
+
+def _pulses(train: PulseTrain) -> dict[str, Any]:
+    """Their number, and the times of the first and the last one."""
+    ends = (train.seconds[0], train.seconds[-1]) if train.seconds.size else (None, None)
+    return {
+        "name": train.name,
+        "pulses": train.seconds.size,
+        "from_s": ends[0],
+        "to_s": ends[1],
+    }
 
 
 def _levels(channel: Channel) -> dict[str, float]:
