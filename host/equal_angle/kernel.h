@@ -92,9 +92,9 @@ public:
 
     /// Weights of the samples round a moment, as the rows that they lie between.
     struct Weights {
-        std::array<const float*, 2 * kFilters> rows; ///< shapes (size)
-        std::array<float, 2 * kFilters> shares;      ///< their sum is 1
-        std::size_t size = 0;                        ///< 2 · reach
+        std::array<const float*, 2 * kFilters> rows{}; ///< shapes (size)
+        std::array<float, 2 * kFilters> shares{};      ///< their sum is 1
+        std::size_t size = 0;                          ///< 2 · reach
 
         /// y(p).
         ///
