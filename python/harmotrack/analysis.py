@@ -132,7 +132,7 @@ def analyze(
     check_type("speed", speed, Speed, "a Speed, as Speed.from_tacho() makes it")
     pair = pair_of(directional, lambda which: recording[which].name)
     signals, left_out = _signals(recording, speed, channels, pair)
-    settings = resolved(settings, signals[0], speed, passes)
+    settings = resolved(settings, signals, speed, passes)
     remarks = [*recording.notes, *speed.notes, *left_out]
     if angle_signal is None:
         angle_signal = _angles_are_few(settings, speed, remarks)
@@ -347,7 +347,7 @@ def native_settings(
     native.harmonics = list(settings.harmonics or ())
     native.window = choices.WINDOW_NUMBERS[settings.window]
     native.direction = choices.DIRECTIONS.index(settings.direction)
-    native.amplitude = choices.AMPLITUDES.index(settings.amplitude)
+    native.amplitude = choices.AMPLITUDES.index(settings.amplitude or "peak")
     native.averaging = choices.AVERAGINGS.index(settings.averaging)
     native.phase_reference = choices.PHASE_REFERENCES.index(settings.phase_reference)
     native.weighting = choices.WEIGHTINGS.index(settings.weighting)

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+from collections.abc import Iterable
 from dataclasses import dataclass
 
 from harmotrack.settings import check_number
@@ -24,6 +25,12 @@ _PASCALS = {
     "kPa": 1e3,
 }
 _SOUND = 20e-6  #: Pa RMS (ISO 1683)
+
+
+def usual_convention(units: Iterable[str]) -> str:
+    """How amplitudes in some units are stated: sound pressures in RMS, everything else, and
+    pressures beside it, as peaks."""
+    return "rms" if all(unit in _PASCALS for unit in units) else "peak"
 
 
 @dataclass(frozen=True)

@@ -3,9 +3,11 @@
 from __future__ import annotations
 
 import math
+from collections.abc import Sequence
 from dataclasses import replace
 from typing import Any
 
+from harmotrack.decibels import usual_convention
 from harmotrack.errors import HarmotrackError
 from harmotrack.recording import Channel
 from harmotrack.settings import AnalysisSettings
@@ -18,9 +20,9 @@ _PASSED_SHARE = 0.45  #: of the sampling rate, in which the resampling keeps amp
 
 
 def resolved(
-    settings: AnalysisSettings, signal: Channel, speed: Speed, passes: str = "together"
+    settings: AnalysisSettings, signals: Sequence[Channel], speed: Speed, passes: str = "together"
 ) -> AnalysisSettings:
-    """Settings in which nothing is left to be chosen.
+    """Settings in which nothing is left to be chosen, for signals that are sampled together.
 
     speed axis   from the lowest to the highest speed, in about 80 steps of 1, 2 or 5 times a power
                  of ten; one step for all of a steady speed, which changes by less than 5 %
@@ -30,7 +32,9 @@ def resolved(
     blocks       one where the speed crosses a bin's centre; edge to edge of a steady speed, as it
                  crosses hardly any, if passes are together
     phases       against the mark of the shaft if there is one, else against order 1
+    amplitudes   RMS if all signals are pressures, else peaks
     """
+    signal = signals[0]
     turning = speed.turning(signal.start, signal.start + signal.duration)
     if turning.size == 0:
         raise HarmotrackError(
@@ -54,6 +58,7 @@ def resolved(
         harmonics=harmonics,
         block_mode=settings.block_mode or ("contiguous" if steady else "at-crossing"),
         phase_mode=settings.phase_mode or ("shaft" if speed.has_mark else "first-order"),
+        amplitude=settings.amplitude or usual_convention(signal.unit for signal in signals),
     )
 
 

@@ -11,6 +11,7 @@ import numpy as np
 from harmotrack.amplitudes import band_amplitudes, coherence_of
 from harmotrack.analysis import RunResults, changed, labelled, movement_of, native_settings, pair_of
 from harmotrack.checks import check_type, numbers_of
+from harmotrack.decibels import usual_convention
 from harmotrack.errors import HarmotrackError
 from harmotrack.native import _native
 from harmotrack.settings import PASSES, AnalysisSettings, check_choice, check_number
@@ -140,7 +141,7 @@ class Monitor:
         self._units = [units] * len(self.channels) if isinstance(units, str) else list(units)
         check_choice("passes", passes, PASSES)
         self._by_tacho = pulses_per_revolution is not None
-        self.settings = _complete(changed(settings, changes), self._by_tacho)
+        self.settings = _complete(changed(settings, changes), self._by_tacho, self._units)
         tacho = None
         if pulses_per_revolution is not None:
             tacho = tachometer(
@@ -319,7 +320,7 @@ class Monitor:
         return amplitudes, block.harmonics, coherence_of(block.harmonics, amplitudes)
 
 
-def _complete(settings: AnalysisSettings, has_mark: bool) -> AnalysisSettings:
+def _complete(settings: AnalysisSettings, has_mark: bool, units: Sequence[str]) -> AnalysisSettings:
     """Nothing is known of the samples to come: what is not told takes a fixed default."""
     missing = [
         name for name in ("min_rpm", "max_rpm", "step_rpm") if getattr(settings, name) is None
@@ -337,4 +338,5 @@ def _complete(settings: AnalysisSettings, has_mark: bool) -> AnalysisSettings:
         harmonics=harmonics,
         block_mode=settings.block_mode or "at-crossing",
         phase_mode=settings.phase_mode or ("shaft" if has_mark else "first-order"),
+        amplitude=settings.amplitude or usual_convention(units),
     )

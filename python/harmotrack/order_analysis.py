@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from collections.abc import Mapping, Sequence
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
@@ -134,6 +134,7 @@ class OrderAnalysis:
         """Labels arrays whose shapes are those of the table above.
 
         ``units`` are those of the signals; what a weighting makes of them is worked out here.
+        Amplitudes are peaks unless ``settings.amplitude`` says otherwise.
         Rows of the maps whose number of blocks is 0 become NaN. ``order_rows``, ``row_times`` and
         ``row_speeds`` are order_spectrogram with its block_time and block_speed.
 
@@ -143,6 +144,7 @@ class OrderAnalysis:
             Shapes do not fit together, a name stands twice, or what belongs together is not there.
         """
         settings = settings or AnalysisSettings()
+        settings = replace(settings, amplitude=settings.amplitude or "peak")
         builder = _Builder(channels, units, speed, settings)
         builder.add_maps(
             orders, order_map, order_blocks, frequencies, frequency_map, frequency_blocks

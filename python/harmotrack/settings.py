@@ -95,9 +95,11 @@ class AnalysisSettings:
         Orders to be extracted as complex amplitudes over the speed. By default 1, 2, 3 and 4.
     slice_width
         Width of an order slice, in orders: what lies within half of it to either side counts.
-    window, amplitude
-        The window of every block, and how amplitudes are stated; every window is corrected so that
-        a sine on a line reads its own amplitude.
+    window
+        Of every block; each is corrected so that a sine on a line reads its own amplitude.
+    amplitude
+        How amplitudes are stated: "peak", "rms" or "peak-to-peak". By default rms if all channels
+        are pressures, as sound is, else peak.
     block_mode
         "at-crossing": one block where the speed crosses a bin's centre. "contiguous": blocks edge
         to edge. By default contiguous if the speed changes by less than 5 %.
@@ -136,7 +138,7 @@ class AnalysisSettings:
     harmonics: tuple[float, ...] | None = None
     slice_width: float = 0.5
     window: str = "hanning"
-    amplitude: str = "peak"
+    amplitude: str | None = None
     block_mode: str | None = None
     averaging: str = "mean"
     phase_reference: str = "cosine"
@@ -150,7 +152,8 @@ class AnalysisSettings:
         self._check_speed_axis()
         self._check_orders()
         check_choice("window", self.window, WINDOWS)
-        check_choice("amplitude", self.amplitude, AMPLITUDES)
+        if self.amplitude is not None:
+            check_choice("amplitude", self.amplitude, AMPLITUDES)
         check_choice("averaging", self.averaging, AVERAGINGS)
         check_choice("direction", self.direction, DIRECTIONS)
         check_choice("phase_reference", self.phase_reference, PHASE_REFERENCES)

@@ -2,7 +2,7 @@ import numpy as np
 import pytest
 
 import made
-from harmotrack import HarmotrackError
+from harmotrack import Channel, HarmotrackError, Monitor, Recording, Speed, analyze
 from harmotrack.decibels import decibels
 
 
@@ -39,3 +39,34 @@ def test_maps_show_sound_pressure_levels() -> None:
 
     cells = axes.collections[0].get_array()
     assert cells[12, 20] == pytest.approx(24.949, abs=1e-3)
+
+
+# A tone of 1 Pa RMS at order 1: its peaks are sqrt(2) Pa.
+@pytest.mark.parametrize(
+    ("beside", "settings", "stated", "read"),
+    [
+        ((), {}, "rms", 1.0),
+        (("Pa",), {}, "rms", 1.0),
+        (("mm/s",), {}, "peak", 2**0.5),
+        ((), {"amplitude": "peak"}, "peak", 2**0.5),
+    ],
+)
+def test_sounds_are_stated_in_rms_unless_other_units_stand_beside_them(
+    beside: tuple[str, ...], settings: dict[str, str], stated: str, read: float
+) -> None:
+    tone = 2**0.5 * np.sin(2.0 * np.pi * 20.0 * np.arange(20480) / 1024.0)
+    units = ("Pa", *beside)
+    channels = [Channel(f"channel {k}", tone, 1024.0, unit) for k, unit in enumerate(units)]
+    speed = Speed.from_profile([0.0, 20.0], [1200.0, 1200.0])
+
+    analysis = analyze(Recording(channels), speed, harmonics=(1.0,), **settings)
+
+    assert analysis.attrs["amplitude"] == stated
+    sizes = analysis.order_amplitudes.values[0, 0]
+    assert sizes[analysis.measured] == pytest.approx(read, rel=1e-3)
+
+
+def test_a_monitor_of_sounds_states_them_in_rms() -> None:
+    axis = {"min_rpm": 600.0, "max_rpm": 1200.0, "step_rpm": 50.0}
+    assert Monitor(6400.0, ["left", "right"], units="Pa", **axis).settings.amplitude == "rms"
+    assert Monitor(6400.0, ["left"], units="mm/s", **axis).settings.amplitude == "peak"
