@@ -129,7 +129,7 @@ Disturbance missing(double share)
 
 Disturbance extra(double share)
 {
-    return [share](std::vector<TruePulse> pulses, std::mt19937& random) {
+    return [share](const std::vector<TruePulse>& pulses, std::mt19937& random) {
         std::bernoulli_distribution comes(share);
         std::uniform_real_distribution<double> where(0.05, 0.95);
         std::vector<TruePulse> all;

@@ -126,7 +126,10 @@ _SETTINGS = [
         "blackman-harris; default: hanning.",
     ),
     click.option(
-        "--amplitude", metavar="KIND", help="Kind of the amplitudes: peak, rms or peak-to-peak."
+        "--amplitude",
+        metavar="KIND",
+        help="Kind of the amplitudes: peak, rms or peak-to-peak; default: rms if all channels are "
+        "pressures, else peak.",
     ),
     click.option(
         "--averaging",
