@@ -129,10 +129,10 @@ MapReading mapOf(const std::function<double(double)>& turnsAt, std::optional<dou
     for (std::size_t b = 0; b < results.binRpm.size(); ++b) {
         if (results.orderBlocks[b] == 0) continue;
         const auto row = results.signals[0].orderMap.row(b);
-        reading.lowest = std::min(reading.lowest, double{row[kLine]});
-        reading.highest = std::max(reading.highest, double{row[kLine]});
+        reading.lowest = std::min(reading.lowest, static_cast<double>(row[kLine]));
+        reading.highest = std::max(reading.highest, static_cast<double>(row[kLine]));
         for (std::size_t k = 0; k + 2 < kLine; ++k)
-            reading.spur = std::max(reading.spur, double{row[k]});
+            reading.spur = std::max(reading.spur, static_cast<double>(row[k]));
     }
     return reading;
 }
